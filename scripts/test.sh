@@ -1,0 +1,73 @@
+#!/usr/bin/env bash
+# Runs every test: native, sanitizer and Windows (under Wine) builds, and the fuzz targets for
+# a bounded time. Installs what it needs first. Usage: scripts/test.sh [LANE...]
+# with LANE one of native, asan, windows, fuzz (default: all four).
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+
+bash scripts/install-deps.sh
+jobs="${VANTOR_JOBS:-$(nproc)}"
+fuzz_seconds="${VANTOR_FUZZ_SECONDS:-20}"
+lanes=("$@")
+[ "${#lanes[@]}" -gt 0 ] || lanes=(native asan windows fuzz)
+failed=()
+
+build() {
+  cmake --preset "$1" >/dev/null
+  cmake --build --preset "$1" -j "$jobs"
+}
+
+run_ctest() {
+  local preset=$1
+  if ! ctest --preset "$preset" --timeout 300; then
+    # One rerun of the failures tells a flaky test from a broken one; both are reported.
+    echo "test.sh: rerunning the failed tests of $preset once"
+    ctest --preset "$preset" --rerun-failed --timeout 300 || failed+=("$preset")
+  fi
+}
+
+for lane in "${lanes[@]}"; do
+  echo "=== lane: $lane"
+  start=$(date +%s)
+  case "$lane" in
+    native|asan)
+      build "$lane"
+      run_ctest "$lane"
+      ;;
+    windows)
+      build windows
+      export WINEPREFIX="$PWD/build/windows/wineprefix" WINEDEBUG=-all VANTOR_WINEPREFIX="$PWD/build/windows/wineprefix"
+      export PATH="$PATH:/usr/lib/wine"
+      [ -f "$WINEPREFIX/system.reg" ] || wine64 wineboot -i >/dev/null 2>&1 || true
+      wineserver -p
+      trap 'wineserver -k 2>/dev/null || true' EXIT
+      run_ctest windows
+      wineserver -k 2>/dev/null || true
+      trap - EXIT
+      ;;
+    fuzz)
+      build fuzz
+      for fuzzer in $(find build/fuzz/fuzz -maxdepth 2 -type f -name "*_fuzzer" 2>/dev/null); do
+        [ -x "$fuzzer" ] || continue
+        name=$(basename "$fuzzer")
+        corpus="fuzz/corpus/${name%_fuzzer}"
+        work="build/fuzz/corpus-${name}"
+        mkdir -p "$work"
+        echo "--- $name for ${fuzz_seconds}s"
+        if ! "$fuzzer" -max_total_time="$fuzz_seconds" -print_final_stats=0 "$work" $( [ -d "$corpus" ] && echo "$corpus" ) \
+             > "build/fuzz/${name}.log" 2>&1; then
+          tail -n 40 "build/fuzz/${name}.log"
+          failed+=("fuzz:$name")
+        fi
+      done
+      ;;
+    *) echo "test.sh: unknown lane '$lane'" >&2; exit 2 ;;
+  esac
+  echo "=== lane $lane took $(( $(date +%s) - start ))s"
+done
+
+if [ "${#failed[@]}" -gt 0 ]; then
+  echo "test.sh: FAILED: ${failed[*]}"
+  exit 1
+fi
+echo "test.sh: all lanes passed (${lanes[*]})"
