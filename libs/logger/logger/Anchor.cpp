@@ -1,0 +1,2 @@
+// FileLog.h, Logger.h and EventReporter.h are implemented in this library.
+#include "logger/FileLog.h"

@@ -1,0 +1,58 @@
+#pragma once
+// The process-wide file trace. Every log site fetches the instance and skips the line when
+// there is none. Formats follow the Windows wide-format convention on every platform: %s takes
+// a wide string, %S a narrow one.
+#include <cstddef>
+#include <filesystem>
+#include <initializer_list>
+#include <memory>
+#include <span>
+#include <string>
+
+#include "logger/LogArg.h"
+#include "wincompat/WinTypes.h"
+
+enum MSG_CATEGORY { MSG_DEBUG = 1, MSG_INFO = 2, MSG_WARNING = 3, MSG_ERROR = 4 };
+
+class CFileLog {
+ public:
+  static CFileLog* GetInstance();
+
+  // Opens the trace named after `component` in the trace folder; returns a Win32 status.
+  DWORD InitializeLogging(const std::wstring& component);
+
+  template <class... Args>
+  void Log(MSG_CATEGORY category, const wchar_t* sourceFile, unsigned long line, const wchar_t* format,
+           const Args&... args) {
+    const std::initializer_list<logger::LogArg> list{logger::LogArg(args)...};
+    LogV(category, sourceFile, line, format, std::span<const logger::LogArg>(list.begin(), list.size()));
+  }
+  void LogV(MSG_CATEGORY category, const wchar_t* sourceFile, unsigned long line, const wchar_t* format,
+            std::span<const logger::LogArg> args);
+  void LogBuffer(MSG_CATEGORY category, const wchar_t* sourceFile, unsigned long line,
+                 const unsigned char* buffer, int length);
+
+  // Where trace files go; set before InitializeLogging (the tool's --trace-dir, test fixtures).
+  static void SetTraceDirectory(const std::filesystem::path& directory);
+  // Path of the current trace file (empty before InitializeLogging).
+  std::filesystem::path TracePath() const;
+  // Blocks until every line queued so far is on disk.
+  void Flush();
+
+  ~CFileLog();
+  CFileLog(const CFileLog&) = delete;
+  CFileLog& operator=(const CFileLog&) = delete;
+
+ private:
+  CFileLog();
+  struct Impl;
+  std::unique_ptr<Impl> impl_;
+};
+
+// VA_LOG(MSG_INFO, L"format %S", arg): one trace line from the file that defines
+// `kLogSource` (a wide string naming the source unit, e.g. L"VantorGroupFinder").
+#define VA_LOG(category, ...)                                                       \
+  do {                                                                              \
+    if (CFileLog* vaFileLog_ = CFileLog::GetInstance())                             \
+      vaFileLog_->Log((category), kLogSource, static_cast<unsigned long>(__LINE__), __VA_ARGS__); \
+  } while (0)
