@@ -1,0 +1,149 @@
+#pragma once
+// The array simulator as a library: tests start it in-process, the vantor-array-sim executable
+// wraps it. Every operation of the control API has a C++ twin here; both go through the same
+// state object under one mutex, so a test may mix them freely.
+//
+// Lifetime: the constructor starts the control server (127.0.0.1, free port unless asked) and
+// returns once it listens; addGroup starts that group's REST (HTTPS) and SOAP (HTTP) servers
+// and returns once they listen; the destructor stops everything.
+
+#include <nlohmann/json.hpp>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace arraysim {
+
+inline constexpr std::uint16_t kDefaultRestPort = 5392;
+inline constexpr std::uint16_t kDefaultSoapPort = 4210;
+
+struct KeyValue {
+    std::string key;
+    std::string value;
+};
+
+struct AccessControlRecord {
+    std::string accessProtocol = "iscsi";  // "iscsi" or "fc"
+    std::string initiatorName;
+};
+
+struct GroupSpec {
+    std::string name = "group";
+    // Management address. Empty: a random 127.x.y.z that is free for both ports (so two
+    // simulators in two test processes never collide).
+    std::string address;
+    std::string version = "6.1.0.0";  // the group's version_current
+    bool rest = true;                 // false: no REST server, SOAP answers only "soap-v1"
+    std::string username = "admin";
+    std::string password = "admin";
+    int sessionTimeoutS = 1800;
+};
+
+struct GroupInfo {
+    std::string id;
+    std::string name;
+    std::string address;
+    std::uint16_t restPort = kDefaultRestPort;
+    std::uint16_t soapPort = kDefaultSoapPort;
+    std::string targetName;  // the group-scoped iSCSI target
+
+    std::string restUrl() const;  // "https://ADDRESS:PORT"
+    std::string soapUrl() const;  // "http://ADDRESS:PORT/soap"
+};
+
+struct VolumeSpec {
+    std::string name;
+    std::int64_t sizeMiB = 1024;
+    std::string description;
+    std::string iscsiTargetScope = "volume";  // "group" or "volume"
+    std::string agentType = "none";           // "none" or "vvol"
+    std::string volcollId;                    // empty: in no volume collection
+    std::vector<KeyValue> metadata;
+    std::vector<AccessControlRecord> acl;
+};
+
+struct VolumeInfo {
+    std::string id;
+    std::string name;
+    std::string serialNumber;  // 32 lower-case hex digits
+    std::string targetName;
+    std::string vpdT10;    // ASCII T10 vendor identification designator
+    std::string vpdIeee0;  // 16 hex digits: EUI-64 bytes 0..7 in device order
+    std::string vpdIeee1;  // 16 hex digits: EUI-64 bytes 8..15 in device order
+};
+
+// One injected failure. op is one of: tokens, search:volumes, search:snapshots, search:groups,
+// bulk_create, update:snapshots, update:volumes, delete:snapshots, restore, debug_log, soap,
+// iscsi_login, iscsi_logout. status 0 with only delayMs slows the requests without failing
+// them; drop closes the connection without an answer; malformed answers a non-JSON body.
+// For iscsi_login/iscsi_logout, status is the Win32/iSCSI status the host channel answers.
+struct FaultSpec {
+    std::string group;  // group id
+    std::string op;
+    int status = 0;
+    std::string code;
+    std::string text;
+    int count = 1;
+    int delayMs = 0;
+    bool drop = false;
+    bool malformed = false;
+};
+
+struct IScsiLoginResult {
+    std::uint32_t status = 0;  // 0 on success
+    std::string sessionId;
+};
+
+struct Options {
+    std::uint16_t controlPort = 0;  // 0: a free port
+    std::uint16_t restPort = kDefaultRestPort;
+    std::uint16_t soapPort = kDefaultSoapPort;
+};
+
+class Simulator {
+public:
+    explicit Simulator(Options options = {});
+    ~Simulator();
+    Simulator(const Simulator&) = delete;
+    Simulator& operator=(const Simulator&) = delete;
+
+    // Control server: "http://127.0.0.1:PORT"; the host channel lives there too (/host/...).
+    std::uint16_t controlPort() const;
+    std::string controlUrl() const;
+
+    GroupInfo addGroup(const GroupSpec& spec);
+    VolumeInfo addVolume(const std::string& groupId, const VolumeSpec& spec);
+    void writeVolume(const std::string& volumeId);  // bumps the volume's data version
+    std::vector<GroupInfo> groups() const;
+
+    // What a group's SOAP getProtocols answers (default: "soap-v1","rest-v1" or only
+    // "soap-v1" for a group without REST).
+    void setSoapProtocols(const std::string& groupId, std::vector<std::string> protocols);
+
+    void injectFault(const FaultSpec& fault);
+    void clearFaults();
+    void expireSessions(const std::string& groupId);
+
+    // The same documents that GET /control/state and GET /control/requests answer.
+    nlohmann::json state() const;
+    nlohmann::json requestLog() const;
+    void resetLog();
+    // Shortcuts into the request log: requests of one operation on one group, and TCP
+    // connections the group's REST server accepted since the last reset.
+    int requestCount(const std::string& groupId, const std::string& op) const;
+    int connectionCount(const std::string& groupId) const;
+
+    // The host channel in C++ (the same answers as GET/POST /host/INITIATOR/...).
+    nlohmann::json hostDisks(const std::string& initiator) const;
+    std::vector<std::uint8_t> hostDsmRecord(const std::string& initiator) const;
+    IScsiLoginResult iscsiLogin(const std::string& initiator, const std::string& targetName);
+    std::uint32_t iscsiLogout(const std::string& initiator, const std::string& sessionId);
+
+private:
+    class Impl;
+    std::unique_ptr<Impl> mImpl;
+};
+
+}  // namespace arraysim
