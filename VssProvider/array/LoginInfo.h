@@ -1,0 +1,51 @@
+#pragma once
+// How the provider logs in to one array group: the login method, a flag that asks for a
+// session without credentials, and the user name and password found for the group's
+// management address. Passwords live only here and in the REST session's request; nothing
+// that prints a LoginInfo may print the password.
+#include <cstdint>
+#include <string>
+#include <utility>
+
+namespace Vantor {
+
+enum LoginMethod : std::uint32_t {
+  LM_NONE = 0,
+  LM_CERTIFICATE = 1,
+  LM_CREDENTIALS = 2,
+};
+
+class LoginInfo {
+ public:
+  // Default credentials: credential login with an empty user name and password.
+  LoginInfo() = default;
+  LoginInfo(std::string userName, std::string password)
+      : mUserName(std::move(userName)), mPassword(std::move(password)) {}
+
+  LoginMethod GetLoginMethod() const { return mLoginMethod; }
+  void SetLoginMethod(LoginMethod method) { mLoginMethod = method; }
+
+  // Set: the session is opened with an empty user name and password whatever is stored.
+  bool GetNoCredentials() const { return mNoCredentials; }
+  void SetNoCredentials(bool noCredentials) { mNoCredentials = noCredentials; }
+
+  const std::string& GetUserName() const { return mUserName; }
+  const std::string& GetPassword() const { return mPassword; }
+  void SetCredentials(std::string userName, std::string password) {
+    mUserName = std::move(userName);
+    mPassword = std::move(password);
+  }
+
+  // No credential known for the group (discovered through the driver only).
+  bool IsEmpty() const { return mUserName.empty() && mPassword.empty(); }
+
+  friend bool operator==(const LoginInfo&, const LoginInfo&) = default;
+
+ private:
+  LoginMethod mLoginMethod = LM_CREDENTIALS;
+  bool mNoCredentials = false;
+  std::string mUserName;
+  std::string mPassword;
+};
+
+}  // namespace Vantor
