@@ -1,0 +1,77 @@
+#pragma once
+// The one HTTP transport of the project: a request/response exchange over plain HTTP or
+// HTTPS. Natively it is POCO Net/NetSSL, in the Windows build WinHTTP. A Connection keeps its
+// TCP/TLS connection open between requests and opens a new one when the server closed the
+// kept one in between (or when a request goes to another endpoint).
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vantor::http {
+
+struct Header {
+  std::string name;
+  std::string value;
+};
+
+struct Request {
+  std::string method = "GET";
+  std::string host;  // name or IPv4 text
+  std::uint16_t port = 0;
+  std::string path = "/";  // absolute path with query, e.g. "/v1/volumes/search"
+  std::vector<Header> headers;
+  std::string body;
+  bool tls = false;
+};
+
+struct Response {
+  int status = 0;
+  std::vector<Header> headers;
+  std::string body;
+
+  // First header of that name (case-insensitive), or null.
+  const std::string* findHeader(std::string_view name) const;
+};
+
+struct Timeouts {
+  std::chrono::milliseconds connect{10000};
+  // Bounds each wait for the server: for the answer's headers as well as for its body.
+  std::chrono::milliseconds receive{60000};
+};
+
+struct TlsOptions {
+  // Accept a certificate without a chain of trust, an expired one or one for another name
+  // (the array's self-signed certificate). false verifies against the system's trust store.
+  bool acceptUntrustedCertificate = true;
+};
+
+// Answers larger than this are refused: no management answer comes near it, and an endless
+// body from a broken peer must not exhaust memory.
+inline constexpr std::size_t kMaxResponseBodyBytes = 64u * 1024u * 1024u;
+
+class Connection {
+ public:
+  virtual ~Connection() = default;
+  // Throws TransportError when no answer came back; any HTTP status is an answer.
+  virtual Response send(const Request& request) = 0;
+  virtual void setTimeouts(const Timeouts& timeouts) = 0;
+  virtual Timeouts getTimeouts() const = 0;
+  virtual void setTlsOptions(const TlsOptions& options) = 0;
+  // Closes the kept connection (the next request opens a new one).
+  virtual void close() = 0;
+};
+
+// A connection through the platform's transport (POCO natively, WinHTTP on Windows).
+std::unique_ptr<Connection> createConnection(const Timeouts& timeouts = {}, const TlsOptions& tls = {});
+
+// One request on a connection of its own (closed afterwards).
+Response sendOnce(const Request& request, const Timeouts& timeouts = {}, const TlsOptions& tls = {});
+
+// Starts the platform's network layer; runs once when the process loads and is idempotent.
+void initializeNetwork();
+
+}  // namespace vantor::http
