@@ -1,0 +1,57 @@
+#include "http/Exchange.h"
+
+#include <algorithm>
+#include <cctype>
+
+namespace vantor::http {
+
+namespace {
+bool hasControlBreak(const std::string& text) {
+  return std::any_of(text.begin(), text.end(), [](char c) { return c == '\r' || c == '\n' || c == '\0'; });
+}
+bool equalsIgnoreCase(std::string_view a, std::string_view b) {
+  return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
+           return std::tolower(static_cast<unsigned char>(x)) == std::tolower(static_cast<unsigned char>(y));
+         });
+}
+}  // namespace
+
+const std::string* Response::findHeader(std::string_view name) const {
+  for (const Header& header : headers) {
+    if (equalsIgnoreCase(header.name, name)) return &header.value;
+  }
+  return nullptr;
+}
+
+Response sendOnce(const Request& request, const Timeouts& timeouts, const TlsOptions& tls) {
+  const std::unique_ptr<Connection> connection = createConnection(timeouts, tls);
+  return connection->send(request);
+}
+
+namespace detail {
+
+std::string endpointText(const Request& request) {
+  return std::string(request.tls ? "https://" : "http://") + request.host + ":" + std::to_string(request.port);
+}
+
+void validateRequest(const Request& request) {
+  if (request.host.empty()) fail(TransportErrorKind::InvalidRequest, request, "no host given");
+  if (request.port == 0) fail(TransportErrorKind::InvalidRequest, request, "port 0");
+  if (request.method.empty() || hasControlBreak(request.method) || hasControlBreak(request.host))
+    fail(TransportErrorKind::InvalidRequest, request, "bad method or host");
+  if (request.path.empty() || request.path.front() != '/' || hasControlBreak(request.path))
+    fail(TransportErrorKind::InvalidRequest, request, "the path must be absolute and on one line");
+  for (const Header& header : request.headers) {
+    if (header.name.empty() || hasControlBreak(header.name) || hasControlBreak(header.value) ||
+        header.name.find(':') != std::string::npos)
+      fail(TransportErrorKind::InvalidRequest, request, "bad header '" + header.name + "'");
+  }
+}
+
+void fail(TransportErrorKind kind, const Request& request, const std::string& detail) {
+  throw TransportError(kind, std::string(toString(kind)) + ": " + request.method + " " + endpointText(request) +
+                                 request.path + ": " + detail);
+}
+
+}  // namespace detail
+}  // namespace vantor::http

@@ -1,0 +1,21 @@
+#pragma once
+// Helpers both backends share: request checks before anything touches the network, and the
+// error texts, so a failure reads the same whichever backend produced it.
+#include <string>
+
+#include "http/Transport.h"
+#include "http/TransportError.h"
+
+namespace vantor::http::detail {
+
+// "https://host:port" (or "http://...") for messages.
+std::string endpointText(const Request& request);
+
+// Throws TransportError(InvalidRequest) for an empty host or method, port 0, a path that does
+// not start with '/', and CR/LF or NUL in the method, path or any header (header injection).
+void validateRequest(const Request& request);
+
+// "<kind>: <METHOD> <endpoint><path>: <detail>"
+[[noreturn]] void fail(TransportErrorKind kind, const Request& request, const std::string& detail);
+
+}  // namespace vantor::http::detail

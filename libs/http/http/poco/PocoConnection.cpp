@@ -1,0 +1,266 @@
+// The native backend: POCO Net for plain HTTP, NetSSL for HTTPS.
+#include <Poco/Exception.h>
+#include <Poco/Net/Context.h>
+#include <Poco/Net/HTTPClientSession.h>
+#include <Poco/Net/HTTPRequest.h>
+#include <Poco/Net/HTTPResponse.h>
+#include <Poco/Net/HTTPSClientSession.h>
+#include <Poco/Net/Net.h>
+#include <Poco/Net/NetException.h>
+#include <Poco/Net/RejectCertificateHandler.h>
+#include <Poco/Net/SSLException.h>
+#include <Poco/Net/SSLManager.h>
+#include <Poco/Timespan.h>
+
+#include <array>
+#include <istream>
+#include <mutex>
+#include <ostream>
+
+#include "http/Exchange.h"
+#include "http/Transport.h"
+#include "http/TransportError.h"
+
+namespace vantor::http {
+
+namespace {
+
+using detail::fail;
+
+// Opens the connection before the request is written, so a failure to connect is told apart
+// from a failure of the exchange (POCO would otherwise connect inside sendRequest).
+template <class Base>
+class OpenableSession : public Base {
+ public:
+  using Base::Base;
+  void open() { this->reconnect(); }
+};
+using PlainSession = OpenableSession<Poco::Net::HTTPClientSession>;
+using SecureSession = OpenableSession<Poco::Net::HTTPSClientSession>;
+
+// Runs once when the process loads: POCO's network initialiser (Winsock start-up on Windows,
+// nothing elsewhere) and OpenSSL. A certificate that fails verification with a verifying
+// context is rejected rather than handed to an interactive handler.
+struct NetworkInitializer {
+  NetworkInitializer() {
+    Poco::Net::initializeNetwork();
+    Poco::Net::initializeSSL();
+    Poco::Net::SSLManager::instance().initializeClient(
+        nullptr, Poco::Net::SSLManager::InvalidCertificateHandlerPtr(new Poco::Net::RejectCertificateHandler(false)),
+        nullptr);
+  }
+};
+const NetworkInitializer gNetworkInitializer;
+
+Poco::Net::Context::Ptr makeContext(bool acceptUntrusted) {
+  Poco::Net::Context::Params params;
+  params.verificationMode = acceptUntrusted ? Poco::Net::Context::VERIFY_NONE : Poco::Net::Context::VERIFY_RELAXED;
+  params.loadDefaultCAs = !acceptUntrusted;
+  params.cipherList = "HIGH:!aNULL:!eNULL:!MD5:!RC4";
+  Poco::Net::Context::Ptr context = new Poco::Net::Context(Poco::Net::Context::TLS_CLIENT_USE, params);
+  context->requireMinimumProtocol(Poco::Net::Context::PROTO_TLSV1_2);
+  return context;
+}
+
+Poco::Timespan toTimespan(std::chrono::milliseconds value) {
+  return Poco::Timespan(static_cast<Poco::Timespan::TimeDiff>(value.count()) * 1000);
+}
+
+std::string describe(const Poco::Exception& e) {
+  return e.displayText();
+}
+
+class PocoConnection final : public Connection {
+ public:
+  PocoConnection(const Timeouts& timeouts, const TlsOptions& tls) : mTimeouts(timeouts), mTls(tls) {}
+
+  Response send(const Request& request) override {
+    detail::validateRequest(request);
+    if (mSession && !sameEndpoint(request)) close();
+    if (mSession && closedByPeer()) close();
+    if (!mSession) open(request);
+    try {
+      return exchange(request);
+    } catch (...) {
+      // Whatever went wrong, the connection is in an unknown state: the next request starts
+      // afresh rather than reading the remains of this one.
+      close();
+      throw;
+    }
+  }
+
+  void setTimeouts(const Timeouts& timeouts) override {
+    mTimeouts = timeouts;
+    if (mSession) {
+      const Poco::Timespan receive = toTimespan(timeouts.receive);
+      mSession->setTimeout(toTimespan(timeouts.connect), receive, receive);
+    }
+  }
+  Timeouts getTimeouts() const override { return mTimeouts; }
+
+  void setTlsOptions(const TlsOptions& options) override {
+    if (options.acceptUntrustedCertificate != mTls.acceptUntrustedCertificate) {
+      close();
+      mContext.reset();
+    }
+    mTls = options;
+  }
+
+  void close() override {
+    if (mSession) {
+      try {
+        mSession->reset();
+      } catch (const Poco::Exception&) {
+        // Closing a broken socket may fail; the session is dropped either way.
+      }
+      mSession.reset();
+    }
+  }
+
+  ~PocoConnection() override { close(); }
+
+ private:
+  bool sameEndpoint(const Request& request) const {
+    return request.host == mHost && request.port == mPort && request.tls == mSecure;
+  }
+
+  // An idle keep-alive connection has nothing to read. If it is readable, the server closed
+  // it (or sent a TLS alert) since the last answer, and it must not carry the next request.
+  bool closedByPeer() {
+    try {
+      return mSession->socket().poll(Poco::Timespan(0), Poco::Net::Socket::SELECT_READ | Poco::Net::Socket::SELECT_ERROR);
+    } catch (const Poco::Exception&) {
+      return true;
+    }
+  }
+
+  void open(const Request& request) {
+    const Poco::Timespan receive = toTimespan(mTimeouts.receive);
+    std::unique_ptr<Poco::Net::HTTPClientSession> session;
+    try {
+      if (request.tls) {
+        if (!mContext) mContext = makeContext(mTls.acceptUntrustedCertificate);
+        auto secure = std::make_unique<SecureSession>(request.host, request.port, mContext);
+        secure->setTimeout(toTimespan(mTimeouts.connect), receive, receive);
+        secure->setKeepAlive(true);
+        secure->setKeepAliveTimeout(Poco::Timespan(24 * 3600, 0));
+        secure->open();
+        session = std::move(secure);
+      } else {
+        auto plain = std::make_unique<PlainSession>(request.host, request.port);
+        plain->setTimeout(toTimespan(mTimeouts.connect), receive, receive);
+        plain->setKeepAlive(true);
+        plain->setKeepAliveTimeout(Poco::Timespan(24 * 3600, 0));
+        plain->open();
+        session = std::move(plain);
+      }
+    } catch (const Poco::Net::DNSException& e) {
+      fail(TransportErrorKind::Resolve, request, describe(e));
+    } catch (const Poco::Net::ConnectionRefusedException&) {
+      fail(TransportErrorKind::Connect, request, "connection refused");
+    } catch (const Poco::TimeoutException&) {
+      fail(TransportErrorKind::Connect, request,
+           "no connection within " + std::to_string(mTimeouts.connect.count()) + " ms");
+    } catch (const Poco::Net::SSLException& e) {
+      fail(TransportErrorKind::Tls, request, describe(e));
+    } catch (const Poco::Exception& e) {
+      fail(TransportErrorKind::Connect, request, describe(e));
+    }
+    mSession = std::move(session);
+    mHost = request.host;
+    mPort = request.port;
+    mSecure = request.tls;
+  }
+
+  Response exchange(const Request& request) {
+    Poco::Net::HTTPRequest pocoRequest(request.method, request.path, Poco::Net::HTTPMessage::HTTP_1_1);
+    for (const Header& header : request.headers) pocoRequest.add(header.name, header.value);
+    if (!request.body.empty() || request.method == "POST" || request.method == "PUT")
+      pocoRequest.setContentLength64(static_cast<Poco::Int64>(request.body.size()));
+    pocoRequest.setKeepAlive(true);
+
+    Poco::Net::HTTPResponse pocoResponse;
+    Response response;
+    try {
+      std::ostream& out = mSession->sendRequest(pocoRequest);
+      out.write(request.body.data(), static_cast<std::streamsize>(request.body.size()));
+      out.flush();
+      if (!out) throwStored(request, "the request could not be written");
+      std::istream& in = mSession->receiveResponse(pocoResponse);
+      response.status = static_cast<int>(pocoResponse.getStatus());
+      for (const auto& [name, value] : pocoResponse) response.headers.push_back(Header{name, value});
+      readBody(request, pocoResponse, in, response.body);
+    } catch (const TransportError&) {
+      throw;
+    } catch (const Poco::TimeoutException&) {
+      fail(TransportErrorKind::Timeout, request,
+           "no answer within " + std::to_string(mTimeouts.receive.count()) + " ms");
+    } catch (const Poco::Net::NoMessageException&) {
+      fail(TransportErrorKind::Dropped, request, "the server closed the connection without answering");
+    } catch (const Poco::Net::SSLConnectionUnexpectedlyClosedException&) {
+      fail(TransportErrorKind::Dropped, request, "the server closed the TLS connection without answering");
+    } catch (const Poco::Net::SSLException& e) {
+      fail(TransportErrorKind::Tls, request, describe(e));
+    } catch (const Poco::Net::MessageException& e) {
+      fail(TransportErrorKind::Protocol, request, "the answer is not HTTP: " + describe(e));
+    } catch (const Poco::Net::ConnectionResetException&) {
+      fail(TransportErrorKind::Dropped, request, "the server reset the connection");
+    } catch (const Poco::Net::ConnectionAbortedException&) {
+      fail(TransportErrorKind::Dropped, request, "the connection was aborted");
+    } catch (const Poco::Exception& e) {
+      fail(TransportErrorKind::Dropped, request, describe(e));
+    }
+    if (!pocoResponse.getKeepAlive()) close();
+    return response;
+  }
+
+  void readBody(const Request& request, const Poco::Net::HTTPResponse& pocoResponse, std::istream& in,
+                std::string& body) {
+    const bool hasLength = pocoResponse.hasContentLength();
+    const Poco::Int64 length = hasLength ? pocoResponse.getContentLength64() : -1;
+    if (hasLength && length > static_cast<Poco::Int64>(kMaxResponseBodyBytes))
+      fail(TransportErrorKind::Protocol, request, "the answer announces " + std::to_string(length) + " bytes");
+    std::array<char, 16384> buffer{};
+    while (in) {
+      in.read(buffer.data(), static_cast<std::streamsize>(buffer.size()));
+      const std::streamsize got = in.gcount();
+      if (got <= 0) break;
+      if (body.size() + static_cast<std::size_t>(got) > kMaxResponseBodyBytes)
+        fail(TransportErrorKind::Protocol, request,
+             "the answer is larger than " + std::to_string(kMaxResponseBodyBytes) + " bytes");
+      body.append(buffer.data(), static_cast<std::size_t>(got));
+    }
+    if (in.bad()) throwStored(request, "the answer could not be read");
+    if (hasLength && static_cast<Poco::Int64>(body.size()) != length)
+      fail(TransportErrorKind::Dropped, request,
+           "the connection ended after " + std::to_string(body.size()) + " of " + std::to_string(length) + " bytes");
+  }
+
+  // POCO streams swallow the socket's exception and keep it in the session; raise it.
+  [[noreturn]] void throwStored(const Request& request, const std::string& fallback) {
+    if (const Poco::Exception* stored = mSession->networkException()) stored->rethrow();
+    fail(TransportErrorKind::Dropped, request, fallback);
+  }
+
+  Timeouts mTimeouts;
+  TlsOptions mTls;
+  Poco::Net::Context::Ptr mContext;
+  std::unique_ptr<Poco::Net::HTTPClientSession> mSession;
+  std::string mHost;
+  std::uint16_t mPort = 0;
+  bool mSecure = false;
+};
+
+}  // namespace
+
+std::unique_ptr<Connection> createConnection(const Timeouts& timeouts, const TlsOptions& tls) {
+  return std::make_unique<PocoConnection>(timeouts, tls);
+}
+
+void initializeNetwork() {
+  // The static initialiser above has run by the time anyone can call this; kept so that both
+  // backends offer the same entry point.
+  static_cast<void>(gNetworkInitializer);
+}
+
+}  // namespace vantor::http

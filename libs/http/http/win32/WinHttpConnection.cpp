@@ -1,0 +1,282 @@
+// The Windows backend: WinHTTP. WinHTTP keeps its own pool of connections per session handle,
+// so one Connection holds one session handle (and one connect handle per endpoint) for its
+// whole life; the pool checks a kept connection before it reuses it.
+#include <winsock2.h>
+#include <windows.h>
+#include <winhttp.h>
+
+#include <array>
+#include <string>
+#include <utility>
+
+#include "http/Exchange.h"
+#include "http/Transport.h"
+#include "http/TransportError.h"
+#include "wincompat/WideString.h"
+
+namespace vantor::http {
+
+namespace {
+
+using detail::fail;
+
+// Wine reports some failures with other numbers than Windows; both mean the same to us.
+constexpr DWORD kWineSecureChannelError = ERROR_WINHTTP_SECURE_CHANNEL_ERROR;  // 12157 (Windows: 12175)
+constexpr DWORD kWsaTimedOut = 10060;                                          // WSAETIMEDOUT (Windows: 12002)
+
+// Winsock is started once when the process loads, the same job that POCO's network
+// initialiser does on Windows; the gSOAP client of the same process relies on it too.
+struct NetworkInitializer {
+  NetworkInitializer() {
+    WSADATA data{};
+    started = WSAStartup(MAKEWORD(2, 2), &data) == 0;
+  }
+  ~NetworkInitializer() {
+    if (started) WSACleanup();
+  }
+  NetworkInitializer(const NetworkInitializer&) = delete;
+  NetworkInitializer& operator=(const NetworkInitializer&) = delete;
+  bool started = false;
+};
+const NetworkInitializer gNetworkInitializer;
+
+class InternetHandle {
+ public:
+  InternetHandle() = default;
+  explicit InternetHandle(HINTERNET handle) : mHandle(handle) {}
+  ~InternetHandle() { reset(); }
+  InternetHandle(InternetHandle&& other) noexcept : mHandle(std::exchange(other.mHandle, nullptr)) {}
+  InternetHandle& operator=(InternetHandle&& other) noexcept {
+    if (this != &other) {
+      reset();
+      mHandle = std::exchange(other.mHandle, nullptr);
+    }
+    return *this;
+  }
+  InternetHandle(const InternetHandle&) = delete;
+  InternetHandle& operator=(const InternetHandle&) = delete;
+
+  HINTERNET get() const { return mHandle; }
+  explicit operator bool() const { return mHandle != nullptr; }
+  void reset() {
+    if (mHandle) WinHttpCloseHandle(mHandle);
+    mHandle = nullptr;
+  }
+
+ private:
+  HINTERNET mHandle = nullptr;
+};
+
+enum class Phase { Connect, Send, Receive };
+
+[[noreturn]] void failWith(DWORD error, Phase phase, const Request& request, const Timeouts& timeouts) {
+  const std::string code = " (WinHTTP error " + std::to_string(error) + ")";
+  switch (error) {
+    case ERROR_WINHTTP_NAME_NOT_RESOLVED:
+      fail(TransportErrorKind::Resolve, request, "the host name does not resolve" + code);
+    case ERROR_WINHTTP_CANNOT_CONNECT:
+      fail(TransportErrorKind::Connect, request, "connection refused or unreachable" + code);
+    case ERROR_WINHTTP_TIMEOUT:
+    case kWsaTimedOut:
+      if (phase == Phase::Receive)
+        fail(TransportErrorKind::Timeout, request,
+             "no answer within " + std::to_string(timeouts.receive.count()) + " ms" + code);
+      // WinHTTP connects inside WinHttpSendRequest; on a fresh connection a timeout there is
+      // the connect timeout.
+      fail(TransportErrorKind::Connect, request,
+           "no connection within " + std::to_string(timeouts.connect.count()) + " ms" + code);
+    case ERROR_WINHTTP_SECURE_FAILURE:
+    case kWineSecureChannelError:
+    case ERROR_WINHTTP_SECURE_CERT_DATE_INVALID:
+    case ERROR_WINHTTP_SECURE_CERT_CN_INVALID:
+    case ERROR_WINHTTP_SECURE_INVALID_CA:
+    case ERROR_WINHTTP_SECURE_CERT_REV_FAILED:
+    case ERROR_WINHTTP_SECURE_INVALID_CERT:
+    case ERROR_WINHTTP_SECURE_CERT_REVOKED:
+    case ERROR_WINHTTP_SECURE_CERT_WRONG_USAGE:
+    case ERROR_WINHTTP_CLIENT_AUTH_CERT_NEEDED:
+      fail(TransportErrorKind::Tls, request, "the TLS handshake failed or the certificate was rejected" + code);
+    case ERROR_WINHTTP_CONNECTION_ERROR:
+      fail(TransportErrorKind::Dropped, request, "the server closed or reset the connection" + code);
+    case ERROR_WINHTTP_INVALID_SERVER_RESPONSE:
+      fail(TransportErrorKind::Dropped, request,
+           "the server closed the connection without a valid answer" + code);
+    default:
+      fail(phase == Phase::Connect ? TransportErrorKind::Connect : TransportErrorKind::Dropped, request,
+           "the exchange failed" + code);
+  }
+}
+
+DWORD toDword(std::chrono::milliseconds value) {
+  if (value.count() <= 0) return 0;
+  return value.count() > 0x7fffffff ? 0x7fffffffu : static_cast<DWORD>(value.count());
+}
+
+void setDwordOption(HINTERNET handle, DWORD option, DWORD value) {
+  // Failure leaves WinHTTP's default in place; the exchange itself reports real trouble.
+  WinHttpSetOption(handle, option, &value, sizeof(value));
+}
+
+// "HTTP/1.1 200 OK\r\nName: value\r\n..." -> headers (the status line is skipped).
+std::vector<Header> parseRawHeaders(const std::wstring& raw) {
+  std::vector<Header> headers;
+  std::size_t start = raw.find(L"\r\n");
+  while (start != std::wstring::npos) {
+    start += 2;
+    const std::size_t end = raw.find(L"\r\n", start);
+    const std::wstring line = raw.substr(start, end == std::wstring::npos ? std::wstring::npos : end - start);
+    const std::size_t colon = line.find(L':');
+    if (colon != std::wstring::npos && colon > 0) {
+      std::size_t valueStart = colon + 1;
+      while (valueStart < line.size() && line[valueStart] == L' ') ++valueStart;
+      headers.push_back(Header{wincompat::ToNarrow(line.substr(0, colon)), wincompat::ToNarrow(line.substr(valueStart))});
+    }
+    start = end;
+  }
+  return headers;
+}
+
+class WinHttpConnection final : public Connection {
+ public:
+  WinHttpConnection(const Timeouts& timeouts, const TlsOptions& tls) : mTimeouts(timeouts), mTls(tls) {}
+
+  Response send(const Request& request) override {
+    detail::validateRequest(request);
+    if (mConnect && !sameEndpoint(request)) mConnect.reset();
+    if (!mSession) {
+      mSession = InternetHandle(WinHttpOpen(L"vantor-http/1.0", WINHTTP_ACCESS_TYPE_NO_PROXY, WINHTTP_NO_PROXY_NAME,
+                                            WINHTTP_NO_PROXY_BYPASS, 0));
+      if (!mSession) failWith(GetLastError(), Phase::Connect, request, mTimeouts);
+    }
+    if (!mConnect) {
+      mConnect = InternetHandle(WinHttpConnect(mSession.get(), wincompat::ToWide(request.host).c_str(),
+                                               static_cast<INTERNET_PORT>(request.port), 0));
+      if (!mConnect) failWith(GetLastError(), Phase::Connect, request, mTimeouts);
+      mHost = request.host;
+      mPort = request.port;
+    }
+    try {
+      return exchange(request);
+    } catch (const TransportError&) {
+      // A failed exchange may leave a half-used connection in WinHTTP's pool; a new session
+      // handle starts with an empty pool.
+      close();
+      throw;
+    }
+  }
+
+  void setTimeouts(const Timeouts& timeouts) override { mTimeouts = timeouts; }
+  Timeouts getTimeouts() const override { return mTimeouts; }
+  void setTlsOptions(const TlsOptions& options) override {
+    // WinHTTP reuses a pooled TLS connection without checking the certificate again, so a
+    // change of policy must not find an old connection.
+    if (options.acceptUntrustedCertificate != mTls.acceptUntrustedCertificate) close();
+    mTls = options;
+  }
+  void close() override {
+    mConnect.reset();
+    mSession.reset();
+  }
+
+ private:
+  bool sameEndpoint(const Request& request) const { return request.host == mHost && request.port == mPort; }
+
+  Response exchange(const Request& request) {
+    const std::wstring method = wincompat::ToWide(request.method);
+    const std::wstring path = wincompat::ToWide(request.path);
+    InternetHandle handle(WinHttpOpenRequest(mConnect.get(), method.c_str(), path.c_str(), nullptr,
+                                             WINHTTP_NO_REFERER, WINHTTP_DEFAULT_ACCEPT_TYPES,
+                                             request.tls ? WINHTTP_FLAG_SECURE : 0));
+    if (!handle) failWith(GetLastError(), Phase::Connect, request, mTimeouts);
+
+    if (request.tls && mTls.acceptUntrustedCertificate) {
+      // All four are needed: a self-signed certificate fails more than one check.
+      setDwordOption(handle.get(), WINHTTP_OPTION_SECURITY_FLAGS,
+                     SECURITY_FLAG_IGNORE_UNKNOWN_CA | SECURITY_FLAG_IGNORE_CERT_DATE_INVALID |
+                         SECURITY_FLAG_IGNORE_CERT_CN_INVALID | SECURITY_FLAG_IGNORE_CERT_WRONG_USAGE);
+    }
+    setDwordOption(handle.get(), WINHTTP_OPTION_DISABLE_FEATURE, WINHTTP_DISABLE_REDIRECTS);
+    const int connectMs = static_cast<int>(toDword(mTimeouts.connect));
+    const int receiveMs = static_cast<int>(toDword(mTimeouts.receive));
+    WinHttpSetTimeouts(handle.get(), connectMs, connectMs, receiveMs, receiveMs);
+    // The receive timeout above only bounds body reads; this one bounds the wait for headers.
+    setDwordOption(handle.get(), WINHTTP_OPTION_RECEIVE_RESPONSE_TIMEOUT, toDword(mTimeouts.receive));
+
+    std::wstring headers;
+    for (const Header& header : request.headers)
+      headers += wincompat::ToWide(header.name) + L": " + wincompat::ToWide(header.value) + L"\r\n";
+    if (request.body.size() > 0xffffffffu) fail(TransportErrorKind::InvalidRequest, request, "body too large");
+    const DWORD bodySize = static_cast<DWORD>(request.body.size());
+    LPVOID body = bodySize ? const_cast<char*>(request.body.data()) : WINHTTP_NO_REQUEST_DATA;
+    if (!WinHttpSendRequest(handle.get(), headers.empty() ? WINHTTP_NO_ADDITIONAL_HEADERS : headers.c_str(),
+                            static_cast<DWORD>(headers.size()), body, bodySize, bodySize, 0))
+      failWith(GetLastError(), Phase::Send, request, mTimeouts);
+    if (!WinHttpReceiveResponse(handle.get(), nullptr)) failWith(GetLastError(), Phase::Receive, request, mTimeouts);
+
+    Response response;
+    DWORD status = 0;
+    DWORD statusSize = sizeof(status);
+    if (!WinHttpQueryHeaders(handle.get(), WINHTTP_QUERY_STATUS_CODE | WINHTTP_QUERY_FLAG_NUMBER,
+                             WINHTTP_HEADER_NAME_BY_INDEX, &status, &statusSize, WINHTTP_NO_HEADER_INDEX))
+      fail(TransportErrorKind::Protocol, request, "the answer has no status code");
+    response.status = static_cast<int>(status);
+    response.headers = readHeaders(handle.get());
+    readBody(handle.get(), request, response.body);
+    if (const std::string* length = response.findHeader("Content-Length")) {
+      // WinHTTP ends a body that the server cut short like a complete one.
+      if (*length != std::to_string(response.body.size()))
+        fail(TransportErrorKind::Dropped, request,
+             "the connection ended after " + std::to_string(response.body.size()) + " of " + *length + " bytes");
+    }
+    return response;
+  }
+
+  static std::vector<Header> readHeaders(HINTERNET handle) {
+    DWORD size = 0;
+    WinHttpQueryHeaders(handle, WINHTTP_QUERY_RAW_HEADERS_CRLF, WINHTTP_HEADER_NAME_BY_INDEX, WINHTTP_NO_OUTPUT_BUFFER,
+                        &size, WINHTTP_NO_HEADER_INDEX);
+    if (GetLastError() != ERROR_INSUFFICIENT_BUFFER || size == 0) return {};
+    std::wstring raw(size / sizeof(wchar_t) + 1, L'\0');
+    if (!WinHttpQueryHeaders(handle, WINHTTP_QUERY_RAW_HEADERS_CRLF, WINHTTP_HEADER_NAME_BY_INDEX, raw.data(), &size,
+                             WINHTTP_NO_HEADER_INDEX))
+      return {};
+    raw.resize(size / sizeof(wchar_t));
+    return parseRawHeaders(raw);
+  }
+
+  void readBody(HINTERNET handle, const Request& request, std::string& body) {
+    std::array<char, 16384> buffer{};
+    for (;;) {
+      DWORD available = 0;
+      if (!WinHttpQueryDataAvailable(handle, &available)) failWith(GetLastError(), Phase::Receive, request, mTimeouts);
+      if (available == 0) return;
+      const DWORD wanted = available < buffer.size() ? available : static_cast<DWORD>(buffer.size());
+      DWORD got = 0;
+      if (!WinHttpReadData(handle, buffer.data(), wanted, &got)) failWith(GetLastError(), Phase::Receive, request, mTimeouts);
+      if (got == 0) return;
+      if (body.size() + got > kMaxResponseBodyBytes)
+        fail(TransportErrorKind::Protocol, request,
+             "the answer is larger than " + std::to_string(kMaxResponseBodyBytes) + " bytes");
+      body.append(buffer.data(), got);
+    }
+  }
+
+  Timeouts mTimeouts;
+  TlsOptions mTls;
+  InternetHandle mSession;
+  InternetHandle mConnect;
+  std::string mHost;
+  std::uint16_t mPort = 0;
+};
+
+}  // namespace
+
+std::unique_ptr<Connection> createConnection(const Timeouts& timeouts, const TlsOptions& tls) {
+  return std::make_unique<WinHttpConnection>(timeouts, tls);
+}
+
+void initializeNetwork() {
+  static_cast<void>(gNetworkInitializer);
+}
+
+}  // namespace vantor::http
