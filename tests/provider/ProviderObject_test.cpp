@@ -1,0 +1,112 @@
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "logger/EventReporter.h"
+#include "logger/WindowsEventLogWrapper.h"
+#include "platform/emulated/EmulatedEventLog.h"
+#include "platform/emulated/EmulatedRegistry.h"
+#include "provider/VaVssHwProvider.h"
+
+namespace {
+
+// An emulated host with just a registry and an event log, installed for one test.
+class ProviderObjectTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    auto registry = std::make_unique<platform::EmulatedRegistry>();
+    registry_ = registry.get();
+    previousRegistry_ = platform::RegistrySlot::Install(std::move(registry));
+    auto events = std::make_unique<platform::EmulatedEventLog>();
+    events_ = events.get();
+    previousEvents_ = platform::EventLogSlot::Install(std::move(events));
+    wrapper_.Init(L"Vantor VSS Hardware Provider", L"VantorVssProvider.exe");
+    logger::SetProcessEventLog(&wrapper_);
+  }
+  void TearDown() override {
+    logger::SetProcessEventLog(nullptr);
+    platform::EventLogSlot::Install(std::move(previousEvents_));
+    platform::RegistrySlot::Install(std::move(previousRegistry_));
+  }
+
+  void LoadRegistry(const char* text) { ASSERT_FALSE(registry_->LoadText(text).has_value()); }
+
+  platform::EmulatedRegistry* registry_ = nullptr;
+  platform::EmulatedEventLog* events_ = nullptr;
+  CWindowsEventLogWrapper wrapper_;
+  std::unique_ptr<platform::Registry> previousRegistry_;
+  std::unique_ptr<platform::EventLog> previousEvents_;
+};
+
+struct ProviderRef {
+  IVssHardwareSnapshotProviderEx* p = nullptr;
+  ~ProviderRef() {
+    if (p) p->Release();
+  }
+};
+
+}  // namespace
+
+TEST_F(ProviderObjectTest, UnsupportedOperationsAnswerNotImplementedAndWriteNothing) {
+  ProviderRef provider;
+  ASSERT_EQ(CreateVaVssHwProvider(wincompat::kIID_IVssHardwareSnapshotProviderEx, reinterpret_cast<void**>(&provider.p)),
+            S_OK);
+  ULONGLONG mask = 0x1234;
+  EXPECT_EQ(provider.p->GetProviderCapabilities(&mask), static_cast<HRESULT>(0x80004001u));
+  EXPECT_EQ(mask, 0x1234u);
+  EXPECT_EQ(provider.p->OnReuseLuns(nullptr, nullptr, 0), static_cast<HRESULT>(0x80004001u));
+  EXPECT_TRUE(events_->Records().empty());
+}
+
+TEST_F(ProviderObjectTest, InterfacesShareOneIdentityAndUnknownOnesAreRefused) {
+  ProviderRef provider;
+  ASSERT_EQ(CreateVaVssHwProvider(wincompat::kIID_IUnknown, reinterpret_cast<void**>(&provider.p)), S_OK);
+  IVssProviderNotifications* notifications = nullptr;
+  ASSERT_EQ(provider.p->QueryInterface(wincompat::kIID_IVssProviderNotifications,
+                                       reinterpret_cast<void**>(&notifications)),
+            S_OK);
+  IUnknown* viaNotifications = nullptr;
+  ASSERT_EQ(notifications->QueryInterface(wincompat::kIID_IUnknown, reinterpret_cast<void**>(&viaNotifications)), S_OK);
+  EXPECT_EQ(static_cast<IUnknown*>(provider.p), viaNotifications);
+  viaNotifications->Release();
+
+  void* other = reinterpret_cast<void*>(0x1);
+  EXPECT_EQ(provider.p->QueryInterface(wincompat::kIID_IVssAsync, &other), E_NOINTERFACE);
+  EXPECT_EQ(other, nullptr);
+
+  // Load and unload report their events and touch nothing else.
+  EXPECT_EQ(notifications->OnLoad(nullptr), S_OK);
+  EXPECT_EQ(notifications->OnUnload(TRUE), S_OK);
+  notifications->Release();
+  const auto records = events_->Records();
+  ASSERT_EQ(records.size(), 2u);
+  EXPECT_EQ(records[0].eventId, 4150u);
+  EXPECT_EQ(records[0].type, EVENTLOG_INFORMATION_TYPE);
+  EXPECT_TRUE(records[0].strings.empty());
+  EXPECT_EQ(records[1].eventId, 4160u);
+}
+
+TEST_F(ProviderObjectTest, DigestPolicyIsReadOnceAtConstructionAndFallsBackToZero) {
+  struct Case {
+    const char* registry;
+    DWORD expected;
+  };
+  const Case cases[] = {
+      {"Windows Registry Editor Version 5.00\n\n"
+       "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Vantor Storage\\Configuration]\n\"ISCSIGlobalDigestPolicy\"=dword:00000003\n",
+       3},
+      {"Windows Registry Editor Version 5.00\n\n"
+       "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Vantor Storage\\Configuration]\n\"ISCSIGlobalDigestPolicy\"=\"3\"\n",
+       0},
+      {"Windows Registry Editor Version 5.00\n\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\Vantor Storage\\Configuration]\n", 0},
+      {"Windows Registry Editor Version 5.00\n", 0},
+  };
+  for (const auto& c : cases) {
+    LoadRegistry(c.registry);
+    ProviderRef provider;
+    ASSERT_EQ(CreateVaVssHwProvider(wincompat::kIID_IVssHardwareSnapshotProviderEx,
+                                    reinterpret_cast<void**>(&provider.p)),
+              S_OK);
+    EXPECT_EQ(static_cast<CVaVssHwProvider*>(provider.p)->IscsiDigestPolicy(), c.expected) << c.registry;
+  }
+}
