@@ -1,0 +1,78 @@
+#include "restsdk/Client.h"
+
+#include "Session.h"
+#include "restsdk/Exceptions.h"
+#include "restsdk/v1/ObjectSetFactory.h"
+
+namespace VantorStorage::WS {
+
+namespace {
+const char* const kTokensPath = "/v1/tokens";
+}
+
+Client::Client(const std::string& server, std::uint32_t port, ApiLibrary& library, bool acceptSelfSignedCertificate,
+               const std::string& basePath, int connectTimeoutMs)
+    : mSession(std::make_shared<detail::Session>(server, port, library, acceptSelfSignedCertificate, basePath,
+                                                 connectTimeoutMs)) {}
+
+Client::~Client() = default;
+
+void Client::authenticate(const AuthInfo& authInfo) {
+  const nlohmann::json body{{"data",
+                             {{"username", authInfo.getUsername()},
+                              {"password", authInfo.getPassword()},
+                              {"app_name", mSession->library().getAppName()}}}};
+  const nlohmann::json answer = mSession->call("POST", kTokensPath, &body, /*needsSession=*/false);
+  mSession->readAnswer("POST", kTokensPath, [&] {
+    const auto data = answer.find("data");
+    if (data == answer.end() || !data->is_object()) throw detail::AnswerError("the answer has no \"data\" object");
+    const auto id = data->find("id");
+    const auto token = data->find("session_token");
+    if (id == data->end() || !id->is_string() || id->get<std::string>().empty())
+      throw detail::AnswerError("the answer has no session id");
+    if (token == data->end() || !token->is_string() || token->get<std::string>().empty())
+      throw detail::AnswerError("the answer has no session token");
+    mSession->setSession(id->get<std::string>(), token->get<std::string>());
+  });
+  mSession->logInfo("Session opened for user '" + authInfo.getUsername() + "' on " + mSession->server());
+}
+
+void Client::logout() {
+  if (mSession->token().empty()) return;
+  const std::string path = std::string(kTokensPath) + "/" + detail::pathSegment(mSession->tokenId(), "session id");
+  try {
+    mSession->call("DELETE", path, nullptr);
+  } catch (...) {
+    // The session is given up either way; the array expires it if the delete did not arrive.
+    mSession->clearSession();
+    throw;
+  }
+  mSession->clearSession();
+  mSession->logInfo("Session closed on " + mSession->server());
+}
+
+std::string Client::getSessionToken() const {
+  return mSession->token();
+}
+
+std::string Client::getServer() const {
+  return mSession->server();
+}
+
+std::uint32_t Client::getPort() const {
+  return mSession->port();
+}
+
+void Client::setReceiveTimeout(int milliseconds) {
+  mSession->setReceiveTimeout(milliseconds);
+}
+
+int Client::getReceiveTimeout() const {
+  return mSession->receiveTimeout();
+}
+
+std::shared_ptr<v1::ObjectSetFactory> Client::getV1ObjectSetFactory() {
+  return std::make_shared<v1::ObjectSetFactory>(mSession);
+}
+
+}  // namespace VantorStorage::WS

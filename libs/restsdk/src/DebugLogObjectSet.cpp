@@ -1,0 +1,15 @@
+#include "restsdk/v1/DebugLogObjectSet.h"
+
+#include "RecordCodec.h"
+#include "Session.h"
+
+namespace VantorStorage::WS::v1 {
+
+DebugLogObjectSet::DebugLogObjectSet(std::shared_ptr<detail::Session> session) : mSession(std::move(session)) {}
+
+void DebugLogObjectSet::createObject(const DebugLog& entry) {
+  const nlohmann::json body = detail::RecordCodec::writeDebugLog(entry);
+  mSession->call("POST", "/v1/debug_log", &body);
+}
+
+}  // namespace VantorStorage::WS::v1

@@ -1,0 +1,192 @@
+// Answers of the array -> records: every attribute lands in its accessor, missing ones name
+// the accessor, objects from the array are read-only, and malformed answers end in an
+// exception that says what was wrong.
+#include <functional>
+
+#include "FakeArray.h"
+
+namespace restsdk_test {
+namespace {
+
+using nlohmann::json;
+using namespace VantorStorage::WS;
+
+class RecordMapping : public ClientOverFakeArray {
+ protected:
+  v1::VolumeListPtr searchVolumes(const std::string& body) {
+    array->answer(200, body);
+    return client->getV1ObjectSetFactory()->getVolumeObjectSet()->getObjectList(v1::GetParams{});
+  }
+};
+
+TEST_F(RecordMapping, VolumeAnswerFillsEveryAccessorAndIsReadOnly) {
+  logIn();
+  const json volume = {{"id", "vol-1"},
+                       {"name", "sql-data"},
+                       {"size", 10240},
+                       {"serial_number", "0123456789abcdef0123456789abcdef"},
+                       {"description", "d"},
+                       {"block_size", 4096},
+                       {"target_name", "iqn.2007-11.com.vantor:sql-data"},
+                       {"parent_vol_name", "p"},
+                       {"base_snap_name", "b"},
+                       {"num_connections", 2},
+                       {"online", true},
+                       {"access_control_records",
+                        json::array({{{"access_protocol", "iscsi"}, {"initiator_name", "iqn.host"}},
+                                     {{"access_protocol", "fc"}, {"initiator_name", "wwn"}}})},
+                       {"vpd_t10", "VANTOR  sql-data"},
+                       {"vpd_ieee0", "6000c2a1B2c3d4e5"},
+                       {"vpd_ieee1", "00ff"},
+                       {"iscsi_target_scope", "group"},
+                       {"agent_type", "vvol"},
+                       {"metadata", json::array({{{"key", "k1"}, {"value", "v1"}}})},
+                       {"volcoll_id", "vc-9"},
+                       {"an_attribute_we_do_not_know", {1, 2}}};
+  const auto list = searchVolumes(json{{"data", {volume}}, {"total", 1}}.dump());
+  ASSERT_EQ(list->size(), 1u);
+  const v1::Volume& v = *list->front();
+  EXPECT_EQ(v.getId(), "vol-1");
+  EXPECT_EQ(v.getName(), "sql-data");
+  EXPECT_EQ(v.getSize(), 10240);
+  EXPECT_EQ(v.getSerialNumber(), "0123456789abcdef0123456789abcdef");
+  EXPECT_EQ(v.getBlockSize(), 4096);
+  EXPECT_EQ(v.getTargetName(), "iqn.2007-11.com.vantor:sql-data");
+  EXPECT_EQ(v.getNumConnections(), 2);
+  EXPECT_TRUE(v.getOnline());
+  ASSERT_EQ(v.getAccessControlRecords()->size(), 2u);
+  EXPECT_EQ(v.getAccessControlRecords()->at(1)->getAccessProtocol(), "fc");
+  EXPECT_EQ(v.getAccessControlRecords()->at(0)->getInitiatorName(), "iqn.host");
+  EXPECT_EQ(v.getVpdT10(), "VANTOR  sql-data");
+  EXPECT_EQ(v.getVpdIeee0(), std::string("\x60\x00\xc2\xa1\xb2\xc3\xd4\xe5", 8));
+  EXPECT_EQ(v.getVpdIeee1(), std::string("\x00\xff", 2));
+  EXPECT_EQ(v.getIscsiTargetScope(), "group");
+  EXPECT_EQ(v.getAgentType(), "vvol");
+  ASSERT_EQ(v.getMetadata()->size(), 1u);
+  EXPECT_EQ(v.getMetadata()->front()->getValue(), "v1");
+  EXPECT_EQ(v.getVolcollId(), "vc-9");
+
+  EXPECT_TRUE(v.isImmutable());
+  EXPECT_THROW(list->front()->setOnline(false), ImmutableObjectException);
+  EXPECT_THROW(v.getMetadata()->front()->setValue("x"), ImmutableObjectException);
+  v1::Volume copy = v;
+  EXPECT_THROW(copy.setOnline(false), ImmutableObjectException);
+  v1::Volume fresh;
+  EXPECT_NO_THROW(fresh.setOnline(false));
+}
+
+TEST_F(RecordMapping, UnsetAttributesNameTheirAccessor) {
+  logIn();
+  const auto volumes = searchVolumes(
+      R"({"data":[{"id":"v","access_control_records":[{}],"metadata":[{"key":"k"}]},
+                  {"id":"w","access_control_records":null,"metadata":null,"online":null}]})");
+  const v1::Volume& v = *volumes->at(0);
+  const std::vector<std::pair<std::string, std::function<void()>>> reads = {
+      {"Name", [&] { v.getName(); }},
+      {"Size", [&] { v.getSize(); }},
+      {"SerialNumber", [&] { v.getSerialNumber(); }},
+      {"Description", [&] { v.getDescription(); }},
+      {"BlockSize", [&] { v.getBlockSize(); }},
+      {"TargetName", [&] { v.getTargetName(); }},
+      {"ParentVolName", [&] { v.getParentVolName(); }},
+      {"BaseSnapName", [&] { v.getBaseSnapName(); }},
+      {"NumConnections", [&] { v.getNumConnections(); }},
+      {"Online", [&] { v.getOnline(); }},
+      {"VpdT10", [&] { v.getVpdT10(); }},
+      {"VpdIeee0", [&] { v.getVpdIeee0(); }},
+      {"VpdIeee1", [&] { v.getVpdIeee1(); }},
+      {"IscsiTargetScope", [&] { v.getIscsiTargetScope(); }},
+      {"AgentType", [&] { v.getAgentType(); }},
+      {"VolcollId", [&] { v.getVolcollId(); }},
+      {"AccessProtocol", [&] { v.getAccessControlRecords()->front()->getAccessProtocol(); }},
+      {"Value", [&] { v.getMetadata()->front()->getValue(); }},
+      {"Online", [&] { volumes->at(1)->getOnline(); }},
+  };
+  for (const auto& [name, read] : reads) {
+    try {
+      read();
+      ADD_FAILURE() << name << " did not throw";
+    } catch (const AttributeNotSetException& e) {
+      EXPECT_EQ(e.getAttributeName(), name);
+      EXPECT_NE(std::string(e.what()).find(name), std::string::npos);
+    }
+  }
+  // An explicit null list: access control records read as none, metadata as a null list.
+  EXPECT_TRUE(volumes->at(1)->getAccessControlRecords()->empty());
+  EXPECT_EQ(volumes->at(1)->getMetadata(), nullptr);
+
+  array->answer(200, R"({"data":[{"id":"s"}]})");
+  const auto snapshots = client->getV1ObjectSetFactory()->getSnapshotObjectSet()->getObjectList(v1::GetParams{});
+  EXPECT_THROW(snapshots->front()->getVolId(), AttributeNotSetException);
+  array->answer(200, R"({"data":[{"id":"g","name":"n"}]})");
+  const auto groups = client->getV1ObjectSetFactory()->getGroupObjectSet()->getObjectList(v1::GetParams{});
+  try {
+    groups->front()->getVersionCurrent();
+    ADD_FAILURE() << "VersionCurrent did not throw";
+  } catch (const AttributeNotSetException& e) {
+    EXPECT_EQ(e.getAttributeName(), "VersionCurrent");
+  }
+}
+
+TEST_F(RecordMapping, MalformedAnswersRaiseApiExceptionsThatSayWhy) {
+  logIn();
+  std::string hugeList = R"({"data":[)";
+  for (int i = 0; i <= 100000; ++i) hugeList += i ? ",{}" : "{}";
+  hugeList += "]}";
+  const std::vector<std::pair<std::string, std::string>> cases = {
+      {"<html>oops</html>", "the body is not JSON"},
+      {R"([1,2])", "not a JSON object"},
+      {R"({"total":0})", R"(no "data")"},
+      {R"({"data":{}})", "expected an array"},
+      {R"({"data":[1]})", "volume 0 is number, expected an object"},
+      {R"({"data":[{"id":"a"},{"id":5}]})", "attribute 'id' of volume 1 is number, expected a string"},
+      {R"({"data":[{"size":"big"}]})", "attribute 'size' of volume 0 is string, expected an integer"},
+      {R"({"data":[{"size":1.5}]})", "expected an integer"},
+      {R"({"data":[{"size":18446744073709551615}]})", "out of range"},
+      {R"({"data":[{"online":"yes"}]})", "expected a boolean"},
+      {R"({"data":[{"vpd_ieee0":"abc"}]})", "odd number of hex digits"},
+      {R"({"data":[{"vpd_ieee1":"zz00"}]})", "not hexadecimal"},
+      {R"({"data":[{"access_control_records":{}}]})", "expected an array"},
+      {R"({"data":[{"access_control_records":[7]}]})", "access control record 0 of volume 0 is number"},
+      {R"({"data":[{"metadata":[{"key":1}]}]})", "attribute 'key' of metadata entry 0 of volume 0"},
+      {hugeList, "more than any array has"},
+  };
+  for (const auto& [body, expected] : cases) {
+    try {
+      searchVolumes(body);
+      ADD_FAILURE() << "accepted: " << body.substr(0, 80);
+    } catch (const GroupMgmtServerException& e) {
+      ADD_FAILURE() << "a 200 answer is no server error: " << e.what();
+    } catch (const ApiException& e) {
+      EXPECT_NE(std::string(e.what()).find(expected), std::string::npos) << e.what();
+      EXPECT_NE(std::string(e.what()).find("POST /v1/volumes/search"), std::string::npos) << e.what();
+    }
+  }
+  EXPECT_NE(logger->all().find("E Invalid answer to POST /v1/volumes/search"), std::string::npos);
+}
+
+TEST_F(RecordMapping, EmptySearchAndBulkCreateAnswers) {
+  logIn();
+  const auto none = searchVolumes(R"({"data":[],"total":0})");
+  ASSERT_NE(none, nullptr);
+  EXPECT_TRUE(none->empty());
+
+  const auto snapshots = client->getV1ObjectSetFactory()->getSnapshotObjectSet();
+  auto entry = std::make_shared<v1::VsSnapVol>();
+  entry->setVolId("v");
+  entry->setSnapName("s");
+  array->answer(201, R"({"data":{"snap_list":[{"id":"s2","vol_id":"v2"},{"id":"s1","vol_id":"v1","online":false}]}})");
+  const auto created = snapshots->bulkCreate({entry});
+  ASSERT_EQ(created->getSnapList()->size(), 2u);
+  EXPECT_EQ(created->getSnapList()->at(0)->getId(), "s2");
+  EXPECT_FALSE(created->getSnapList()->at(1)->getOnline());
+
+  for (const char* body : {R"({"data":{}})", R"({"data":{"snap_list":{}}})", R"({"data":[]})",
+                           R"({"data":{"snap_list":[{"vol_id":7}]}})"}) {
+    array->answer(201, body);
+    EXPECT_THROW(snapshots->bulkCreate({entry}), ApiException) << body;
+  }
+}
+
+}  // namespace
+}  // namespace restsdk_test

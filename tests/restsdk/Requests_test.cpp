@@ -1,0 +1,174 @@
+// What the client puts on the wire for each operation, and what it refuses to send.
+#include "FakeArray.h"
+
+namespace restsdk_test {
+namespace {
+
+using nlohmann::json;
+using namespace VantorStorage::WS;
+
+using Requests = ClientOverFakeArray;
+
+std::shared_ptr<v1::SearchFilter> leaf(const std::string& field, const std::string& value) {
+  return std::make_shared<v1::SearchFilter>(field, v1::OPERATOR_EQUALS, value);
+}
+
+TEST_F(Requests, SearchSendsFilterAndFieldsInTheCallersOrder) {
+  logIn();
+  auto params = std::make_shared<v1::GetParams>();
+  params->setSearchFilter(std::make_shared<v1::SearchFilter>(
+      v1::SearchFilter::FilterList{leaf("agent_type", "vvol"), leaf("metadata.vp_vs_VAN_VIRTUAL_DEVICE_ID", "abc")},
+      v1::OPERATOR_AND));
+  for (const char* field : {"id", "size", "name", "metadata", "id"}) params->getAttributeSelector().addAttribute(field);
+  array->answer(200, R"({"data":[]})");
+  client->getV1ObjectSetFactory()->getVolumeObjectSet()->getObjectList(params);
+
+  const auto& request = array->lastRequest();
+  EXPECT_EQ(request.method, "POST");
+  EXPECT_EQ(request.path, "/v1/volumes/search");
+  EXPECT_EQ(request.host, "10.0.0.1");
+  EXPECT_EQ(request.port, 5392);
+  EXPECT_TRUE(request.tls);
+  ASSERT_NE(FakeArray::header(request, "X-Auth-Token"), nullptr);
+  EXPECT_EQ(*FakeArray::header(request, "X-Auth-Token"), "secret-token");
+  EXPECT_EQ(*FakeArray::header(request, "Content-Type"), "application/json");
+  EXPECT_EQ(array->lastBody(), json::parse(R"({
+      "filter":{"operator":"and","criteria":[
+          {"field":"agent_type","operator":"equals","value":"vvol"},
+          {"field":"metadata.vp_vs_VAN_VIRTUAL_DEVICE_ID","operator":"equals","value":"abc"}]},
+      "fields":["id","size","name","metadata"]})"));
+
+  // One condition still travels in an "or" group; no filter and no fields send neither.
+  params = std::make_shared<v1::GetParams>();
+  params->setSearchFilter(std::make_shared<v1::SearchFilter>(v1::SearchFilter::FilterList{leaf("id", "s1")},
+                                                             v1::OPERATOR_OR));
+  array->answer(200, R"({"data":[]})");
+  client->getV1ObjectSetFactory()->getSnapshotObjectSet()->getObjectList(params);
+  EXPECT_EQ(array->lastRequest().path, "/v1/snapshots/search");
+  EXPECT_EQ(array->lastBody(), json::parse(R"({"filter":{"operator":"or","criteria":[
+      {"field":"id","operator":"equals","value":"s1"}]}})"));
+  array->answer(200, R"({"data":[]})");
+  client->getV1ObjectSetFactory()->getGroupObjectSet()->getObjectList(v1::GetParams{});
+  EXPECT_EQ(array->lastRequest().path, "/v1/groups/search");
+  EXPECT_EQ(array->lastBody(), json::object());
+}
+
+TEST_F(Requests, BulkCreateSendsOneEntryPerVolumeWithSharedMetadata) {
+  logIn();
+  auto metadata = std::make_shared<v1::VsKeyValueList>();
+  metadata->push_back(std::make_shared<v1::VsKeyValue>("vss_vs_snapshot_set_id", "{set}"));
+  v1::VsSnapVolList entries;
+  for (const char* volume : {"v2", "v1"}) {
+    auto entry = std::make_shared<v1::VsSnapVol>();
+    entry->setVolId(volume);
+    entry->setSnapName("{set}");
+    entry->setOnline(false);
+    entry->setWritable(false);
+    entry->setMetadata(metadata);
+    entries.push_back(entry);
+  }
+  array->answer(201, R"({"data":{"snap_list":[]}})");
+  client->getV1ObjectSetFactory()->getSnapshotObjectSet()->bulkCreate(entries);
+  EXPECT_EQ(array->lastRequest().path, "/v1/snapshots/bulk_create");
+  const json expectedEntry = {{"snap_name", "{set}"},
+                              {"online", false},
+                              {"writable", false},
+                              {"metadata", {{{"key", "vss_vs_snapshot_set_id"}, {"value", "{set}"}}}}};
+  json first = expectedEntry;
+  first["vol_id"] = "v2";
+  json second = expectedEntry;
+  second["vol_id"] = "v1";
+  EXPECT_EQ(array->lastBody(), (json{{"data", {{"snap_vol_list", {first, second}}}}}));
+}
+
+TEST_F(Requests, WriteOperationsUseTheirPathsAndBodies) {
+  logIn();
+  const auto factory = client->getV1ObjectSetFactory();
+  const std::string snapshot = R"({"data":{"id":"s1","online":true}})";
+  const std::string volume = R"({"data":{"id":"v1","online":false}})";
+
+  v1::Snapshot online;
+  online.setOnline(true);
+  array->answer(200, snapshot);
+  EXPECT_TRUE(factory->getSnapshotObjectSet()->updateObject("s1", online)->getOnline());
+  EXPECT_EQ(array->lastRequest().method, "PUT");
+  EXPECT_EQ(array->lastRequest().path, "/v1/snapshots/s1");
+  EXPECT_EQ(array->lastBody(), json::parse(R"({"data":{"online":true}})"));
+
+  v1::Volume offline;
+  offline.setOnline(false);
+  array->answer(200, volume);
+  factory->getVolumeObjectSet()->updateObject("v1", offline, true);
+  EXPECT_EQ(array->lastRequest().path, "/v1/volumes/v1");
+  EXPECT_EQ(array->lastBody(), json::parse(R"({"data":{"online":false},"force":true})"));
+
+  array->answer(200, volume);
+  EXPECT_EQ(factory->getVolumeObjectSet()->restore("v1", "s1")->getId(), "v1");
+  EXPECT_EQ(array->lastRequest().method, "POST");
+  EXPECT_EQ(array->lastRequest().path, "/v1/volumes/v1/actions/restore");
+  EXPECT_EQ(array->lastBody(), json::parse(R"({"data":{"id":"v1","base_snap_id":"s1"}})"));
+
+  array->answer(200, "{}");
+  factory->getSnapshotObjectSet()->deleteObject("../x y");
+  EXPECT_EQ(array->lastRequest().method, "DELETE");
+  EXPECT_EQ(array->lastRequest().path, "/v1/snapshots/%2E%2E%2Fx%20y");
+  EXPECT_TRUE(array->lastRequest().body.empty());
+
+  array->answer(201, "{}");
+  factory->getDebugLogObjectSet()->createObject(v1::DebugLog("snapshot set done", "info"));
+  EXPECT_EQ(array->lastRequest().path, "/v1/debug_log");
+  EXPECT_EQ(array->lastBody(), json::parse(R"({"data":{"message":"snapshot set done","level":"info"}})"));
+}
+
+TEST_F(Requests, RequestsThatCannotBeRightAreNotSent) {
+  logIn();
+  const auto factory = client->getV1ObjectSetFactory();
+  auto complete = std::make_shared<v1::VsSnapVol>();
+  complete->setVolId("v");
+  complete->setSnapName("s");
+  auto noVolume = std::make_shared<v1::VsSnapVol>();
+  noVolume->setSnapName("s");
+  auto badMetadata = std::make_shared<v1::VsSnapVol>(*complete);
+  auto pairs = std::make_shared<v1::VsKeyValueList>();
+  auto keyOnly = std::make_shared<v1::VsKeyValue>();
+  keyOnly->setKey("k");
+  pairs->push_back(keyOnly);
+  badMetadata->setMetadata(pairs);
+  auto deep = leaf("id", "x");
+  for (int i = 0; i < 40; ++i) deep = std::make_shared<v1::SearchFilter>(v1::SearchFilter::FilterList{deep}, v1::OPERATOR_OR);
+  auto nested = std::make_shared<v1::GetParams>();
+  nested->setSearchFilter(deep);
+
+  const std::size_t before = array->requests().size();
+  const std::vector<std::pair<const char*, std::function<void()>>> attempts = {
+      {"empty bulk", [&] { factory->getSnapshotObjectSet()->bulkCreate({}); }},
+      {"null entry", [&] { factory->getSnapshotObjectSet()->bulkCreate({complete, nullptr}); }},
+      {"no vol_id", [&] { factory->getSnapshotObjectSet()->bulkCreate({noVolume}); }},
+      {"pair without value", [&] { factory->getSnapshotObjectSet()->bulkCreate({badMetadata}); }},
+      {"update with nothing set", [&] { factory->getSnapshotObjectSet()->updateObject("s", v1::Snapshot{}); }},
+      {"empty id", [&] { factory->getSnapshotObjectSet()->deleteObject(""); }},
+      {"log without level", [&] { factory->getDebugLogObjectSet()->createObject(v1::DebugLog{}); }},
+      {"filter nested 40 deep", [&] { factory->getVolumeObjectSet()->getObjectList(nested); }},
+  };
+  for (const auto& [name, attempt] : attempts) EXPECT_THROW(attempt(), ApiException) << name;
+  EXPECT_EQ(array->requests().size(), before);
+
+  EXPECT_THROW(v1::SearchFilter("id", v1::OPERATOR_OR, "x"), ApiException);
+  EXPECT_THROW(v1::SearchFilter(v1::SearchFilter::FilterList{}, v1::OPERATOR_EQUALS), ApiException);
+  EXPECT_THROW(leaf("id", "x")->addFilter(leaf("id", "y")), ApiException);
+}
+
+TEST_F(Requests, WithoutSessionTheClientAnswersUnauthorizedItself) {
+  try {
+    client->getV1ObjectSetFactory()->getGroupObjectSet()->getObjectList(v1::GetParams{});
+    ADD_FAILURE() << "no exception";
+  } catch (const GroupMgmtServerException& e) {
+    EXPECT_EQ(e.getHttpStatus(), 401);
+    ASSERT_EQ(e.getMessages().size(), 1u);
+    EXPECT_EQ(e.getMessages()[0].getCode(), "SM_http_unauthorized");
+  }
+  EXPECT_TRUE(array->requests().empty());
+}
+
+}  // namespace
+}  // namespace restsdk_test

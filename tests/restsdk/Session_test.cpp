@@ -1,0 +1,130 @@
+// Sessions, error answers and transport failures as the array layer sees them.
+#include "FakeArray.h"
+
+namespace restsdk_test {
+namespace {
+
+using nlohmann::json;
+using namespace VantorStorage::WS;
+
+using Session = ClientOverFakeArray;
+
+TEST_F(Session, AuthenticateOpensAndLogoutEndsTheSessionWithoutLeakingSecrets) {
+  logIn();
+  const json login = json::parse(array->requests().at(0).body);
+  EXPECT_EQ(array->requests().at(0).path, "/v1/tokens");
+  EXPECT_EQ(login, json::parse(R"({"data":{"username":"admin","password":"pa55word","app_name":"unit-test"}})"));
+  EXPECT_EQ(FakeArray::header(array->requests().at(0), "X-Auth-Token"), nullptr);
+  EXPECT_EQ(client->getSessionToken(), "secret-token");
+
+  // A refused login keeps no token; its error still carries the server's words.
+  array->answer(401, R"({"messages":[{"code":"SM_http_unauthorized","text":"bad password","severity":"error"}]})");
+  EXPECT_THROW(client->authenticate(AuthInfo("admin", "wr0ng-pa55word")), GroupMgmtServerException);
+
+  logIn();
+  array->answer(200, "{}");
+  client->logout();
+  EXPECT_EQ(array->lastRequest().method, "DELETE");
+  EXPECT_EQ(array->lastRequest().path, "/v1/tokens/tok-1");
+  EXPECT_EQ(*FakeArray::header(array->lastRequest(), "X-Auth-Token"), "secret-token");
+  EXPECT_TRUE(client->getSessionToken().empty());
+  const std::size_t sent = array->requests().size();
+  client->logout();  // no session: nothing to send
+  EXPECT_EQ(array->requests().size(), sent);
+
+  const std::string log = logger->all();
+  EXPECT_NE(log.find("POST /v1/tokens on 10.0.0.1:5392 -> 201"), std::string::npos) << log;
+  EXPECT_EQ(log.find("pa55word"), std::string::npos) << log;
+  EXPECT_EQ(log.find("secret-token"), std::string::npos) << log;
+}
+
+TEST_F(Session, LogoutForgetsTheTokenEvenWhenTheArrayRefuses) {
+  logIn();
+  array->answer(500, "{}");
+  EXPECT_THROW(client->logout(), GroupMgmtServerException);
+  EXPECT_TRUE(client->getSessionToken().empty());
+}
+
+TEST_F(Session, LoginAnswersWithoutUsableTokenAreRejected) {
+  for (const char* body : {R"({})", R"({"data":[]})", R"({"data":{"id":"t"}})", R"({"data":{"id":"t","session_token":""}})",
+                           R"({"data":{"id":7,"session_token":"x"}})", R"(not json)"}) {
+    array->answer(201, body);
+    try {
+      client->authenticate(AuthInfo("admin", "pw"));
+      ADD_FAILURE() << "accepted " << body;
+    } catch (const GroupMgmtServerException& e) {
+      ADD_FAILURE() << "not a server error: " << e.what();
+    } catch (const ApiException& e) {
+      EXPECT_NE(std::string(e.what()).find("POST /v1/tokens"), std::string::npos) << e.what();
+    }
+    EXPECT_TRUE(client->getSessionToken().empty()) << body;
+  }
+}
+
+TEST_F(Session, ErrorAnswersCarryMessagesStatusAndReadableText) {
+  struct Case {
+    int status;
+    std::string body;
+    std::vector<std::string> codes;
+    std::string inWhat;
+  };
+  const std::vector<Case> cases = {
+      {409,
+       R"({"messages":[{"code":"SM_ealready","text":"already online","severity":"error"},
+                       {"code":"SM_ebusy","text":"in use","severity":"warning"}]})",
+       {"SM_ealready", "SM_ebusy"},
+       "failed with HTTP status 409: SM_ealready (already online); SM_ebusy (in use)"},
+      {503, R"({"messages":[]})", {}, "failed with HTTP status 503: the answer carried no error messages"},
+      {502, "<html><body>Bad Gateway</body></html>", {}, "HTTP status 502"},
+      {500, R"({"messages":{"code":"x"}})", {}, "HTTP status 500"},
+      {400, R"({"messages":[7,{"code":5,"text":"t"},{"code":"SM_invalid_arg"}]})", {"", "SM_invalid_arg"},
+       "(no code) (t); SM_invalid_arg"},
+      {404, "", {}, "HTTP status 404"},
+  };
+  logIn();
+  for (const Case& c : cases) {
+    array->answer(c.status, c.body);
+    try {
+      client->getV1ObjectSetFactory()->getSnapshotObjectSet()->deleteObject("s1");
+      ADD_FAILURE() << "no exception for " << c.status;
+    } catch (const GroupMgmtServerException& e) {
+      EXPECT_EQ(e.getHttpStatus(), c.status);
+      std::vector<std::string> codes;
+      for (const auto& message : e.getMessages()) codes.push_back(message.getCode());
+      EXPECT_EQ(codes, c.codes) << c.body;
+      EXPECT_NE(std::string(e.what()).find("DELETE /v1/snapshots/s1 on 10.0.0.1:5392"), std::string::npos) << e.what();
+      EXPECT_NE(std::string(e.what()).find(c.inWhat), std::string::npos) << e.what();
+    }
+  }
+  array->answer(409, R"({"messages":[{"code":"SM_ebusy","text":"online","severity":"error"}]})");
+  try {
+    client->getV1ObjectSetFactory()->getSnapshotObjectSet()->deleteObject("s1");
+  } catch (const GroupMgmtServerException& e) {
+    EXPECT_EQ(e.getMessages().at(0).getText(), "online");
+    EXPECT_EQ(e.getMessages().at(0).getSeverity(), "error");
+  }
+}
+
+TEST_F(Session, TransportFailuresBecomeLibraryErrorsNotServerErrors) {
+  logIn();
+  for (const auto kind : {vantor::http::TransportErrorKind::Timeout, vantor::http::TransportErrorKind::Dropped,
+                          vantor::http::TransportErrorKind::Tls}) {
+    array->failWith(kind);
+    try {
+      client->getV1ObjectSetFactory()->getGroupObjectSet()->getObjectList(v1::GetParams{});
+      ADD_FAILURE() << "no exception";
+    } catch (const GroupMgmtServerException& e) {
+      ADD_FAILURE() << "transport failure reported as server error: " << e.what();
+    } catch (const ApiException& e) {
+      EXPECT_NE(std::string(e.what()).find("scripted transport failure"), std::string::npos);
+    }
+  }
+  EXPECT_NE(logger->all().find("E Request failed: scripted transport failure"), std::string::npos);
+
+  Client badPort("10.0.0.1", 70000, ApiLibrary::getInstance(), true, "", -1);
+  array->answer(201, R"({"data":{"id":"t","session_token":"x"}})");
+  EXPECT_THROW(badPort.authenticate(AuthInfo("a", "b")), ApiException);
+}
+
+}  // namespace
+}  // namespace restsdk_test
