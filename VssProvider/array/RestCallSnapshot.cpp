@@ -1,0 +1,135 @@
+#include "array/RestCallSnapshot.h"
+
+#include "array/RestConnection.h"
+#include "array/RestSearch.h"
+#include "logger/FileLog.h"
+#include "restsdk/v1/ObjectSetFactory.h"
+#include "restsdk/v1/VsKeyValue.h"
+
+namespace Vantor {
+namespace {
+
+static constexpr const wchar_t* kLogSource = L"RestCall";
+
+namespace v1 = VantorStorage::WS::v1;
+
+constexpr const char* kSnapshotSetIdKey = "vss_vs_snapshot_set_id";
+
+// "a, b, " -- every item followed by ", ", as the trace has always shown these lists.
+template <class Range>
+std::string JoinIds(const Range& ids) {
+  std::string text;
+  for (const auto& id : ids) text += id + ", ";
+  return text;
+}
+
+}  // namespace
+
+void RestCallSnapshotBase::Initialize() {
+  mSnapshotSet = mRestConn.getV1ObjectSetFactory()->getSnapshotObjectSet();
+}
+
+void RestCallFindSnapBySerial::Initialize() {
+  RestCallSnapshotBase::Initialize();
+  mParams = MakeGetParams(MakeFilterGroup({{"serial_number", mSerialNumber}}, v1::OPERATOR_OR),
+                          {"id", "size", "name", "serial_number", "description", "target_name", "vol_name", "vol_id",
+                           "access_control_records", "vpd_t10", "vpd_ieee0", "vpd_ieee1"});
+}
+
+void RestCallFindSnapBySerial::Call() {
+  mSnapshot = SingleSearchResult(mSnapshotSet->getObjectList(mParams), "snapshot");
+}
+
+void RestCallFindSnapBySerial::ProcessResult() { mRecord = SnapshotRecordFromSnapshot(*mSnapshot); }
+
+void RestCallFindSnapshotsByIDs::Initialize() {
+  RestCallSnapshotBase::Initialize();
+  std::vector<AttributeEquals> conditions;
+  for (const auto& id : mSnapshotIds) conditions.emplace_back("id", id);
+  mParams = MakeGetParams(MakeFilterGroup(conditions, v1::OPERATOR_OR),
+                          {"id", "vol_id", "size", "name", "serial_number", "description", "target_name", "vol_name",
+                           "access_control_records", "vpd_t10", "vpd_ieee0", "vpd_ieee1"});
+}
+
+void RestCallFindSnapshotsByIDs::Call() { mSnapshots = mSnapshotSet->getObjectList(mParams); }
+
+bool RestCallFindSnapshotsByIDs::IsResultValid() const {
+  return mSnapshots && mSnapshots->size() == mSnapshotIds.size();
+}
+
+std::string RestCallFindSnapshotsByIDs::GetInputDescription() const {
+  return "Num of snapshots to retrieve: " + std::to_string(mSnapshotIds.size());
+}
+
+std::string RestCallFindSnapshotsByIDs::GetFailureMessage() const {
+  return "Number of retrieved snapshots (" + std::to_string(mSnapshots ? mSnapshots->size() : 0) +
+         ") is different than number of original SnapIDs (" + std::to_string(mSnapshotIds.size());
+}
+
+void RestCallFindSnapshotsByIDs::ProcessResult() {
+  mRecords.clear();
+  for (const auto& snapshot : *mSnapshots) {
+    if (snapshot) mRecords.push_back(SnapshotRecordFromSnapshot(*snapshot));
+  }
+}
+
+void RestCallSnapVolList::Initialize() {
+  RestCallSnapshotBase::Initialize();
+  auto metadata = std::make_shared<v1::VsKeyValueList>();
+  metadata->push_back(std::make_shared<v1::VsKeyValue>(kSnapshotSetIdKey, mSnapshotSetIdText));
+  mRequest.clear();
+  for (const auto& volumeId : mVolumeIds) {
+    auto entry = std::make_shared<v1::VsSnapVol>();
+    entry->setSnapName(mSnapshotSetIdText);
+    entry->setOnline(false);
+    entry->setWritable(false);
+    entry->setVolId(volumeId);
+    entry->setMetadata(metadata);
+    mRequest.push_back(std::move(entry));
+  }
+}
+
+void RestCallSnapVolList::Call() { mResult = mSnapshotSet->bulkCreate(mRequest); }
+
+std::size_t RestCallSnapVolList::CreatedCount() const {
+  if (!mResult) return 0;
+  const auto snapshots = mResult->getSnapList();
+  return snapshots ? snapshots->size() : 0;
+}
+
+bool RestCallSnapVolList::IsResultValid() const { return mResult && CreatedCount() == mVolumeIds.size(); }
+
+std::string RestCallSnapVolList::GetInputDescription() const { return JoinIds(mVolumeIds); }
+
+std::string RestCallSnapVolList::GetFailureMessage() const {
+  return "Expected number of returned snapshots: " + std::to_string(mVolumeIds.size()) +
+         "; Actual number of created snapshots: " + std::to_string(CreatedCount());
+}
+
+std::vector<std::string> RestCallSnapVolList::GetCreatedSnapshotIds() const {
+  std::vector<std::string> ids;
+  if (!mResult) return ids;
+  for (const auto& snapshot : *mResult->getSnapList()) {
+    if (snapshot) ids.push_back(snapshot->getId());
+  }
+  return ids;
+}
+
+void RestCallSnapVolList::ProcessResult() {
+  VA_LOG(MSG_INFO, L"Created snapshots with IDs: %S for volume IDs: %S", JoinIds(GetCreatedSnapshotIds()),
+         JoinIds(mVolumeIds));
+}
+
+void RestCallDeleteSnapBySnapId::Call() { mSnapshotSet->deleteObject(mSnapshotId); }
+
+std::string RestCallOnlineSnap::GetName() const {
+  return std::string("Set Snapshot ") + (mOnline ? "Online" : "Offline") + " - Update Object";
+}
+
+void RestCallOnlineSnap::Call() {
+  v1::Snapshot changes;
+  changes.setOnline(mOnline);
+  mSnapshotSet->updateObject(mSnapshotId, changes);
+}
+
+}  // namespace Vantor
