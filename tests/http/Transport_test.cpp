@@ -1,0 +1,117 @@
+// The transport's contract, run against the platform's backend (POCO natively, WinHTTP under
+// Wine): kept connections, the reconnect after an idle close, and failures with clear texts.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <thread>
+
+#include "LoopbackServer.h"
+#include "http/Transport.h"
+#include "http/TransportError.h"
+
+namespace http_test {
+namespace {
+
+using vantor::http::Request;
+using vantor::http::TransportError;
+using vantor::http::TransportErrorKind;
+
+Request post(std::uint16_t port, const std::string& path, const std::string& body) {
+  Request request;
+  request.method = "POST";
+  request.host = "127.0.0.1";
+  request.port = port;
+  request.path = path;
+  request.headers.push_back({"Content-Type", "application/json"});
+  request.body = body;
+  return request;
+}
+
+TEST(Transport, KeepsOneConnectionAndReconnectsAfterTheServerClosedIt) {
+  LoopbackServer server;
+  server.script({Step::Kind::Answer, 200, R"({"n":1})", 0});
+  server.script({Step::Kind::Answer, 404, R"({"n":2})", 0});
+  server.script({Step::Kind::AnswerThenClose, 201, R"({"n":3})", 0});
+  server.script({Step::Kind::Answer, 200, R"({"n":4})", 0});
+  const auto connection = vantor::http::createConnection();
+
+  const auto first = connection->send(post(server.port(), "/a", "x"));
+  EXPECT_EQ(first.status, 200);
+  EXPECT_EQ(first.body, R"({"n":1})");
+  ASSERT_NE(first.findHeader("x-step"), nullptr);
+  EXPECT_EQ(*first.findHeader("X-STEP"), "yes");
+  EXPECT_EQ(connection->send(post(server.port(), "/b", "")).status, 404);
+  EXPECT_EQ(connection->send(post(server.port(), "/c", "yz")).body, R"({"n":3})");
+  EXPECT_EQ(server.connections(), 1);
+
+  // The server has closed the kept connection; give the close time to arrive.
+  std::this_thread::sleep_for(std::chrono::milliseconds(200));
+  EXPECT_EQ(connection->send(post(server.port(), "/d", "w")).body, R"({"n":4})");
+  EXPECT_EQ(server.connections(), 2);
+  EXPECT_EQ(server.requests(), (std::vector<std::string>{"POST /a x", "POST /b", "POST /c yz", "POST /d w"}));
+}
+
+TEST(Transport, FailuresBecomeTransportErrorsOfTheirKind) {
+  struct Case {
+    Step step;
+    std::vector<TransportErrorKind> kinds;  // the backends' words for a broken answer differ
+  };
+  const std::vector<Case> cases = {
+      {{Step::Kind::CloseWithoutAnswer, 0, "", 0}, {TransportErrorKind::Dropped}},
+      {{Step::Kind::DelayThenAnswer, 200, "{}", 1500}, {TransportErrorKind::Timeout}},
+      {{Step::Kind::TruncatedBody, 200, R"({"partial":)", 0}, {TransportErrorKind::Dropped}},
+      {{Step::Kind::NotHttp, 0, "", 0}, {TransportErrorKind::Protocol, TransportErrorKind::Dropped}},
+      {{Step::Kind::EndlessBody, 0, "", 0}, {TransportErrorKind::Protocol}},
+  };
+  for (const Case& c : cases) {
+    LoopbackServer server;
+    server.script(c.step);
+    vantor::http::Timeouts timeouts;
+    timeouts.receive = std::chrono::milliseconds(400);
+    const auto connection = vantor::http::createConnection(timeouts);
+    const auto started = std::chrono::steady_clock::now();
+    try {
+      connection->send(post(server.port(), "/fail", "{}"));
+      ADD_FAILURE() << "no error for step " << static_cast<int>(c.step.kind);
+    } catch (const TransportError& e) {
+      const bool expected = std::find(c.kinds.begin(), c.kinds.end(), e.kind()) != c.kinds.end();
+      EXPECT_TRUE(expected) << "step " << static_cast<int>(c.step.kind) << ": " << e.what();
+      EXPECT_NE(std::string(e.what()).find("POST http://127.0.0.1:" + std::to_string(server.port()) + "/fail"),
+                std::string::npos)
+          << e.what();
+    }
+    if (c.step.kind == Step::Kind::DelayThenAnswer) {
+      EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::milliseconds(1200));
+    }
+  }
+}
+
+TEST(Transport, RefusedAndInvalidRequestsFailBeforeAnyExchange) {
+  const std::uint16_t port = LoopbackServer::unusedPort();
+  try {
+    vantor::http::sendOnce(post(port, "/x", ""));
+    ADD_FAILURE() << "connected to a closed port";
+  } catch (const TransportError& e) {
+    EXPECT_EQ(e.kind(), TransportErrorKind::Connect) << e.what();
+    EXPECT_NE(std::string(e.what()).find("127.0.0.1:" + std::to_string(port)), std::string::npos) << e.what();
+  }
+
+  LoopbackServer server;
+  Request injected = post(server.port(), "/x", "");
+  injected.headers.push_back({"X-Auth-Token", "t\r\nX-Evil: 1"});
+  Request relative = post(server.port(), "x", "");
+  Request noPort = post(0, "/x", "");
+  for (const Request& request : {injected, relative, noPort}) {
+    try {
+      vantor::http::sendOnce(request);
+      ADD_FAILURE() << "sent " << request.path;
+    } catch (const TransportError& e) {
+      EXPECT_EQ(e.kind(), TransportErrorKind::InvalidRequest) << e.what();
+    }
+  }
+  EXPECT_EQ(server.connections(), 0);
+}
+
+}  // namespace
+}  // namespace http_test
