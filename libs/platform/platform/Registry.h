@@ -7,12 +7,25 @@
 #include "platform/SeamSlot.h"
 #include "wincompat/WinTypes.h"
 
+#ifndef _WIN32
+// The few registry answers and rights beyond the common set in WinTypes.h, with the SDK's values.
+constexpr LONG ERROR_BAD_PATHNAME = 161;
+constexpr LONG ERROR_NOACCESS = 998;
+constexpr LONG ERROR_CANTWRITE = 1013;
+constexpr LONG ERROR_KEY_DELETED = 1018;
+constexpr LONG ERROR_DATATYPE_MISMATCH = 1629;
+constexpr REGSAM KEY_CREATE_SUB_KEY = 0x0004;
+#endif
+
 namespace platform {
 
 class Registry {
  public:
   virtual ~Registry() = default;
 
+  // RegGetValueW/A. Sizes are bytes and count the terminator that string values are returned
+  // with. GetValueA returns string values narrow: UTF-8 in the emulated registry, the ANSI code
+  // page on Windows (the provider reads only ASCII through it).
   virtual LSTATUS GetValueW(HKEY key, const wchar_t* subKey, const wchar_t* value, DWORD flags, DWORD* type,
                             void* data, DWORD* cbData) = 0;
   virtual LSTATUS GetValueA(HKEY key, const char* subKey, const char* value, DWORD flags, DWORD* type, void* data,
@@ -28,9 +41,11 @@ class Registry {
   virtual LSTATUS CloseKey(HKEY key) = 0;
 
   // Writing is not used by the provider; the tool's `config` command and tests need it.
+  // CreateKeyExW creates the missing keys of `subKey` and opens the last with full access.
   virtual LSTATUS CreateKeyExW(HKEY key, const wchar_t* subKey, HKEY* result) = 0;
   virtual LSTATUS SetValueExW(HKEY key, const wchar_t* value, DWORD type, const BYTE* data, DWORD cbData) = 0;
   virtual LSTATUS DeleteValueW(HKEY key, const wchar_t* value) = 0;
+  // RegDeleteTreeW: a null or empty `subKey` empties `key` itself (values and subkeys).
   virtual LSTATUS DeleteTreeW(HKEY key, const wchar_t* subKey) = 0;
 };
 
