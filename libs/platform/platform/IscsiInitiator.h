@@ -16,6 +16,10 @@
 namespace platform {
 
 using ISDSC_STATUS = ULONG;
+// Statuses of the initiator service (iscsierr.h); Win32 error codes are answered as well.
+inline constexpr ISDSC_STATUS ISDSC_NON_SPECIFIC_ERROR = 0xEFFF0001u;
+inline constexpr ISDSC_STATUS ISDSC_LOGIN_FAILED = 0xEFFF0002u;
+inline constexpr ISDSC_STATUS ISDSC_NOT_FOUND = 0xEFFF000Bu;
 
 struct ISCSI_UNIQUE_SESSION_ID {
   ULONGLONG AdapterUnique;
