@@ -3,16 +3,16 @@
 // there is none. Formats follow the Windows wide-format convention on every platform: %s takes
 // a wide string, %S a narrow one.
 #include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <initializer_list>
 #include <memory>
 #include <span>
 #include <string>
 
+#include "logger/Category.h"
 #include "logger/LogArg.h"
 #include "wincompat/WinTypes.h"
-
-enum MSG_CATEGORY { MSG_DEBUG = 1, MSG_INFO = 2, MSG_WARNING = 3, MSG_ERROR = 4 };
 
 class CFileLog {
  public:
@@ -38,6 +38,10 @@ class CFileLog {
   std::filesystem::path TracePath() const;
   // Blocks until every line queued so far is on disk.
   void Flush();
+  // Size limit of one trace file and how many older files are kept (10 MiB and 5 by default).
+  void SetRotation(std::uintmax_t maxBytes, unsigned keptFiles);
+  // Lines that may wait for the writer before detail lines are dropped (10000 by default).
+  void SetQueueCapacity(std::size_t lines);
 
   ~CFileLog();
   CFileLog(const CFileLog&) = delete;

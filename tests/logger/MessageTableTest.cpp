@@ -1,0 +1,67 @@
+// The message table generated from the .mc file: every id once, the texts with their known
+// slips intact, and the rendering of insertion strings and FormatMessage escapes.
+#include <gtest/gtest.h>
+
+#include <set>
+#include <string>
+#include <vector>
+
+#include "messages/EventText.h"
+
+namespace {
+
+TEST(MessageTable, HoldsEveryIdOnceWithTextsAsShipped) {
+  std::set<DWORD> expectedIds{VA_MSG_GENERIC};
+  for (DWORD id = 4010; id <= 4410; id += 10) expectedIds.insert(id);
+  std::set<DWORD> ids;
+  std::set<std::string> symbols;
+  for (const messages::MessageEntry& entry : messages::MessageTable()) {
+    EXPECT_TRUE(ids.insert(entry.id).second) << entry.id;
+    EXPECT_TRUE(symbols.insert(entry.symbol).second) << entry.symbol;
+    const std::wstring text = entry.text;
+    ASSERT_GE(text.size(), 2u);
+    EXPECT_EQ(text.substr(text.size() - 2), L"\r\n") << entry.symbol;
+  }
+  EXPECT_EQ(ids, expectedIds);
+  EXPECT_EQ(VA_MSG_PROVIDER_LOADED, 4150u);
+  EXPECT_EQ(VA_MSG_AUTHENTICATION_FAILED, 4410u);
+
+  const auto text = [](DWORD id) { return std::wstring(messages::FindMessage(id)->text); };
+  EXPECT_NE(text(VA_MSG_ARRAY_VERSION_UNSUPPORTED).find(L"Install appropriate verison of"), std::wstring::npos);
+  EXPECT_EQ(text(VA_MSG_CREDENTIALS_UNREADABLE).rfind(L"Unable able to read", 0), 0u);
+  EXPECT_NE(text(VA_MSG_LOCATE_NO_OWNING_GROUP).find(L"could not find an Vantor Group"), std::wstring::npos);
+  EXPECT_NE(text(VA_MSG_RESTORE_NOT_IN_PLACE).find(L"Snapshot\u00C6s source lun"), std::wstring::npos);
+  // Trailing blanks are part of two texts; an editor that strips them breaks the table.
+  EXPECT_EQ(text(VA_MSG_CONTROL_LUN_DISCOVERY_FAILED), L"Failed to discover control LUNs. \r\n");
+  EXPECT_EQ(text(VA_MSG_VIRTUAL_VOLUME_UNSUPPORTED).substr(text(VA_MSG_VIRTUAL_VOLUME_UNSUPPORTED).size() - 16),
+            L"information.  \r\n");
+  EXPECT_EQ(messages::FindMessage(4151), nullptr);
+}
+
+TEST(MessageTable, RendersInsertionStringsAndEscapes) {
+  EXPECT_EQ(messages::RenderEventText(VA_MSG_SNAPSHOT_OFFLINE_FAILED, {L"snap-1", L"vol-1", L"busy"}),
+            L"Failed to offline snapshot snap-1 of volume vol-1. Reason: busy\r\n");
+  EXPECT_EQ(messages::RenderEventText(VA_MSG_CREDENTIALS_UNREADABLE, {L"10.0.0.5"}),
+            L"Unable able to read Group Management Credentials for array IP =10.0.0.5.Please reset the credentials "
+            L"using 'Set-QTKConfiguration'.\r\n");
+
+  struct Row {
+    const wchar_t* text;
+    std::vector<std::wstring> strings;
+    std::wstring expected;
+  };
+  const std::vector<Row> rows = {
+      {L"%1 of %2", {L"a"}, L"a of %2"},           // a missing string stays visible
+      {L"%1%1 %10", {L"x"}, L"xx %10"},
+      {L"%2!s! and %1", {L"a", L"b"}, L"b and a"},
+      {L"100%% done%n", {}, L"100% done\r\n"},
+      {L"a%.b%!c%td", {}, L"a.b!c\td"},
+      {L"kept%0lost", {}, L"kept"},
+      {L"trailing %", {}, L"trailing %"},
+  };
+  for (const Row& row : rows) {
+    EXPECT_EQ(messages::RenderMessageText(row.text, row.strings), row.expected) << testing::PrintToString(std::wstring(row.text));
+  }
+}
+
+}  // namespace
