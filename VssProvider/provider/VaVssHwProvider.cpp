@@ -7,17 +7,16 @@
 
 #include "discovery/ConfigurationValues.h"
 #include "logger/EventReporter.h"
+#include "messages/VantorVssMessages.h"
 #include "provider/ProviderCall.h"
 
 namespace {
 constexpr const wchar_t* kLogSource = L"VaVssHwProvider";
-constexpr DWORD kEventProviderLoaded = 4150;
-constexpr DWORD kEventProviderUnloaded = 4160;
 }  // namespace
 
 const CLSID CLSID_VantorVssHwProvider = {0x08B1DE05, 0xDA78, 0x4895, {0xBA, 0xC0, 0xE5, 0x76, 0xED, 0x48, 0x3F, 0xFA}};
 
-CVaVssHwProvider::CVaVssHwProvider() {
+CVaVssHwProvider::CVaVssHwProvider() : mArrayAccess(provider::DefaultArrayAccess()) {
   CLogger scope(L"CVaVssHwProvider::CVaVssHwProvider");
   // A failed read leaves the policy at 0, silently: the digest policy is optional tuning.
   mIscsiDigestPolicy = discovery::ReadIscsiGlobalDigestPolicy();
@@ -64,7 +63,7 @@ HRESULT CVaVssHwProvider::OnLoad(IUnknown* /*pCallback*/) {
   const auto lock = LockObject();
   CLogger scope(L"CVaVssHwProvider::OnLoad");
   return provider::GuardedCall(L"CVaVssHwProvider::OnLoad", [] {
-    logger::ReportProviderEvent(EVENTLOG_INFORMATION_TYPE, kEventProviderLoaded);
+    logger::ReportProviderEvent(EVENTLOG_INFORMATION_TYPE, VA_MSG_PROVIDER_LOADED);
     return S_OK;
   });
 }
@@ -73,7 +72,7 @@ HRESULT CVaVssHwProvider::OnUnload(WINBOOL /*bForceUnload*/) {
   const auto lock = LockObject();
   CLogger scope(L"CVaVssHwProvider::OnUnload");
   return provider::GuardedCall(L"CVaVssHwProvider::OnUnload", [] {
-    logger::ReportProviderEvent(EVENTLOG_INFORMATION_TYPE, kEventProviderUnloaded);
+    logger::ReportProviderEvent(EVENTLOG_INFORMATION_TYPE, VA_MSG_PROVIDER_UNLOADED);
     return S_OK;
   });
 }

@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "array/ArrayRecords.h"
+#include "provider/ArrayAccess.h"
 #include "provider/DeviceIdentity.h"
 #include "provider/SnapshotSetInfo.h"
 #include "wincompat/VssTypes.h"
@@ -65,12 +67,56 @@ class CVaVssHwProvider final : public IVssHardwareSnapshotProviderEx,
   HRESULT STDMETHODCALLTYPE OnLoad(IUnknown* pCallback) override;
   HRESULT STDMETHODCALLTYPE OnUnload(WINBOOL bForceUnload) override;
 
+  // Replaces how the provider reaches arrays (tests); the constructor uses DefaultArrayAccess.
+  void UseArrayAccess(provider::ArrayAccess access);
+
   // Read-only views for diagnostics and tests.
   DWORD IscsiDigestPolicy() const { return mIscsiDigestPolicy; }
-  std::size_t SnapshotSetCount() const { return mSnapShotSetInfoList.size(); }
+  std::size_t SnapshotSetCount() const;
+  struct SnapshotDescription {
+    std::string sourceSerial;
+    std::string snapshotSerial;
+    std::string snapshotName;
+  };
+  // The snapshots of a set that is still open (before PostFinalCommitSnapshots).
+  std::vector<SnapshotDescription> DescribeSnapshotSet(const VSS_ID& snapshotSetId) const;
+  std::vector<std::string> CachedGroupUids() const;
 
  private:
+  // A virtual disk whose backing array volume was found, and the group that holds it.
+  struct VirtualVolumeEntry {
+    std::string groupUid;
+    std::shared_ptr<Vantor::VolumeRecord> volume;
+  };
+  // What the serial lookup found.
+  struct SerialLocation {
+    std::string groupUid;
+    std::shared_ptr<Vantor::VolumeRecord> volume;
+    std::shared_ptr<Vantor::SnapshotRecord> snapshot;
+  };
+
   std::unique_lock<std::recursive_mutex> LockObject() const { return std::unique_lock(mObjectLock); }
+
+  // Array cache.
+  HRESULT RefreshArrays();
+  void AddOrUpdateArray(bool addMode, const std::string& address, const Vantor::LoginInfo& loginInfo);
+  void RemoveUndiscoveredArrays(const std::map<std::string, Vantor::LoginInfo>& discovered);
+  void CheckAndUpdateArraysLoginInfo(const std::map<std::string, Vantor::LoginInfo>& discovered);
+
+  // LUN identification.
+  bool FindSerialOnArrays(const std::string& serialNumber, bool isSnapshot, SerialLocation& location);
+  bool IsVantorVirtualVolume(const std::string& serialNumber, VirtualVolumeEntry& entry);
+  LONG QueryDeviceIdentity(const std::wstring& devicePath, provider::DeviceIdentity& identity);
+
+  // Import and restore.
+  HRESULT UnexposeSnapshotLun(const VDS_LUN_INFORMATION& lun);
+  HRESULT RestoreVol(VaVssArrayWrapper& array, const Vantor::SnapshotRecord& snapshot,
+                     const Vantor::VolumeRecord& volume);
+
+  std::shared_ptr<VaSnapshotSetInfo> FindSnapshotSet(const std::string& setId) const;
+  void EndSnapshotSet(const std::string& setId);
+
+  provider::ArrayAccess mArrayAccess;
 
   std::atomic<ULONG> mRefCount{1};
 
@@ -82,7 +128,7 @@ class CVaVssHwProvider final : public IVssHardwareSnapshotProviderEx,
   std::string mCurrentSnapshotSetId;
   std::map<std::string, std::string> mSnapToSourceSerialMap;
   std::map<std::string, std::string> mGroupIPToUidMap;
-  std::map<std::string, std::shared_ptr<Vantor::VolumeRecord>> mVirtualVolumeMap;
+  std::map<std::string, VirtualVolumeEntry> mVirtualVolumeMap;
   DWORD mIscsiDigestPolicy = 0;
 };
 

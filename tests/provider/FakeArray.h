@@ -1,0 +1,138 @@
+#pragma once
+// A scripted array group for the provider's unit tests: it knows some volumes and snapshots
+// by serial number and records every operation the provider asks of it.
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "array/VaVssArrayWrapper.h"
+#include "provider/SnapshotSetInfo.h"
+
+class FakeArray : public VaVssArrayWrapper {
+ public:
+  FakeArray(std::string uid, std::string address) : uid_(std::move(uid)), address_(std::move(address)) {}
+
+  std::shared_ptr<Vantor::VolumeRecord> AddVolume(const std::string& serial, const std::string& name) {
+    auto v = std::make_shared<Vantor::VolumeRecord>();
+    v->mId = "vol-" + serial;
+    v->mName = name;
+    v->mSerialNumber = serial;
+    volumes_[serial] = v;
+    return v;
+  }
+  std::shared_ptr<Vantor::SnapshotRecord> AddSnapshot(const std::string& serial, const std::string& name,
+                                                      const std::string& volumeName) {
+    auto s = std::make_shared<Vantor::SnapshotRecord>();
+    s->mId = "snap-" + serial;
+    s->mName = name;
+    s->mSerialNumber = serial;
+    s->mVolName = volumeName;
+    snapshots_[serial] = s;
+    return s;
+  }
+
+  const std::string& GetGroupUid() const override { return uid_; }
+  std::string GetGroupAddress() const override { return address_; }
+  void SetLoginInfo(const Vantor::LoginInfo& login) override { login_ = login; }
+  const Vantor::LoginInfo& GetLoginInfo() const override { return login_; }
+
+  bool FindVolume(const std::string& serial, bool deep, std::shared_ptr<Vantor::VolumeRecord>& out) override {
+    lookups.push_back((deep ? "deep:" : "cache:") + serial);
+    const auto it = volumes_.find(serial);
+    if (it == volumes_.end() || (!deep && !inCache_)) return false;
+    out = it->second;
+    return true;
+  }
+  bool FindSnapshot(const std::string& serial, bool deep, std::shared_ptr<Vantor::SnapshotRecord>& out) override {
+    lookups.push_back((deep ? "deep:" : "cache:") + serial);
+    const auto it = snapshots_.find(serial);
+    if (it == snapshots_.end() || (!deep && !inCache_)) return false;
+    out = it->second;
+    return true;
+  }
+  bool FindSerial(const std::string& serial, std::shared_ptr<Vantor::VolumeRecord>& out) override {
+    return FindVolume(serial, true, out);
+  }
+  bool FindSerial(const std::string& serial, std::shared_ptr<Vantor::SnapshotRecord>& out) override {
+    return FindSnapshot(serial, true, out);
+  }
+  bool FindVirtualVolume(const std::string&, bool, std::shared_ptr<Vantor::VolumeRecord>&) override { return false; }
+
+  HRESULT CreateSnapshotSet(const GUID&, const std::vector<std::shared_ptr<VaSnapshotInfo>>& luns) override {
+    operations.push_back("create:" + std::to_string(luns.size()));
+    if (failCreate) return VSS_E_PROVIDER_VETO;
+    for (const auto& lun : luns) {
+      lun->mSnapshotId = "snap-of-" + lun->mSourceSerialNumber;
+      lun->mSnapshotName = "vss-" + lun->mVolumeName;
+      lun->mSnapshotSerialNumber = "s" + lun->mSourceSerialNumber;
+      lun->mSnapshotExists = true;
+    }
+    return S_OK;
+  }
+  HRESULT OfflineSnapshot(const std::string& id, const std::string&, const std::string&) override {
+    operations.push_back("offline:" + id);
+    return S_OK;
+  }
+  HRESULT DeleteSnapshot(const std::string& id, const std::string&, const std::string&) override {
+    operations.push_back("delete:" + id);
+    return failDelete ? E_FAIL : S_OK;
+  }
+  HRESULT OnlineSnapshot(const Vantor::SnapshotRecord& s) override {
+    operations.push_back("online:" + s.mId);
+    return S_OK;
+  }
+  HRESULT ExposeTarget(const Vantor::SnapshotRecord& s, DWORD) override {
+    operations.push_back("expose:" + s.mId);
+    return exposeResults.empty() ? S_OK : Next(exposeResults);
+  }
+  HRESULT ExposeTarget(const Vantor::VolumeRecord& v, DWORD) override {
+    operations.push_back("expose-volume:" + v.mId);
+    return S_OK;
+  }
+  HRESULT UnexposeSnapshot(const Vantor::SnapshotRecord& s) override {
+    operations.push_back("unexpose:" + s.mId);
+    return S_OK;
+  }
+  HRESULT OnlineVolume(const Vantor::VolumeRecord& v) override {
+    operations.push_back("online-volume:" + v.mId);
+    return failOnlineVolume ? E_FAIL : S_OK;
+  }
+  HRESULT OfflineVolume(const Vantor::VolumeRecord& v) override {
+    operations.push_back("offline-volume:" + v.mId);
+    return S_OK;
+  }
+  HRESULT RestoreVolume(const Vantor::VolumeRecord& v, const Vantor::SnapshotRecord& s) override {
+    operations.push_back("restore:" + v.mId + "<-" + s.mId);
+    return S_OK;
+  }
+  bool IsArraySupported(std::string& version) override {
+    version = "6.0.0.0-1-opt";
+    return supported;
+  }
+  void LogMessageToGMD(const std::string& message, const std::string&) override { messages.push_back(message); }
+
+  void PutEverythingInCache() { inCache_ = true; }
+
+  std::vector<std::string> operations;
+  std::vector<std::string> lookups;
+  std::vector<std::string> messages;
+  std::vector<HRESULT> exposeResults;
+  bool failCreate = false;
+  bool failDelete = false;
+  bool failOnlineVolume = false;
+  bool supported = true;
+
+ private:
+  static HRESULT Next(std::vector<HRESULT>& queue) {
+    const HRESULT hr = queue.front();
+    queue.erase(queue.begin());
+    return hr;
+  }
+  std::string uid_;
+  std::string address_;
+  Vantor::LoginInfo login_;
+  bool inCache_ = false;
+  std::map<std::string, std::shared_ptr<Vantor::VolumeRecord>> volumes_;
+  std::map<std::string, std::shared_ptr<Vantor::SnapshotRecord>> snapshots_;
+};

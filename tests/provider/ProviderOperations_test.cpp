@@ -1,0 +1,255 @@
+// The provider's operations against scripted array groups: what it asks of each group, in what
+// order, and what it answers VSS.
+#include <gtest/gtest.h>
+
+#include "FakeArray.h"
+#include "logger/EventReporter.h"
+#include "logger/WindowsEventLogWrapper.h"
+#include "platform/emulated/EmulatedEventLog.h"
+#include "platform/emulated/EmulatedRegistry.h"
+#include "provider/LunInformation.h"
+#include "provider/VaVssHwProvider.h"
+#include "wincompat/Guid.h"
+
+namespace {
+
+VDS_LUN_INFORMATION* Luns(std::vector<provider::OwnedLunInformation>& owned, std::vector<VDS_LUN_INFORMATION>& view) {
+  view.clear();
+  for (auto& lun : owned) view.push_back(lun.get());
+  return view.data();
+}
+
+provider::OwnedLunInformation Lun(const std::string& vendor, const std::string& product, const std::string& serial) {
+  provider::OwnedLunInformation lun;
+  EXPECT_TRUE(provider::BuildLunInformation(lun.get(), vendor, product, "1.0", serial, {}));
+  return lun;
+}
+
+class ProviderOperationsTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    previousRegistry_ = platform::RegistrySlot::Install(std::make_unique<platform::EmulatedRegistry>());
+    auto events = std::make_unique<platform::EmulatedEventLog>();
+    events_ = events.get();
+    previousEvents_ = platform::EventLogSlot::Install(std::move(events));
+    wrapper_.Init(L"Vantor VSS Hardware Provider", L"VantorVssProvider.exe");
+    logger::SetProcessEventLog(&wrapper_);
+
+    groupA_ = std::make_shared<FakeArray>("uid-a", "127.1.0.1");
+    groupB_ = std::make_shared<FakeArray>("uid-b", "127.2.0.1");
+    groupA_->AddVolume("aaa1", "vol-a1");
+    groupA_->AddVolume("aaa2", "vol-a2");
+    groupB_->AddVolume("bbb1", "vol-b1");
+    discovered_ = {{"127.1.0.1", Vantor::LoginInfo("admin", "pw")}, {"127.2.0.1", Vantor::LoginInfo("admin", "pw")}};
+
+    ASSERT_EQ(CreateVaVssHwProvider(wincompat::kIID_IVssHardwareSnapshotProviderEx, reinterpret_cast<void**>(&hw_)), S_OK);
+    provider_ = static_cast<CVaVssHwProvider*>(hw_);
+    provider_->UseArrayAccess(provider::ArrayAccess{
+        [this] { return discovered_; },
+        [](const std::string&) { return std::string(); },
+        [](const std::string&) { return provider::RestSupport::Supported; },
+        [this](const std::string& address, const Vantor::LoginInfo&) -> std::shared_ptr<VaVssArrayWrapper> {
+          ++connects_;
+          if (address == "127.1.0.1" || address == "127.1.0.2") return groupA_;
+          return groupB_;
+        }});
+  }
+  void TearDown() override {
+    hw_->Release();
+    logger::SetProcessEventLog(nullptr);
+    platform::EventLogSlot::Install(std::move(previousEvents_));
+    platform::RegistrySlot::Install(std::move(previousRegistry_));
+  }
+
+  int EventCount(DWORD id) const {
+    int n = 0;
+    for (const auto& e : events_->Records()) n += e.eventId == id ? 1 : 0;
+    return n;
+  }
+
+  // Prepares and groups a set over `serials`, one BeginPrepareSnapshot each.
+  VSS_ID Prepare(const std::vector<std::string>& serials) {
+    const VSS_ID set = wincompat::NewGuid();
+    for (const auto& serial : serials) {
+      std::vector<provider::OwnedLunInformation> owned;
+      owned.push_back(Lun("Vantor", "Server", serial));
+      std::vector<VDS_LUN_INFORMATION> view;
+      EXPECT_EQ(hw_->BeginPrepareSnapshot(set, wincompat::NewGuid(), 0, 1, nullptr, Luns(owned, view)), S_OK);
+    }
+    return set;
+  }
+  IVssProviderCreateSnapshotSet& Sets() { return *provider_; }
+
+  platform::EmulatedEventLog* events_ = nullptr;
+  CWindowsEventLogWrapper wrapper_;
+  std::unique_ptr<platform::Registry> previousRegistry_;
+  std::unique_ptr<platform::EventLog> previousEvents_;
+  std::shared_ptr<FakeArray> groupA_;
+  std::shared_ptr<FakeArray> groupB_;
+  std::map<std::string, Vantor::LoginInfo> discovered_;
+  int connects_ = 0;
+  IVssHardwareSnapshotProviderEx* hw_ = nullptr;
+  CVaVssHwProvider* provider_ = nullptr;
+};
+
+}  // namespace
+
+TEST_F(ProviderOperationsTest, FirstUnsupportedLunEndsTheCheckAndOnlyExactVendorAndProductCount) {
+  std::vector<provider::OwnedLunInformation> owned;
+  owned.push_back(Lun("Vantor", "Server", "aaa1"));
+  owned.push_back(Lun("Vantor ", "Server", "aaa2"));
+  owned.push_back(Lun("Vantor", "Server", "bbb1"));
+  std::vector<VDS_LUN_INFORMATION> view;
+  WINBOOL supported = TRUE;
+  EXPECT_EQ(hw_->AreLunsSupported(3, 0, nullptr, Luns(owned, view), &supported), S_OK);
+  EXPECT_FALSE(supported);
+  EXPECT_EQ(EventCount(4190), 1);  // the third LUN was never examined
+
+  owned.clear();
+  owned.push_back(Lun("vantor", "Server", "aaa1"));
+  EXPECT_EQ(hw_->AreLunsSupported(1, 0, nullptr, Luns(owned, view), &supported), S_OK);
+  EXPECT_FALSE(supported);
+}
+
+TEST_F(ProviderOperationsTest, RepeatedLunIsRecordedOnceAndEachGroupCommitsOnce) {
+  const VSS_ID set = Prepare({"aaa2", "bbb1", "aaa1", "aaa1"});
+  EXPECT_EQ(EventCount(4200), 3);
+  ASSERT_EQ(Sets().EndPrepareSnapshots(set), S_OK);
+  ASSERT_EQ(Sets().CommitSnapshots(set), S_OK);
+  // Serial order aaa1, aaa2, bbb1: group A first with two LUNs, then group B with one.
+  EXPECT_EQ(groupA_->operations, std::vector<std::string>{"create:2"});
+  EXPECT_EQ(groupB_->operations, std::vector<std::string>{"create:1"});
+  EXPECT_EQ(EventCount(4260), 1);
+  const auto described = provider_->DescribeSnapshotSet(set);
+  ASSERT_EQ(described.size(), 3u);
+  EXPECT_EQ(described[0].snapshotSerial, "saaa1");
+  // Every LUN's context goes to its group's log.
+  EXPECT_EQ(groupA_->messages.size(), 2u);
+  EXPECT_EQ(groupA_->messages[0], "LUN aaa1: Context=0x0. AutoRecovery=0, TxFRecovery=0, Transportable=0");
+  EXPECT_EQ(Sets().PostFinalCommitSnapshots(set), S_OK);
+  EXPECT_EQ(provider_->SnapshotSetCount(), 0u);
+}
+
+TEST_F(ProviderOperationsTest, CommitFailingOnTheSecondGroupLeavesTheFirstGroupsSnapshotsForAbort) {
+  groupB_->failCreate = true;
+  const VSS_ID set = Prepare({"aaa1", "bbb1"});
+  ASSERT_EQ(Sets().EndPrepareSnapshots(set), S_OK);
+  EXPECT_EQ(Sets().CommitSnapshots(set), VSS_E_PROVIDER_VETO);
+  EXPECT_EQ(Sets().AbortSnapshots(set), S_OK);
+  EXPECT_EQ(groupA_->operations, (std::vector<std::string>{"create:1", "offline:snap-of-aaa1", "delete:snap-of-aaa1"}));
+  EXPECT_EQ(groupB_->operations, std::vector<std::string>{"create:1"});
+  EXPECT_EQ(EventCount(4230), 1);
+  EXPECT_EQ(provider_->SnapshotSetCount(), 0u);
+}
+
+TEST_F(ProviderOperationsTest, UnknownSetIsVetoedWithItsEvents) {
+  const VSS_ID unknown = wincompat::NewGuid();
+  EXPECT_EQ(Sets().AbortSnapshots(unknown), VSS_E_PROVIDER_VETO);
+  EXPECT_EQ(EventCount(4230), 1);
+  EXPECT_EQ(EventCount(4090), 1);
+  EXPECT_EQ(Sets().EndPrepareSnapshots(unknown), VSS_E_PROVIDER_VETO);
+  EXPECT_EQ(Sets().CommitSnapshots(unknown), VSS_E_PROVIDER_VETO);
+  EXPECT_EQ(Sets().PostFinalCommitSnapshots(unknown), VSS_E_PROVIDER_VETO);
+  EXPECT_EQ(EventCount(4090), 4);
+  // The steps without work answer S_OK whatever the set.
+  EXPECT_EQ(Sets().PreCommitSnapshots(unknown), S_OK);
+  EXPECT_EQ(Sets().PostCommitSnapshots(unknown, 0), S_OK);
+}
+
+TEST_F(ProviderOperationsTest, LunOnNoGroupAndUnsupportedArrayVetoThePreparation) {
+  const VSS_ID lost = Prepare({"zzz9"});
+  EXPECT_EQ(Sets().EndPrepareSnapshots(lost), VSS_E_PROVIDER_VETO);
+  EXPECT_EQ(EventCount(4100), 1);
+  EXPECT_EQ(EventCount(4400), 1);
+  EXPECT_EQ(Sets().AbortSnapshots(lost), S_OK);  // nothing was taken, nothing to delete
+
+  groupA_->supported = false;
+  const VSS_ID old = Prepare({"aaa1"});
+  EXPECT_EQ(Sets().EndPrepareSnapshots(old), VSS_E_PROVIDER_VETO);
+  EXPECT_EQ(EventCount(4170), 1);
+}
+
+TEST_F(ProviderOperationsTest, TwoAddressesOfOneGroupShareOneWrapperAndPollingFindsLunsInCacheFirst) {
+  discovered_["127.1.0.2"] = Vantor::LoginInfo();
+  groupA_->PutEverythingInCache();
+  const VSS_ID set = Prepare({"aaa1"});
+  ASSERT_EQ(Sets().EndPrepareSnapshots(set), S_OK);
+  EXPECT_EQ(provider_->CachedGroupUids(), (std::vector<std::string>{"uid-a", "uid-b"}));
+  EXPECT_EQ(connects_, 3);
+  // The cache pass answered: no group was asked with deep discovery.
+  for (const auto& lookup : groupA_->lookups) EXPECT_EQ(lookup.rfind("cache:", 0), 0u) << lookup;
+
+  // A shrunken discovery drops the group that is gone.
+  discovered_.erase("127.2.0.1");
+  const VSS_ID again = Prepare({"aaa1"});
+  ASSERT_EQ(Sets().EndPrepareSnapshots(again), S_OK);
+  EXPECT_EQ(provider_->CachedGroupUids(), std::vector<std::string>{"uid-a"});
+}
+
+TEST_F(ProviderOperationsTest, ResyncRestoresInPlaceAndReportsEveryOtherPairAsFailed) {
+  groupA_->AddSnapshot("snapA", "vss-a1", "vol-a1");
+  groupA_->AddSnapshot("snapB", "vss-a2", "vol-a2");
+  std::vector<provider::OwnedLunInformation> sources;
+  sources.push_back(Lun("Vantor", "Server", "snapA"));
+  sources.push_back(Lun("Vantor", "Server", "snapB"));
+  std::vector<provider::OwnedLunInformation> targets;
+  targets.push_back(Lun("Vantor", "Server", "aaa1"));
+  targets.push_back(Lun("Vantor", "Server", "bbb1"));
+  std::vector<VDS_LUN_INFORMATION> sv, tv;
+  IVssAsync* async = nullptr;
+  EXPECT_EQ(hw_->ResyncLuns(Luns(sources, sv), Luns(targets, tv), 2, &async), VSS_E_PROVIDER_VETO);
+  ASSERT_NE(async, nullptr);
+  async->Release();
+  EXPECT_EQ(groupA_->operations, (std::vector<std::string>{"offline-volume:vol-aaa1", "restore:vol-aaa1<-snap-snapA",
+                                                           "online-volume:vol-aaa1", "expose-volume:vol-aaa1"}));
+  EXPECT_EQ(EventCount(4340), 1);
+
+  // A virtual-disk target ends the call at once, without an async object.
+  targets.clear();
+  targets.push_back(Lun("VMware", "Virtual disk", "aaa1"));
+  async = nullptr;
+  EXPECT_EQ(hw_->ResyncLuns(Luns(sources, sv), Luns(targets, tv), 1, &async), static_cast<HRESULT>(0x8004232Fu));
+  EXPECT_EQ(async, nullptr);
+  EXPECT_EQ(EventCount(4360), 1);
+
+  // No pairs: a veto, an async object, and no array traffic.
+  groupA_->operations.clear();
+  EXPECT_EQ(hw_->ResyncLuns(Luns(sources, sv), Luns(targets, tv), 0, &async), VSS_E_PROVIDER_VETO);
+  ASSERT_NE(async, nullptr);
+  async->Release();
+  EXPECT_TRUE(groupA_->operations.empty());
+}
+
+TEST_F(ProviderOperationsTest, FailedOnlineDuringRestoreStillLogsInAgainAndVetoes) {
+  groupA_->AddSnapshot("snapA", "vss-a1", "vol-a1");
+  groupA_->failOnlineVolume = true;
+  std::vector<provider::OwnedLunInformation> sources;
+  sources.push_back(Lun("Vantor", "Server", "snapA"));
+  std::vector<provider::OwnedLunInformation> targets;
+  targets.push_back(Lun("Vantor", "Server", "aaa1"));
+  std::vector<VDS_LUN_INFORMATION> sv, tv;
+  IVssAsync* async = nullptr;
+  EXPECT_EQ(hw_->ResyncLuns(Luns(sources, sv), Luns(targets, tv), 1, &async), VSS_E_PROVIDER_VETO);
+  if (async) async->Release();
+  EXPECT_EQ(groupA_->operations.back(), "expose-volume:vol-aaa1");
+}
+
+TEST_F(ProviderOperationsTest, LocateLunsAnswersWithTheLastExposureAndStopsAtAnUnknownSnapshot) {
+  groupA_->AddSnapshot("s1", "vss-1", "vol-a1");
+  groupA_->AddSnapshot("s2", "vss-2", "vol-a2");
+  groupA_->exposeResults = {E_FAIL, S_OK};
+  std::vector<provider::OwnedLunInformation> owned;
+  owned.push_back(Lun("Vantor", "Server", "s1"));
+  owned.push_back(Lun("Vantor", "Server", "s2"));
+  std::vector<VDS_LUN_INFORMATION> view;
+  EXPECT_EQ(hw_->LocateLuns(2, Luns(owned, view)), S_OK);
+  EXPECT_EQ(EventCount(4280), 2);
+
+  owned.clear();
+  owned.push_back(Lun("Vantor", "Server", "nope"));
+  owned.push_back(Lun("Vantor", "Server", "s1"));
+  groupA_->operations.clear();
+  EXPECT_EQ(hw_->LocateLuns(2, Luns(owned, view)), VSS_E_PROVIDER_VETO);
+  EXPECT_EQ(EventCount(4120), 1);
+  EXPECT_TRUE(groupA_->operations.empty());  // the later LUN was not exposed
+}

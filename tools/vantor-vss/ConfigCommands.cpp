@@ -1,0 +1,135 @@
+#include "ConfigCommands.h"
+
+#include <algorithm>
+#include <sstream>
+
+#include "array/GroupProtocols.h"
+#include "array/VaVssArrayWrapper.h"
+#include "credstore/CredentialVault.h"
+#include "discovery/ConfigurationKeys.h"
+#include "discovery/ConfigurationValues.h"
+#include "discovery/VantorGroupFinder.h"
+#include "platform/Registry.h"
+#include "wincompat/WideString.h"
+
+namespace vantorvss {
+namespace {
+
+std::vector<std::string> SplitAddresses(const std::wstring& text) {
+  std::vector<std::string> out;
+  std::istringstream in(wincompat::ToNarrow(text));
+  for (std::string address; in >> address;) out.push_back(address);
+  return out;
+}
+
+std::vector<std::string> ConfiguredAddresses() {
+  std::wstring ips;
+  if (discovery::ReadGroupMgmtIps(ips) != ERROR_SUCCESS) return {};
+  return SplitAddresses(ips);
+}
+
+// Writes "GroupMgmtIps" through the registry seam (creating the configuration key).
+DWORD WriteConfiguredAddresses(const std::vector<std::string>& addresses) {
+  std::string joined;
+  for (const auto& a : addresses) joined += (joined.empty() ? "" : " ") + a;
+  const std::wstring wide = wincompat::ToWide(joined);
+  platform::RegKey key;
+  if (const LSTATUS created = platform::TheRegistry().CreateKeyExW(HKEY_LOCAL_MACHINE, discovery::kConfigurationKey, key.out());
+      created != ERROR_SUCCESS)
+    return static_cast<DWORD>(created);
+  return static_cast<DWORD>(platform::TheRegistry().SetValueExW(
+      key.get(), discovery::kGroupMgmtIps, REG_SZ, reinterpret_cast<const BYTE*>(wide.c_str()),
+      static_cast<DWORD>((wide.size() + 1) * sizeof(wchar_t))));
+}
+
+std::string OnOff(bool on) { return on ? "yes" : "no"; }
+
+}  // namespace
+
+int RunShowConfig(Report& report) {
+  const auto addresses = ConfiguredAddresses();
+  nlohmann::json config;
+  config["group_mgmt_ips"] = addresses;
+  config["disable_automatic_group_discovery"] = discovery::ReadDisableAutomaticGroupDiscovery();
+  config["iscsi_global_digest_policy"] = discovery::ReadIscsiGlobalDigestPolicy();
+  config["no_additional_volume_in_snapshot"] = discovery::ReadNoAdditionalVolumeInSnapshot();
+  config["skip_version_check"] = discovery::ReadSkipVersionCheck();
+  config["gmd_rest_port"] = discovery::ReadGmdRestPort();
+  config["rest_receive_timeout_ms"] = discovery::ReadRestReceiveTimeout();
+  config["min_array_version"] = discovery::ReadMinArrayVerSupported().value_or(discovery::kBuiltInMinArrayVersion);
+  config["max_array_version"] = discovery::ReadMaxArrayVerSupported().value_or("(no upper bound)");
+  nlohmann::json credentials = nlohmann::json::object();
+  if (credstore::CredentialVault* vault = credstore::CurrentCredentialVault()) {
+    for (const auto& address : addresses) {
+      credstore::ArrayCredential credential;
+      credentials[address] = vault->Read(address, credential) == ERROR_SUCCESS ? credential.userName : "(none)";
+    }
+  }
+  config["credential_users"] = credentials;
+  for (const auto& [name, value] : config.items()) report.notes.push_back(name + ": " + value.dump());
+  report.extra["config"] = config;
+  return 0;
+}
+
+int RunAddGroup(const std::string& address, const std::string& user, const std::string& password, Report& report) {
+  if (const DWORD stored = credstore::StoreArrayCredential(address, user, password); stored != ERROR_SUCCESS) {
+    report.notes.push_back("cannot store the credential of " + address + " (error " + std::to_string(stored) + ")");
+    return 1;
+  }
+  auto addresses = ConfiguredAddresses();
+  if (std::find(addresses.begin(), addresses.end(), address) == addresses.end()) addresses.push_back(address);
+  if (const DWORD written = WriteConfiguredAddresses(addresses); written != ERROR_SUCCESS) {
+    report.notes.push_back("cannot write GroupMgmtIps (error " + std::to_string(written) + ")");
+    return 1;
+  }
+  report.notes.push_back("group " + address + " added for user " + user);
+  return 0;
+}
+
+int RunRemoveGroup(const std::string& address, Report& report) {
+  auto addresses = ConfiguredAddresses();
+  std::erase(addresses, address);
+  const DWORD written = WriteConfiguredAddresses(addresses);
+  const DWORD removed = credstore::RemoveArrayCredential(address);
+  report.notes.push_back("group " + address + " removed");
+  return written == ERROR_SUCCESS && (removed == ERROR_SUCCESS || removed == credstore::kCredentialNotFound) ? 0 : 1;
+}
+
+int RunDoctor(Report& report) {
+  VantorGroupFinder finder;
+  GroupCredentialMap groups;
+  finder.DiscoverGroups(groups);
+  report.notes.push_back("automatic group discovery: " + OnOff(!VantorGroupFinder::IsAutomaticGroupDiscoveryDisabled()));
+  report.notes.push_back("address            REST  credential  version                 result");
+  nlohmann::json rows = nlohmann::json::array();
+  bool allGood = !groups.empty();
+  if (groups.empty()) report.notes.push_back("no array group is configured or discovered on this host");
+  for (const auto& [address, credential] : groups) {
+    const int protocols = Vantor::GetProtocols(address);
+    const std::string rest = protocols == Vantor::GROUP_PROTOCOLS_REST       ? "yes"
+                             : protocols == Vantor::GROUP_PROTOCOLS_NO_REST ? "no"
+                                                                             : "unknown";
+    std::string version;
+    std::string result;
+    try {
+      VaVssArrayWrapper wrapper(address, Vantor::LoginInfo(credential.userName, credential.password));
+      result = wrapper.IsArraySupported(version) ? "ok" : "array version not supported";
+    } catch (const std::exception& e) {
+      result = std::string("cannot log in: ") + e.what();
+    }
+    if (protocols == Vantor::GROUP_PROTOCOLS_NO_REST) result = "REST not supported: snapshots will fail";
+    allGood = allGood && result == "ok";
+    const std::string user = credential.empty() ? "(none)" : credential.userName;
+    std::ostringstream line;
+    line << address << std::string(address.size() < 19 ? 19 - address.size() : 1, ' ') << rest
+         << std::string(rest.size() < 6 ? 6 - rest.size() : 1, ' ') << user
+         << std::string(user.size() < 12 ? 12 - user.size() : 1, ' ') << version
+         << std::string(version.size() < 24 ? 24 - version.size() : 1, ' ') << result;
+    report.notes.push_back(line.str());
+    rows.push_back({{"address", address}, {"rest", rest}, {"user", user}, {"version", version}, {"result", result}});
+  }
+  report.extra["groups"] = rows;
+  return allGood ? 0 : 1;
+}
+
+}  // namespace vantorvss
