@@ -3,6 +3,9 @@
 // wraps it. Every operation of the control API has a C++ twin here; both go through the same
 // state object under one mutex, so a test may mix them freely.
 //
+// Errors of the C++ operations: std::out_of_range for an unknown group or volume id,
+// std::invalid_argument for a bad spec, std::runtime_error when a server cannot listen.
+//
 // Lifetime: the constructor starts the control server (127.0.0.1, free port unless asked) and
 // returns once it listens; addGroup starts that group's REST (HTTPS) and SOAP (HTTP) servers
 // and returns once they listen; the destructor stops everything.
@@ -34,7 +37,7 @@ struct GroupSpec {
     // Management address. Empty: a random 127.x.y.z that is free for both ports (so two
     // simulators in two test processes never collide).
     std::string address;
-    std::string version = "6.1.0.0";  // the group's version_current
+    std::string version = "6.1.0.0-900000-opt";  // the group's version_current
     bool rest = true;                 // false: no REST server, SOAP answers only "soap-v1"
     std::string username = "admin";
     std::string password = "admin";
@@ -135,11 +138,15 @@ public:
     int requestCount(const std::string& groupId, const std::string& op) const;
     int connectionCount(const std::string& groupId) const;
 
-    // The host channel in C++ (the same answers as GET/POST /host/INITIATOR/...).
+    // The host channel in C++ (the same answers as GET/POST /host/INITIATOR/...). Login and
+    // logout meet the iscsi_login/iscsi_logout faults of the target's group (status and delay).
     nlohmann::json hostDisks(const std::string& initiator) const;
     std::vector<std::uint8_t> hostDsmRecord(const std::string& initiator) const;
-    IScsiLoginResult iscsiLogin(const std::string& initiator, const std::string& targetName);
+    nlohmann::json hostSessions(const std::string& initiator) const;
+    IScsiLoginResult iscsiLogin(const std::string& initiator, const std::string& targetName,
+                                bool headerDigest = false, bool dataDigest = false);
     std::uint32_t iscsiLogout(const std::string& initiator, const std::string& sessionId);
+    std::uint32_t iscsiRefresh(const std::string& initiator) const;
 
 private:
     class Impl;

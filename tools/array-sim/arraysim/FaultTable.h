@@ -1,0 +1,35 @@
+#pragma once
+// Injected failures, per group and operation, consumed by the requests they hit. Not locked:
+// the array state owns one and guards it with its mutex.
+
+#include "arraysim/Simulator.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace arraysim {
+
+// The operation names a fault can name (the request log uses the same names, plus a few of its
+// own for requests no fault can target).
+bool isFaultOperation(const std::string& op);
+
+class FaultTable {
+public:
+    // Throws std::invalid_argument for an unknown operation or a count below 1.
+    void add(const FaultSpec& fault);
+    // The fault that the next request of this operation on this group meets, if any; each
+    // call uses up one of its count.
+    std::optional<FaultSpec> take(const std::string& groupId, const std::string& op);
+    void clear();
+    nlohmann::json toJson() const;
+
+private:
+    struct Pending {
+        FaultSpec fault;
+        int remaining;
+    };
+    std::vector<Pending> mPending;
+};
+
+}  // namespace arraysim

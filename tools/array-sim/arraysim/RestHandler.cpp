@@ -1,0 +1,106 @@
+#include "arraysim/RestHandler.h"
+
+#include "arraysim/ArrayError.h"
+#include "arraysim/ArrayState.h"
+#include "arraysim/HttpExchange.h"
+
+#include <iostream>
+
+namespace arraysim {
+
+RestRoute routeRestRequest(const std::string& method, const std::vector<std::string>& s) {
+    const auto n = s.size();
+    if (n < 2 || s[0] != "v1") return {"unknown", {}};
+    const std::string& set = s[1];
+    if (method == "POST") {
+        if (n == 2 && set == "tokens") return {"tokens", {}};
+        if (n == 2 && set == "debug_log") return {"debug_log", {}};
+        if (n == 3 && s[2] == "search" && (set == "volumes" || set == "snapshots" || set == "groups")) {
+            return {"search:" + set, {}};
+        }
+        if (n == 3 && set == "snapshots" && s[2] == "bulk_create") return {"bulk_create", {}};
+        if (n == 5 && set == "volumes" && s[3] == "actions" && s[4] == "restore") return {"restore", s[2]};
+    } else if (method == "PUT" && n == 3 && (set == "snapshots" || set == "volumes")) {
+        return {"update:" + set, s[2]};
+    } else if (method == "DELETE" && n == 3 && (set == "snapshots" || set == "tokens")) {
+        return {"delete:" + set, s[2]};
+    }
+    return {"unknown", {}};
+}
+
+void RestHandler::operator()(Poco::Net::HTTPServerRequest& request, Poco::Net::HTTPServerResponse& response) const {
+    const std::string method = request.getMethod();
+    const RestRoute route = routeRestRequest(method, pathSegments(request));
+    const RequestTicket ticket = mState.beginRequest(mGroupId, route.op, method, request.getURI());
+    int status = -1;
+    bool injected = false;
+    try {
+        // The request is read before a fault strikes, as with a server that fails while
+        // working on it rather than one that stops listening.
+        const std::string body = readBody(request);
+        if (ticket.fault) {
+            status = applyTransportFault(mState, *ticket.fault, response);
+            injected = status != -1;
+            if (status == -1 && ticket.fault->status != 0) {
+                sendError(response, ticket.fault->status, ticket.fault->code, ticket.fault->text);
+                status = ticket.fault->status;
+                injected = true;
+            }
+        }
+        if (status == -1) status = serve(route, method, request, body, response);
+    } catch (const ArrayError& e) {
+        sendError(response, e.status(), e.code(), e.what());
+        status = e.status();
+    } catch (const std::exception& e) {
+        // Only a broken connection lands here; the request cannot be answered any more.
+        std::cerr << "vantor-array-sim: REST request " << method << ' ' << request.getURI() << " failed: " << e.what()
+                  << '\n';
+        status = 0;
+    }
+    mState.finishRequest(ticket.ticket, status, injected);
+}
+
+int RestHandler::serve(const RestRoute& route, const std::string& method,
+                       const Poco::Net::HTTPServerRequest& request, const std::string& bodyText,
+                       Poco::Net::HTTPServerResponse& response) const {
+    int status = 200;
+    nlohmann::json answer = nlohmann::json::object();
+    try {
+        const nlohmann::json body = parseBody(bodyText);
+        if (route.op == "unknown") throw notFound("No such resource: " + method + " " + request.getURI());
+        if (route.op != "tokens") mState.authorize(mGroupId, request.get("X-Auth-Token", ""));
+
+        if (route.op == "tokens") {
+            answer = mState.createToken(mGroupId, body);
+            status = 201;
+        } else if (route.op == "delete:tokens") {
+            mState.deleteToken(mGroupId, route.id);
+        } else if (route.op.starts_with("search:")) {
+            answer = mState.search(mGroupId, route.op.substr(7), body);
+        } else if (route.op == "bulk_create") {
+            answer = mState.bulkCreate(mGroupId, body);
+            status = 201;
+        } else if (route.op == "update:snapshots") {
+            answer = mState.updateSnapshot(mGroupId, route.id, body);
+        } else if (route.op == "update:volumes") {
+            answer = mState.updateVolume(mGroupId, route.id, body);
+        } else if (route.op == "delete:snapshots") {
+            mState.deleteSnapshot(mGroupId, route.id);
+        } else if (route.op == "restore") {
+            answer = mState.restore(mGroupId, route.id, body);
+        } else if (route.op == "debug_log") {
+            mState.debugLog(mGroupId, body);
+            status = 201;
+        }
+    } catch (const ArrayError& e) {
+        sendError(response, e.status(), e.code(), e.what());
+        return e.status();
+    } catch (const nlohmann::json::exception& e) {
+        sendError(response, 400, "SM_invalid_arg", e.what());
+        return 400;
+    }
+    sendJson(response, status, answer);
+    return status;
+}
+
+}  // namespace arraysim

@@ -1,0 +1,35 @@
+#pragma once
+// The REST management API of one group: routing, injected faults, authentication, and the
+// mapping of array refusals to error bodies.
+
+#include <Poco/Net/HTTPServerRequest.h>
+#include <Poco/Net/HTTPServerResponse.h>
+
+#include <string>
+#include <vector>
+
+namespace arraysim {
+
+class ArrayState;
+
+struct RestRoute {
+    std::string op;  // the request log and fault name; "unknown" for no route
+    std::string id;  // object id from the path, when the route has one
+};
+
+RestRoute routeRestRequest(const std::string& method, const std::vector<std::string>& segments);
+
+class RestHandler {
+public:
+    RestHandler(ArrayState& state, std::string groupId) : mState(state), mGroupId(std::move(groupId)) {}
+    void operator()(Poco::Net::HTTPServerRequest& request, Poco::Net::HTTPServerResponse& response) const;
+
+private:
+    int serve(const RestRoute& route, const std::string& method, const Poco::Net::HTTPServerRequest& request,
+              const std::string& bodyText, Poco::Net::HTTPServerResponse& response) const;
+
+    ArrayState& mState;
+    std::string mGroupId;
+};
+
+}  // namespace arraysim

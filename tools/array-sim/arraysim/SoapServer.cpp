@@ -1,0 +1,128 @@
+#include "arraysim/SoapServer.h"
+
+#include "arraysim/ArrayState.h"
+
+#include "soapH.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+
+#include <iostream>
+#include <stdexcept>
+
+namespace arraysim {
+namespace {
+
+constexpr int kAcceptPollMicroseconds = 100000;  // how soon a stop is noticed
+constexpr int kIoTimeoutSeconds = 5;             // a silent client cannot hold the one thread
+
+// Leaves the connection without an answer: gSOAP sends nothing for a status at or above
+// SOAP_STOP, and the socket is closed here.
+int closeWithoutAnswer(struct soap* context) {
+    context->keep_alive = 0;
+    soap_force_closesock(context);
+    return SOAP_STOP;
+}
+
+int answerNotXml(struct soap* context, int status) {
+    const std::string body = "this is not a SOAP envelope";
+    const std::string reply = "HTTP/1.1 " + std::to_string(status) +
+                              " OK\r\nContent-Type: text/xml; charset=utf-8\r\nContent-Length: " +
+                              std::to_string(body.size()) + "\r\nConnection: close\r\n\r\n" + body;
+    // Raw bytes on purpose: gSOAP would only ever write a well-formed message.
+    (void)::send(context->socket, reply.data(), reply.size(), MSG_NOSIGNAL);
+    return closeWithoutAnswer(context);
+}
+
+}  // namespace
+
+void SoapServer::ContextDeleter::operator()(struct soap* context) const {
+    soap_destroy(context);
+    soap_end(context);
+    soap_free(context);
+}
+
+SoapServer::SoapServer(ArrayState& state, const std::string& address, std::uint16_t port)
+    : mState(state), mContext(soap_new()) {
+    if (!mContext) throw std::runtime_error("cannot create a SOAP context");
+    struct soap* context = mContext.get();
+    context->user = this;
+    context->bind_flags = SO_REUSEADDR;  // never SO_REUSEPORT: addresses must not be shared
+    context->accept_timeout = -kAcceptPollMicroseconds;
+    context->recv_timeout = kIoTimeoutSeconds;
+    context->send_timeout = kIoTimeoutSeconds;
+    if (!soap_valid_socket(soap_bind(context, address.c_str(), port, 16))) {
+        throw std::runtime_error("cannot listen on " + address + ":" + std::to_string(port) + " for SOAP");
+    }
+    sockaddr_storage bound{};
+    socklen_t length = sizeof bound;
+    if (::getsockname(context->master, reinterpret_cast<sockaddr*>(&bound), &length) != 0) {
+        throw std::runtime_error("cannot read the SOAP port");
+    }
+    mPort = bound.ss_family == AF_INET6 ? ntohs(reinterpret_cast<const sockaddr_in6*>(&bound)->sin6_port)
+                                        : ntohs(reinterpret_cast<const sockaddr_in*>(&bound)->sin_port);
+}
+
+SoapServer::~SoapServer() { stop(); }
+
+void SoapServer::start(const std::string& groupId) {
+    mGroupId = groupId;
+    mThread = std::thread([this] { run(); });
+}
+
+void SoapServer::stop() {
+    mStopping = true;
+    if (mThread.joinable()) mThread.join();
+}
+
+void SoapServer::run() {
+    struct soap* context = mContext.get();
+    while (!mStopping) {
+        if (!soap_valid_socket(soap_accept(context))) continue;  // timeout: look at the flag again
+        if (soap_serve(context) != SOAP_OK && context->error != SOAP_STOP && context->error != SOAP_EOF) {
+            std::cerr << "vantor-array-sim: SOAP request failed with gSOAP error " << context->error << '\n';
+        }
+        soap_destroy(context);
+        soap_end(context);
+    }
+}
+
+int SoapServer::getProtocols(struct soap* context, std::vector<std::string>& protocols) {
+    const RequestTicket ticket = mState.beginRequest(mGroupId, "soap", "POST", "/soap");
+    protocols = mState.soapProtocols(mGroupId);
+    if (!ticket.fault) {
+        mState.finishRequest(ticket.ticket, 200, false);
+        return SOAP_OK;
+    }
+    const FaultSpec& fault = *ticket.fault;
+    if (fault.delayMs > 0 && !mState.pause(fault.delayMs)) {
+        mState.finishRequest(ticket.ticket, 0, true);
+        return closeWithoutAnswer(context);
+    }
+    if (fault.drop) {
+        mState.finishRequest(ticket.ticket, 0, true);
+        return closeWithoutAnswer(context);
+    }
+    if (fault.malformed) {
+        const int status = fault.status != 0 ? fault.status : 200;
+        mState.finishRequest(ticket.ticket, status, true);
+        return answerNotXml(context, status);
+    }
+    if (fault.status != 0 || !fault.code.empty() || !fault.text.empty()) {
+        mState.finishRequest(ticket.ticket, 500, true);
+        soap_receiver_fault(context, fault.text.empty() ? "Injected fault" : fault.text.c_str(), nullptr);
+        if (!fault.code.empty()) *soap_faultcode(context) = soap_strdup(context, fault.code.c_str());
+        return SOAP_FAULT;
+    }
+    mState.finishRequest(ticket.ticket, 200, true);
+    return SOAP_OK;
+}
+
+}  // namespace arraysim
+
+// The operation the generated dispatcher calls; the answer is the group's protocol list.
+int ns__getProtocols(struct soap* context, ns__getProtocolsResponse& response) {
+    auto* server = static_cast<arraysim::SoapServer*>(context->user);
+    return server->getProtocols(context, response.protocol);
+}
