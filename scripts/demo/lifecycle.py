@@ -1,0 +1,167 @@
+#!/usr/bin/env python3
+"""The demo: one shadow copy's whole road through vantor-vss against the array simulator.
+
+Starts vantor-array-sim with two groups (one holding a virtual-volume collection), writes an
+emulated Windows host, and runs: a shadow copy over volumes of both groups, import and hide of
+its snapshots, an in-place restore that brings back data written after the snapshot, and an
+aborted set that leaves no snapshot behind. Exits non-zero when any step does not do what it
+should.
+"""
+import json
+import os
+import pathlib
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+import urllib.request
+
+INITIATOR = "iqn.1991-05.com.microsoft:demo-host"
+
+
+def step(text):
+    print(f"\n=== {text}", flush=True)
+
+
+class Demo:
+    def __init__(self, build_dir: pathlib.Path, work: pathlib.Path):
+        self.vss = build_dir / "tools/vantor-vss/vantor-vss"
+        self.sim = build_dir / "tools/array-sim/vantor-array-sim"
+        self.work = work
+        self.host = work / "host"
+        self.host.mkdir(parents=True)
+        self.sim_proc = None
+        self.control = None
+
+    # --- the simulator ---------------------------------------------------------------------
+    def start_simulator(self):
+        ready = self.work / "ready.json"
+        scenario = pathlib.Path(__file__).with_name("scenario.json")
+        self.sim_proc = subprocess.Popen([str(self.sim), "--scenario", str(scenario), "--ready-file", str(ready)],
+                                         stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
+        deadline = time.time() + 30
+        while not ready.exists():
+            if self.sim_proc.poll() is not None or time.time() > deadline:
+                raise RuntimeError("the simulator did not start: " + self.sim_proc.stderr.read().decode())
+            time.sleep(0.1)
+        self.ready = json.loads(ready.read_text())
+        self.control = self.ready["control_url"]
+        for g in self.ready["groups"]:
+            print(f"group {g['name']} at {g['address']}")
+
+    def stop_simulator(self):
+        if self.sim_proc and self.sim_proc.poll() is None:
+            self.sim_proc.send_signal(signal.SIGTERM)
+            self.sim_proc.wait(timeout=10)
+
+    def http(self, method, path, body=None):
+        data = None if body is None else json.dumps(body).encode()
+        req = urllib.request.Request(self.control + path, data=data, method=method,
+                                     headers={"Content-Type": "application/json"})
+        with urllib.request.urlopen(req, timeout=10) as answer:
+            text = answer.read().decode()
+            return json.loads(text) if text else {}
+
+    def state(self):
+        return self.http("GET", "/control/state")
+
+    def volumes(self):
+        return [v for g in self.state()["groups"] for v in g["volumes"]]
+
+    def snapshots(self):
+        return [s for g in self.state()["groups"] for s in g.get("snapshots", [])]
+
+    # --- the host and the tool ---------------------------------------------------------------
+    def vantor_vss(self, *args, stdin=None, expect=0):
+        cmd = [str(self.vss), "--host-dir", str(self.host), "--json", *args]
+        print("$ vantor-vss " + " ".join(args), flush=True)
+        done = subprocess.run(cmd, input=stdin, capture_output=True, text=True, timeout=300)
+        try:
+            report = json.loads(done.stdout)
+        except json.JSONDecodeError:
+            raise RuntimeError(f"vantor-vss printed no JSON:\n{done.stdout}\n{done.stderr}")
+        for call in report.get("calls", []):
+            print(f"  {call['name']:<26} {call['hr']}  {call['ms']:8.1f} ms")
+        for note in report.get("notes", []):
+            print(f"  {note}")
+        if done.returncode != expect:
+            raise RuntimeError(f"vantor-vss {' '.join(args)} exited {done.returncode}, expected {expect}")
+        return report
+
+    def write_host(self):
+        (self.host / "host.json").write_text(json.dumps({"initiator": INITIATOR, "control": self.control}))
+        (self.host / "registry.reg").write_text(
+            "Windows Registry Editor Version 5.00\n\n"
+            "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Vantor Storage\\Configuration]\n")
+        passwords = {"group-east": "east-secret", "group-west": "west-secret"}
+        for g in self.ready["groups"]:
+            self.vantor_vss("config", "add-group", g["address"], "--user", "admin", "--password-stdin",
+                            stdin=passwords[g["name"]] + "\n")
+        # The administrator connected the host to its volumes' targets once.
+        for target in sorted({v["target_name"] for v in self.volumes()}):
+            answer = self.http("POST", f"/host/{INITIATOR}/iscsi/login", {"target_name": target})
+            if answer.get("status") != 0:
+                raise RuntimeError(f"login to {target} failed: {answer}")
+
+
+def main():
+    build_dir = pathlib.Path(sys.argv[1] if len(sys.argv) > 1 else "build/native").resolve()
+    with tempfile.TemporaryDirectory(prefix="vantor-demo-") as tmp:
+        demo = Demo(build_dir, pathlib.Path(tmp))
+        try:
+            step("array simulator with two groups")
+            demo.start_simulator()
+            step("emulated Windows host: groups and credentials configured, targets logged in")
+            demo.write_host()
+            demo.vantor_vss("config", "show")
+            demo.vantor_vss("doctor")
+            demo.vantor_vss("disks")
+
+            vols = {v["name"]: v for v in demo.volumes()}
+            step("shadow copy over sql-data (group-east) and vm-disk-1 (group-west)")
+            created = demo.vantor_vss("create", vols["sql-data"]["serial_number"], vols["vm-disk-1"]["serial_number"])
+            commit = created["commit_ms"]
+            print(f"  commit took {commit:.1f} ms of the 10 s hold-writes window")
+            snaps = {s["source_serial"]: s for s in created["snapshots"]}
+            on_array = demo.snapshots()
+            print(f"  snapshots on the arrays now: {len(on_array)} "
+                  "(vm-disk-2 is snapshotted with vm-disk-1: one virtual-volume collection)")
+            sql_snap = snaps[vols["sql-data"]["serial_number"]]["snapshot_serial"]
+            vm_snap = snaps[vols["vm-disk-1"]["serial_number"]]["snapshot_serial"]
+
+            step("import: the snapshots appear as disks with the identity GetTargetLuns gave")
+            demo.vantor_vss("import", sql_snap, vm_snap)
+            step("hide the imported snapshots again")
+            demo.vantor_vss("hide", sql_snap, vm_snap)
+
+            step("in-place restore of sql-data from its snapshot")
+            sql = vols["sql-data"]
+            before = next(v for v in demo.volumes() if v["id"] == sql["id"])["data_version"]
+            demo.http("POST", f"/control/volumes/{sql['id']}/write")
+            written = next(v for v in demo.volumes() if v["id"] == sql["id"])["data_version"]
+            print(f"  data version at snapshot time {before}, after a write {written}")
+            demo.vantor_vss("resync", f"{sql_snap}={sql['serial_number']}")
+            after = next(v for v in demo.volumes() if v["id"] == sql["id"])["data_version"]
+            print(f"  data version after the restore: {after}")
+            if after != before:
+                raise RuntimeError("the restore did not bring back the snapshot's data")
+
+            step("a set aborted after its commit leaves no snapshot behind")
+            count_before = len(demo.snapshots())
+            demo.vantor_vss("create", "--abort-after", "commit", vols["sql-log"]["serial_number"], expect=0)
+            count_after = len(demo.snapshots())
+            print(f"  snapshots on the arrays before {count_before}, after the aborted set {count_after}")
+            if count_after != count_before:
+                raise RuntimeError("the aborted set left snapshots on the array")
+            step("demo finished: every step did what it should")
+        finally:
+            demo.stop_simulator()
+
+
+if __name__ == "__main__":
+    try:
+        main()
+    except Exception as error:  # the demo's one failure path: say what broke
+        print(f"\ndemo FAILED: {error}", file=sys.stderr)
+        sys.exit(1)
