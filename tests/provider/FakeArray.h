@@ -57,7 +57,18 @@ class FakeArray : public VaVssArrayWrapper {
   bool FindSerial(const std::string& serial, std::shared_ptr<Vantor::SnapshotRecord>& out) override {
     return FindSnapshot(serial, true, out);
   }
-  bool FindVirtualVolume(const std::string&, bool, std::shared_ptr<Vantor::VolumeRecord>&) override { return false; }
+  bool FindVirtualVolume(const std::string& serial, bool, std::shared_ptr<Vantor::VolumeRecord>& out) override {
+    const auto it = virtualVolumes_.find(serial);
+    if (it == virtualVolumes_.end()) return false;
+    out = it->second;
+    return true;
+  }
+  // A virtual machine's disk `diskSerial` backed by the array volume `serial`.
+  void AddVirtualDisk(const std::string& diskSerial, const std::string& serial, const std::string& name) {
+    auto v = AddVolume(serial, name);
+    v->mIsVirtualVolume = true;
+    virtualVolumes_[diskSerial] = v;
+  }
 
   HRESULT CreateSnapshotSet(const GUID&, const std::vector<std::shared_ptr<VaSnapshotInfo>>& luns) override {
     operations.push_back("create:" + std::to_string(luns.size()));
@@ -135,4 +146,5 @@ class FakeArray : public VaVssArrayWrapper {
   bool inCache_ = false;
   std::map<std::string, std::shared_ptr<Vantor::VolumeRecord>> volumes_;
   std::map<std::string, std::shared_ptr<Vantor::SnapshotRecord>> snapshots_;
+  std::map<std::string, std::shared_ptr<Vantor::VolumeRecord>> virtualVolumes_;
 };

@@ -45,8 +45,14 @@ class ProviderOperationsTest : public ::testing::Test {
     ASSERT_EQ(CreateVaVssHwProvider(wincompat::kIID_IVssHardwareSnapshotProviderEx, reinterpret_cast<void**>(&hw_)), S_OK);
     provider_ = static_cast<CVaVssHwProvider*>(hw_);
     provider_->UseArrayAccess(provider::ArrayAccess{
-        [this] { return discovered_; },
-        [](const std::string&) { return std::string(); },
+        [this] {
+          ++discoveries_;
+          return discovered_;
+        },
+        [this](const std::string& serial) {
+          const auto it = driverMap_.find(serial);
+          return it == driverMap_.end() ? std::string() : it->second;
+        },
         [](const std::string&) { return provider::RestSupport::Supported; },
         [this](const std::string& address, const Vantor::LoginInfo&) -> std::shared_ptr<VaVssArrayWrapper> {
           ++connects_;
@@ -87,7 +93,9 @@ class ProviderOperationsTest : public ::testing::Test {
   std::shared_ptr<FakeArray> groupA_;
   std::shared_ptr<FakeArray> groupB_;
   std::map<std::string, Vantor::LoginInfo> discovered_;
+  std::map<std::string, std::string> driverMap_;  // what the multipath driver says serves a LUN
   int connects_ = 0;
+  int discoveries_ = 0;
   IVssHardwareSnapshotProviderEx* hw_ = nullptr;
   CVaVssHwProvider* provider_ = nullptr;
 };
@@ -252,4 +260,44 @@ TEST_F(ProviderOperationsTest, LocateLunsAnswersWithTheLastExposureAndStopsAtAnU
   EXPECT_EQ(hw_->LocateLuns(2, Luns(owned, view)), VSS_E_PROVIDER_VETO);
   EXPECT_EQ(EventCount(4120), 1);
   EXPECT_TRUE(groupA_->operations.empty());  // the later LUN was not exposed
+}
+
+TEST_F(ProviderOperationsTest, LunThatTheDriverPlacesOnTheWrongGroupIsFoundByPolling) {
+  driverMap_["aaa1"] = "127.2.0.1";  // group B, which does not hold it
+  const VSS_ID set = Prepare({"aaa1"});
+  ASSERT_EQ(Sets().EndPrepareSnapshots(set), S_OK);
+  ASSERT_EQ(Sets().CommitSnapshots(set), S_OK);
+  EXPECT_EQ(groupA_->operations, std::vector<std::string>{"create:1"});
+  EXPECT_TRUE(groupB_->operations.empty());
+  EXPECT_EQ(groupB_->lookups.front(), "deep:aaa1");  // the driver's group was asked first
+}
+
+TEST_F(ProviderOperationsTest, SetOfVirtualDisksIsGroupedWithoutRefreshingTheArrays) {
+  groupB_->AddVirtualDisk("6000c29a", "vvv1", "vm-disk");
+  std::vector<provider::OwnedLunInformation> owned;
+  owned.push_back(Lun("VMware", "Virtual disk", "6000c29a"));
+  std::vector<VDS_LUN_INFORMATION> view;
+  WINBOOL supported = FALSE;
+  ASSERT_EQ(hw_->AreLunsSupported(1, 0, nullptr, Luns(owned, view), &supported), S_OK);
+  ASSERT_TRUE(supported);
+  EXPECT_EQ(EventCount(4350), 1);
+
+  const VSS_ID set = Prepare({"6000c29a"});
+  const int discoveriesBefore = discoveries_;
+  ASSERT_EQ(Sets().EndPrepareSnapshots(set), S_OK);
+  EXPECT_EQ(discoveries_, discoveriesBefore);
+  ASSERT_EQ(Sets().CommitSnapshots(set), S_OK);
+  EXPECT_EQ(groupB_->operations, std::vector<std::string>{"create:1"});
+  // The snapshot is known by the backing volume's serial, VSS by the disk's own.
+  const auto described = provider_->DescribeSnapshotSet(set);
+  ASSERT_EQ(described.size(), 1u);
+  EXPECT_EQ(described[0].sourceSerial, "6000c29a");
+  EXPECT_EQ(described[0].snapshotSerial, "svvv1");
+
+  // A virtual disk no group backs is not supported.
+  owned.clear();
+  owned.push_back(Lun("VMware", "Virtual disk", "unknown"));
+  ASSERT_EQ(hw_->AreLunsSupported(1, 0, nullptr, Luns(owned, view), &supported), S_OK);
+  EXPECT_FALSE(supported);
+  EXPECT_EQ(EventCount(4370), 1);
 }
