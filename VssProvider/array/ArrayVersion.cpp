@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "discovery/ConfigurationKeys.h"
 #include "logger/FileLog.h"
 
 namespace Vantor {
@@ -57,9 +58,9 @@ std::string DefaultMaxArrayVersion() {
 bool ParseArrayVersion(const std::string& text, ArrayVersion& out) {
   std::smatch match;
   try {
-    static const std::regex pattern(kVersionPattern, std::regex::ECMAScript);
+    static const std::regex pattern(discovery::kArrayVersionPattern, std::regex::ECMAScript);
     if (text.size() > kMaxVersionLength || !std::regex_match(text, match, pattern) || match.size() < 8) {
-      VA_LOG(MSG_ERROR, L"** Version string %S does not have correct format %S", text, kVersionPattern);
+      VA_LOG(MSG_ERROR, L"** Version string %S does not have correct format %S", text, discovery::kArrayVersionPattern);
       return false;
     }
   } catch (const std::regex_error&) {

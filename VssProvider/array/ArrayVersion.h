@@ -19,16 +19,12 @@ struct ArrayVersion {
   friend auto operator<=>(const ArrayVersion&, const ArrayVersion&) = default;
 };
 
-// The whole string must match.
-inline constexpr const char* kVersionPattern =
-    "([0-9]+)(\\.)([0-9]+)(\\.)([0-9]+)(\\.)([0-9]+)-([a-zA-Z0-9]+)-(opt|dbg)";
-inline constexpr const char* kDefaultMinArrayVersion = "3.0.0.0-00001-opt";
 // Used when the lower bound text is empty.
 inline constexpr const char* kLowestArrayVersion = "0.0.0.0-0000-opt";
 // The upper bound when none is configured: "2147483647.0.0.0-0000-opt".
 std::string DefaultMaxArrayVersion();
 
-// Parses `text`; logs why and returns false when it is not a version string.
+// Parses `text`, which must match the version pattern as a whole; logs why and returns false when it is not a version string.
 bool ParseArrayVersion(const std::string& text, ArrayVersion& out);
 
 // An array that reports major version 0 always passes; otherwise min <= current <= max.

@@ -111,6 +111,8 @@ class VaVssArrayWrapper {
   };
 
   Vantor::Array& TheArray() const;
+  // Reads the snapshot by serial number, then its parent volume for the target that carries it.
+  void SetSnapshotTargetScope(const std::string& serialNumber, Vantor::SnapshotRecord& snapshot);
   HRESULT Expose(const std::vector<std::uint32_t>& protocols, bool parentIsVirtualVolume, std::uint32_t targetScope,
                  const std::string& targetName, DWORD digestFlags);
 
