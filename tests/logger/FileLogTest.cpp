@@ -9,6 +9,7 @@
 #include <regex>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "logger/FileLog.h"
@@ -127,6 +128,30 @@ TEST_F(FileLog, OverflowDropsDetailLinesAndSaysHowMany) {
   EXPECT_NE(lines[0].find("WARN  CFileLog(0): Trace queue full: 8 line(s) dropped"), std::string::npos) << lines[0];
   const char* const rest[] = {"detail 8", "detail 9", "error 0", "error 1", "error 2"};
   for (std::size_t i = 0; i < 5; ++i) EXPECT_NE(lines[i + 1].find(rest[i]), std::string::npos) << lines[i + 1];
+}
+
+TEST_F(FileLog, LinesFromManyThreadsAllArriveInEachThreadsOrder) {
+  Open();
+  constexpr int kThreads = 4;
+  constexpr int kLines = 500;
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t) {
+    threads.emplace_back([t] {
+      for (int n = 0; n < kLines; ++n) VA_LOG(MSG_INFO, L"thread %d line %d", t, n);
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+
+  const std::vector<std::string> lines = Lines();
+  ASSERT_EQ(lines.size(), static_cast<std::size_t>(kThreads * kLines));
+  std::vector<int> next(kThreads, 0);
+  const std::regex message(R"(thread (\d) line (\d+)$)");
+  for (const std::string& line : lines) {
+    std::smatch match;
+    ASSERT_TRUE(std::regex_search(line, match, message)) << line;
+    const int t = std::stoi(match[1]);
+    ASSERT_EQ(std::stoi(match[2]), next[t]++) << line;
+  }
 }
 
 TEST_F(FileLog, BufferDumpShowsOffsetsHexAndText) {
