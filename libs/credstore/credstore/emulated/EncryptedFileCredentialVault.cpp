@@ -28,7 +28,7 @@ DWORD EncryptedFileCredentialVault::Load(Entries& entries) const {
   entries.byAddress.clear();
   std::error_code ec;
   const auto size = std::filesystem::file_size(mPath, ec);
-  if (ec) return std::filesystem::exists(mPath) ? ERROR_ACCESS_DENIED : ERROR_FILE_NOT_FOUND;
+  if (ec) return std::filesystem::exists(mPath) ? static_cast<DWORD>(ERROR_ACCESS_DENIED) : kCredentialNotFound;
   if (size > kMaxVaultBytes) return ERROR_INVALID_DATA;
   std::ifstream in(mPath, std::ios::binary);
   const std::vector<std::uint8_t> blob((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
@@ -92,9 +92,7 @@ DWORD EncryptedFileCredentialVault::Read(const std::string& address, ArrayCreden
   credential = {};
   const std::lock_guard lock(mMutex);
   Entries entries;
-  const DWORD status = Load(entries);
-  if (status == ERROR_FILE_NOT_FOUND) return kCredentialNotFound;
-  if (status != ERROR_SUCCESS) return status;
+  if (const DWORD status = Load(entries); status != ERROR_SUCCESS) return status;
   const auto it = entries.byAddress.find(address);
   if (it == entries.byAddress.end()) return kCredentialNotFound;
   credential = std::move(it->second);
@@ -105,7 +103,7 @@ DWORD EncryptedFileCredentialVault::Write(const std::string& address, const Arra
   const std::lock_guard lock(mMutex);
   Entries entries;
   const DWORD status = Load(entries);
-  if (status != ERROR_SUCCESS && status != ERROR_FILE_NOT_FOUND) return status;
+  if (status != ERROR_SUCCESS && status != kCredentialNotFound) return status;
   entries.byAddress[address] = credential;
   return Save(entries);
 }
@@ -113,9 +111,7 @@ DWORD EncryptedFileCredentialVault::Write(const std::string& address, const Arra
 DWORD EncryptedFileCredentialVault::Remove(const std::string& address) {
   const std::lock_guard lock(mMutex);
   Entries entries;
-  const DWORD status = Load(entries);
-  if (status == ERROR_FILE_NOT_FOUND) return kCredentialNotFound;
-  if (status != ERROR_SUCCESS) return status;
+  if (const DWORD status = Load(entries); status != ERROR_SUCCESS) return status;
   if (entries.byAddress.erase(address) == 0) return kCredentialNotFound;
   return Save(entries);
 }

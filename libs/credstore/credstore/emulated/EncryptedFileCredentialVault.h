@@ -23,6 +23,7 @@ class EncryptedFileCredentialVault final : public CredentialVault {
 
  private:
   struct Entries;
+  // kCredentialNotFound when there is no vault file yet.
   DWORD Load(Entries& entries) const;
   DWORD Save(const Entries& entries) const;
 

@@ -108,6 +108,10 @@ ISDSC_STATUS EmulatedIscsiInitiator::GetSessionListW(ULONG* bufferSize, ULONG* s
   if (needed > std::numeric_limits<ULONG>::max()) return ISDSC_NON_SPECIFIC_ERROR;
 
   *sessionCount = static_cast<ULONG>(rows.size());
+  if (needed == 0) {
+    *bufferSize = 0;
+    return ERROR_SUCCESS;
+  }
   if (!sessionInfo || *bufferSize < needed) {
     *bufferSize = static_cast<ULONG>(needed);
     return ERROR_INSUFFICIENT_BUFFER;

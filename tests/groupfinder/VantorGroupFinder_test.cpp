@@ -1,0 +1,294 @@
+// The discovery pass: its three sources and their order, the switch that turns the driver off,
+// the driver's buffer growth, and that no password reaches the trace or the event log.
+#include <gtest/gtest.h>
+
+#include <deque>
+
+#include "HostTestSupport.h"
+#include "common/DataProtection.h"
+#include "common/EncryptDecrypt.h"
+#include "common/emulated/HostKeyDataProtection.h"
+#include "credstore/CredentialVault.h"
+#include "credstore/emulated/EncryptedFileCredentialVault.h"
+#include "discovery/ConfigurationKeys.h"
+#include "discovery/DsmRecordParser.h"
+#include "discovery/VantorGroupFinder.h"
+#include "platform/DsmDevice.h"
+#include "platform/Registry.h"
+#include "platform/ServiceAccount.h"
+#include "platform/emulated/EmulatedRegistry.h"
+#include "wincompat/WideString.h"
+
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+class FakeServiceAccount final : public platform::ServiceAccount {
+ public:
+  std::wstring user = L".\\backup";
+  DWORD status = ERROR_SUCCESS;
+  DWORD GetServiceUser(const std::wstring&, std::wstring& out) override {
+    out = status == ERROR_SUCCESS ? user : L"";
+    return status;
+  }
+  DWORD LocalComputerName(std::wstring& name) override {
+    name = L"SQLHOST";
+    return ERROR_SUCCESS;
+  }
+};
+
+// A driver that answers from a script: each answer is (status, bytes it claims to return);
+// after the script the whole record, if it fits.
+class FakeDsm final : public platform::DsmDevice {
+ public:
+  Bytes record;
+  std::deque<std::pair<DWORD, DWORD>> script;
+  std::vector<DWORD> bufferSizes;
+  int opens = 0;
+  DWORD openStatus = ERROR_SUCCESS;
+
+  DWORD Open(const std::wstring& path, std::unique_ptr<platform::DsmDeviceHandle>& handle) override {
+    ++opens;
+    EXPECT_EQ(path, L"\\\\.\\Vdsm");
+    if (openStatus != ERROR_SUCCESS) return openStatus;
+    handle = std::make_unique<Handle>(*this);
+    return ERROR_SUCCESS;
+  }
+
+ private:
+  struct Handle final : platform::DsmDeviceHandle {
+    explicit Handle(FakeDsm& owner) : dsm(owner) {}
+    DWORD IoControl(DWORD code, BYTE* out, DWORD size, DWORD* returned) override {
+      EXPECT_EQ(code, 0x222160u);
+      dsm.bufferSizes.push_back(size);
+      if (!dsm.script.empty()) {
+        const auto [status, bytes] = dsm.script.front();
+        dsm.script.pop_front();
+        *returned = bytes;
+        return status;
+      }
+      if (dsm.record.size() > size) {
+        *returned = size;
+        return ERROR_MORE_DATA;
+      }
+      std::copy(dsm.record.begin(), dsm.record.end(), out);
+      *returned = static_cast<DWORD>(dsm.record.size());
+      return ERROR_SUCCESS;
+    }
+    FakeDsm& dsm;
+  };
+};
+
+class GroupFinderTest : public ::testing::Test {
+ protected:
+  GroupFinderTest()
+      : mRegistry(std::make_unique<platform::EmulatedRegistry>()),
+        mAccounts(std::make_unique<FakeServiceAccount>()),
+        mDsm(std::make_unique<FakeDsm>()),
+        mProtection(std::make_unique<common::HostKeyDataProtection>(mFolder.path())),
+        mVault(std::make_unique<credstore::EncryptedFileCredentialVault>(mFolder.path())) {}
+
+  FakeServiceAccount& accounts() { return static_cast<FakeServiceAccount&>(mAccounts.get()); }
+  FakeDsm& dsm() { return static_cast<FakeDsm&>(mDsm.get()); }
+
+  void SetString(const std::wstring& key, const wchar_t* name, const std::wstring& value) {
+    platform::RegKey handle;
+    ASSERT_EQ(platform::TheRegistry().CreateKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), handle.out()), ERROR_SUCCESS);
+    ASSERT_EQ(platform::TheRegistry().SetValueExW(handle.get(), name, REG_SZ, reinterpret_cast<const BYTE*>(value.c_str()),
+                                                  static_cast<DWORD>((value.size() + 1) * sizeof(wchar_t))),
+              ERROR_SUCCESS);
+  }
+  void SetDword(const wchar_t* name, DWORD value) {
+    platform::RegKey handle;
+    ASSERT_EQ(platform::TheRegistry().CreateKeyExW(HKEY_LOCAL_MACHINE, discovery::kConfigurationKey, handle.out()),
+              ERROR_SUCCESS);
+    ASSERT_EQ(platform::TheRegistry().SetValueExW(handle.get(), name, REG_DWORD, reinterpret_cast<const BYTE*>(&value), 4),
+              ERROR_SUCCESS);
+  }
+  void SetGroupMgmtIps(const std::wstring& ips) { SetString(discovery::kConfigurationKey, discovery::kGroupMgmtIps, ips); }
+  // A profile as the configuration tooling writes it; a null password leaves the value out,
+  // an empty one stores bytes that are no enciphered blob.
+  void AddProfile(const std::wstring& name, const std::wstring& ip, const std::wstring& createdBy,
+                  const std::wstring& user, const wchar_t* password) {
+    const std::wstring key = discovery::kProfileListKey + L"\\" + name;
+    SetString(key, discovery::kUserName, user);
+    SetString(key, discovery::kGroupMgmtIP, ip);
+    SetString(key, discovery::kCreatedBy, createdBy);
+    if (!password) return;
+    std::vector<unsigned char> blob{'n', 'o', 't', ' ', 'a', ' ', 'b', 'l', 'o', 'b'};
+    if (*password) {
+      ASSERT_EQ(EncryptDecrypt().EncryptBuffer(password, blob), static_cast<DWORD>(ERROR_SUCCESS));
+    }
+    platform::RegKey handle;
+    ASSERT_EQ(platform::TheRegistry().CreateKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), handle.out()), ERROR_SUCCESS);
+    ASSERT_EQ(platform::TheRegistry().SetValueExW(handle.get(), discovery::kPassword, REG_BINARY, blob.data(),
+                                                  static_cast<DWORD>(blob.size())),
+              ERROR_SUCCESS);
+  }
+
+  hosttest::TempFolder mFolder;
+  hosttest::TraceCapture mTrace;
+  hosttest::EventCapture mEvents;
+  hosttest::ScopedSeam<platform::Registry> mRegistry;
+  hosttest::ScopedSeam<platform::ServiceAccount> mAccounts;
+  hosttest::ScopedSeam<platform::DsmDevice> mDsm;
+  hosttest::ScopedSeam<common::DataProtection> mProtection;
+  hosttest::ScopedSeam<credstore::CredentialVault> mVault;
+  VantorGroupFinder mFinder;
+};
+
+TEST_F(GroupFinderTest, SourcesMergeInOrderAndNoPasswordIsWrittenAnywhere) {
+  SetGroupMgmtIps(L"10.0.0.1  10.0.0.2\t10.0.0.3 ");
+  ASSERT_EQ(credstore::StoreArrayCredential("10.0.0.1", "alpha", "Pw-Alpha-9f3"), 0u);
+  ASSERT_EQ(credstore::StoreArrayCredential("10.0.0.2", "beta", "Pw-Beta-41c"), 0u);
+  AddProfile(L"sql", L"10.0.0.2", L"SQLHOST\\backup", L"gamma", L"Pw-Gamma-77e");
+  AddProfile(L"foreign", L"10.0.0.9", L"OTHERHOST\\backup", L"delta", L"Pw-Delta-0aa");
+  AddProfile(L"nopassword", L"10.0.0.8", L".\\backup", L"epsilon", nullptr);
+  AddProfile(L"garbled", L"10.0.0.7", L".\\backup", L"zeta", L"");
+  dsm().record = discovery::BuildDsmRecord({{"serial-a", "10.0.0.1", 8},
+                                            {"serial-b", "10.0.0.5", 8},
+                                            {"serial-c", "", 0},
+                                            {"serial-d", "10.0.0.5", 8}});
+
+  GroupCredentialMap groups{{"stale", {"x", "y"}}};
+  mFinder.DiscoverGroups(groups);
+
+  const GroupCredentialMap expected{{"10.0.0.1", {"alpha", "Pw-Alpha-9f3"}},
+                                    {"10.0.0.2", {"gamma", "Pw-Gamma-77e"}},
+                                    {"10.0.0.5", {}}};
+  EXPECT_EQ(groups, expected);
+  EXPECT_EQ(mFinder.GetGroupMgmtIpForSerial("serial-b"), "10.0.0.5");
+  EXPECT_EQ(mFinder.GetGroupMgmtIpForSerial("serial-c"), "");
+  EXPECT_EQ(mFinder.GetGroupMgmtIpForSerial("serial-z"), "");
+
+  const auto unreadable = mEvents.WithId(4380);
+  ASSERT_EQ(unreadable.size(), 1u);
+  EXPECT_EQ(unreadable[0].strings.at(0), L"10.0.0.3");
+  EXPECT_TRUE(mEvents.WithId(4390).empty());
+
+  for (const char* line : {"Successfully Retreived Array Credentials for GroupMgmt IP 10.0.0.1",
+                           "Unable able to read Group Management Credentials for array IP 10.0.0.3",
+                           "ReadGroupIPCredentialsFromRegistry found profile = sql for GroupMgmtIP = 10.0.0.2 for Windows User = SQLHOST\\backup",
+                           "Could not match any profile for GroupMgmtIP = 10.0.0.9 with profile Windows User = OTHERHOST\\backup, VSS Service User = .\\backup",
+                           "Failed to Reterieve password information for the profileName : nopassword",
+                           "Error finding credentials for profile = nopassword",
+                           "DecryptBuffer failed to decrypt user name with error",
+                           "Error finding credentials for profile = garbled",
+                           "Vantor VSS Hardware Provider is running as Windows user=.\\backup",
+                           "SCSI command output for volume Serial Number serial-b is: 10.0.0.5",
+                           "Array did not return IP address (is the array version less than 2.2?) in response to page 0xD5 inquiry for serial Number:serial-c"}) {
+    EXPECT_TRUE(mTrace.Contains(line)) << line;
+  }
+
+  std::string eventText;
+  for (const auto& record : mEvents.Records()) {
+    for (const auto& s : record.strings) eventText += wincompat::ToNarrow(s) + "\n";
+  }
+  const std::string trace = mTrace.Text();
+  for (const char* secret : {"Pw-Alpha", "Pw-Beta", "Pw-Gamma", "Pw-Delta"}) {
+    EXPECT_EQ(trace.find(secret), std::string::npos) << secret;
+    EXPECT_EQ(eventText.find(secret), std::string::npos) << secret;
+  }
+}
+
+TEST_F(GroupFinderTest, ServiceAccountDecidesWhetherProfilesAreRead) {
+  AddProfile(L"sql", L"10.0.0.2", L"NT AUTHORITY\\SYSTEM", L"gamma", L"Pw-Gamma-77e");
+  struct Case {
+    const wchar_t* user;
+    DWORD status;
+    bool profileUsed;
+  };
+  // A local-system service has no profiles of its own, even one that names SYSTEM.
+  const Case cases[] = {{L"LocalSystem", ERROR_SUCCESS, false},
+                        {L"", ERROR_SERVICE_DOES_NOT_EXIST, false},
+                        {L"NT AUTHORITY\\NetworkService", ERROR_SUCCESS, false}};
+  for (const auto& c : cases) {
+    accounts().user = c.user;
+    accounts().status = c.status;
+    GroupCredentialMap groups;
+    mFinder.DiscoverGroups(groups);
+    EXPECT_EQ(groups.count("10.0.0.2") == 1, c.profileUsed) << testing::PrintToString(std::wstring(c.user));
+  }
+  EXPECT_TRUE(mTrace.Contains("GetWindowsServiceUser for Vantor VSS Hardware Provider failed. Error 1060"));
+  EXPECT_EQ(mTrace.Count("found profile ="), 0u);
+  EXPECT_EQ(mTrace.Count("Could not match any profile for GroupMgmtIP = 10.0.0.2"), 1u) << "read for NetworkService only";
+}
+
+TEST_F(GroupFinderTest, NoConfiguredGroupIsReportedAndTheOtherSourcesStillRun) {
+  dsm().record = discovery::BuildDsmRecord({{"serial-b", "10.0.0.5", 8}});
+  GroupCredentialMap groups;
+  mFinder.DiscoverGroups(groups);
+  EXPECT_EQ(groups, (GroupCredentialMap{{"10.0.0.5", {}}}));
+  EXPECT_TRUE(mTrace.Contains("Group management IPs not found in registry. Error 2"));
+  EXPECT_TRUE(mTrace.Contains("No Group Mgmt Array is Configured on this Host."));
+  EXPECT_TRUE(mTrace.Contains("Error opening key SOFTWARE\\Vantor Storage\\Configuration\\GrpMgmtProfileList with error code = 2"));
+  SetGroupMgmtIps(L"");
+  mFinder.DiscoverGroups(groups);
+  EXPECT_EQ(mEvents.WithId(4390).size(), 2u);
+}
+
+TEST_F(GroupFinderTest, TheDriverIsAskedUnlessDiscoveryIsSwitchedOffWithExactlyOne) {
+  SetGroupMgmtIps(L"10.0.0.1");
+  ASSERT_EQ(credstore::StoreArrayCredential("10.0.0.1", "alpha", "Pw-Alpha-9f3"), 0u);
+  dsm().record = discovery::BuildDsmRecord({{"serial-b", "10.0.0.5", 8}});
+  struct Case {
+    DWORD value;
+    bool asked;
+  };
+  for (const Case c : {Case{1, false}, Case{2, true}, Case{0, true}}) {
+    SetDword(discovery::kDisableAutomaticGroupDiscovery, c.value);
+    dsm().opens = 0;
+    GroupCredentialMap groups;
+    mFinder.DiscoverGroups(groups);
+    EXPECT_EQ(dsm().opens, c.asked ? 1 : 0) << c.value;
+    EXPECT_EQ(groups.count("10.0.0.5"), c.asked ? 1u : 0u) << c.value;
+    EXPECT_EQ(groups.count("10.0.0.1"), 1u) << "the registry sources still run";
+  }
+  EXPECT_EQ(mTrace.Count("Vantor group discovery through VDSM has been disabled."), 1u);
+}
+
+TEST_F(GroupFinderTest, DriverBufferGrowsByWhatTheDriverReturnedAndIsBounded) {
+  dsm().record = discovery::BuildDsmRecord({{"serial-b", "10.0.0.5", 8}});
+  dsm().script = {{ERROR_MORE_DATA, 0}, {ERROR_MORE_DATA, 20000}};
+  EXPECT_EQ(mFinder.QueryDsmGroupManagementIPs(), 0u);
+  EXPECT_EQ(dsm().bufferSizes, (std::vector<DWORD>{16384, 2048, 22048}));
+  EXPECT_EQ(mFinder.GetGroupMgmtIpForSerial("serial-b"), "10.0.0.5");
+
+  // A driver that never stops asking for more is given up on.
+  dsm().bufferSizes.clear();
+  for (int i = 0; i < 1000; ++i) dsm().script.push_back({ERROR_MORE_DATA, 0});
+  GroupCredentialMap groups;
+  mFinder.DiscoverGroups(groups);
+  EXPECT_EQ(dsm().bufferSizes.size(), 64u);
+  EXPECT_TRUE(mTrace.Contains("VDSM query to get management IPs failed. Error 234"));
+
+  // Other errors end the query at once; an empty answer is no error.
+  dsm().script = {{ERROR_GEN_FAILURE, 0}};
+  EXPECT_EQ(mFinder.QueryDsmGroupManagementIPs(), static_cast<DWORD>(ERROR_GEN_FAILURE));
+  EXPECT_TRUE(mTrace.Contains("GetVantorDsmGroupManagementIPInfo failed with Win32 error:31  buffer size:16384"));
+  dsm().script = {{ERROR_SUCCESS, 0}};
+  EXPECT_EQ(mFinder.QueryDsmGroupManagementIPs(), 0u);
+  EXPECT_TRUE(mTrace.Contains("There are no volumes connected through VantorDsm"));
+  dsm().openStatus = ERROR_FILE_NOT_FOUND;
+  EXPECT_EQ(mFinder.QueryDsmGroupManagementIPs(), static_cast<DWORD>(ERROR_FILE_NOT_FOUND));
+  EXPECT_TRUE(mTrace.Contains("Error 2 while opening Vantor DSM device. Make sure that VantorDsm installed."));
+}
+
+TEST_F(GroupFinderTest, AnIncompatibleOrBrokenRecordAddsNothingPastTheFault) {
+  dsm().record = discovery::BuildDsmRecord({{"serial-b", "10.0.0.5", 8}}, 2);
+  GroupCredentialMap groups;
+  mFinder.DiscoverGroups(groups);
+  EXPECT_TRUE(groups.empty());
+  EXPECT_TRUE(mTrace.Contains("Failed with a different structure version=2, expected =1."));
+  EXPECT_EQ(mTrace.Count("VDSM query to get management IPs failed"), 0u);
+
+  Bytes broken = discovery::BuildDsmRecord({{"serial-a", "10.0.0.1", 8}, {"serial-b", "10.0.0.5", 8}});
+  broken[1] = 5;
+  dsm().record = broken;
+  mFinder.DiscoverGroups(groups);
+  EXPECT_EQ(groups, (GroupCredentialMap{{"10.0.0.1", {}}, {"10.0.0.5", {}}}));
+  EXPECT_TRUE(mTrace.Contains("is malformed (entry count larger than the entries in the record) at entry 2"))
+      << mTrace.LinesWith("malformed");
+}
+
+}  // namespace

@@ -1,0 +1,64 @@
+// The protocol query against the simulator's SOAP service: its three answers, a SOAP fault and
+// a refused connection (nothing listens), neither of which may wait out the 30-second timeouts.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <random>
+
+#include "HostTestSupport.h"
+#include "array/GroupProtocols.h"
+#include "arraysim/Simulator.h"
+
+namespace {
+
+TEST(GroupProtocols, AnswersByWhetherTheListNamesRest) {
+  hosttest::TraceCapture trace;
+  arraysim::Simulator sim;
+  const auto group = sim.addGroup({});
+  struct Case {
+    std::vector<std::string> protocols;
+    int answer;
+  };
+  const Case cases[] = {
+      {{"soap-v1", "rest-v1"}, Vantor::GROUP_PROTOCOLS_REST},
+      {{"soap-v1", "REST-V1"}, Vantor::GROUP_PROTOCOLS_REST},
+      {{"Rest-V1"}, Vantor::GROUP_PROTOCOLS_REST},
+      {{"soap-v1"}, Vantor::GROUP_PROTOCOLS_NO_REST},
+      {{"soap-v1", "rest-v2", "rest-v1x"}, Vantor::GROUP_PROTOCOLS_NO_REST},
+      {{}, Vantor::GROUP_PROTOCOLS_NO_REST},
+  };
+  for (const auto& c : cases) {
+    sim.setSoapProtocols(group.id, c.protocols);
+    EXPECT_EQ(Vantor::GetProtocols(group.address), c.answer) << testing::PrintToString(c.protocols);
+  }
+  EXPECT_EQ(trace.Count("getProtocols returned empty protocol list."), 1u);
+  EXPECT_EQ(sim.requestCount(group.id, "soap"), 6);
+}
+
+TEST(GroupProtocols, FaultsAndUnreachableArraysAnswerQueryFailedAtOnce) {
+  hosttest::TraceCapture trace;
+  arraysim::Simulator sim;
+  const auto group = sim.addGroup({});
+  arraysim::FaultSpec fault;
+  fault.group = group.id;
+  fault.op = "soap";
+  fault.status = 500;
+  fault.text = "group management service is restarting";
+  sim.injectFault(fault);
+
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(Vantor::GetProtocols(group.address), Vantor::GROUP_PROTOCOLS_QUERY_FAILED);
+  EXPECT_TRUE(trace.Contains("SOAP error ")) << trace.Text();
+  EXPECT_TRUE(trace.Contains(" returned by getProtocols."));
+  // The fault was used up: the next query gets the protocol list again.
+  EXPECT_EQ(Vantor::GetProtocols(group.address), Vantor::GROUP_PROTOCOLS_REST);
+
+  // Another loopback address on which nothing listens refuses the connection at once.
+  std::random_device random;
+  const std::string silent = "127.213." + std::to_string(random() % 250 + 1) + "." + std::to_string(random() % 250 + 1);
+  EXPECT_EQ(Vantor::GetProtocols(silent), Vantor::GROUP_PROTOCOLS_QUERY_FAILED);
+  EXPECT_EQ(trace.Count(" returned by getProtocols."), 2u);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+}
+
+}  // namespace
