@@ -1,0 +1,98 @@
+#include "service/win32/ServiceInstaller.h"
+
+#include <windows.h>
+
+#include "logger/FileLog.h"
+#include "logger/Logger.h"
+#include "service/RegistrationScript.h"
+#include "service/ServiceIdentity.h"
+#include "service/win32/ScHandle.h"
+
+namespace service {
+namespace {
+
+constexpr const wchar_t* kLogSource = L"ServiceInstaller";
+// A stop normally takes well under a second; past this the delete goes ahead and the SCM
+// removes the entry once the process ends.
+constexpr DWORD kStopWaitMs = 15000;
+constexpr DWORD kStopPollMs = 100;
+
+void ShowFailure(const std::wstring& serviceName, const wchar_t* text, DWORD error) {
+  VA_LOG(MSG_ERROR, L"** %s: %s (error %u)", serviceName, text, static_cast<unsigned>(error));
+  MessageBoxW(nullptr, text, serviceName.c_str(), MB_OK | MB_ICONERROR);
+}
+
+void WaitUntilStopped(SC_HANDLE service) {
+  SERVICE_STATUS status{};
+  for (DWORD waited = 0; waited < kStopWaitMs; waited += kStopPollMs) {
+    if (!QueryServiceStatus(service, &status) || status.dwCurrentState == SERVICE_STOPPED) return;
+    Sleep(kStopPollMs);
+  }
+  VA_LOG(MSG_WARNING, L"Service did not stop within %u ms; deleting it anyway", static_cast<unsigned>(kStopWaitMs));
+}
+
+}  // namespace
+
+bool IsServiceInstalled(const std::wstring& serviceName) {
+  const ScHandle manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
+  if (!manager) return false;
+  const ScHandle service(OpenServiceW(manager.Get(), serviceName.c_str(), SERVICE_QUERY_CONFIG));
+  return static_cast<bool>(service);
+}
+
+bool InstallService(const std::wstring& serviceName, const std::wstring& modulePath) {
+  CLogger scope(L"ServiceInstaller::InstallService");
+  const ScHandle manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS));
+  if (!manager) {
+    ShowFailure(serviceName, L"Could not open Service Manager", GetLastError());
+    return false;
+  }
+  if (const ScHandle existing(OpenServiceW(manager.Get(), serviceName.c_str(), SERVICE_QUERY_CONFIG)); existing) {
+    VA_LOG(MSG_INFO, L"Service %s exists already", serviceName);
+    return true;
+  }
+  const std::wstring binaryPath = QuotedPath(modulePath);
+  const ScHandle service(CreateServiceW(manager.Get(), serviceName.c_str(), serviceName.c_str(), SERVICE_ALL_ACCESS,
+                                        SERVICE_WIN32_OWN_PROCESS, SERVICE_DEMAND_START, SERVICE_ERROR_NORMAL,
+                                        binaryPath.c_str(), nullptr, nullptr, kServiceDependencies, nullptr,
+                                        nullptr));
+  if (!service) {
+    ShowFailure(serviceName, L"Could not start service", GetLastError());
+    return false;
+  }
+  VA_LOG(MSG_INFO, L"Service %s installed, binary %s", serviceName, binaryPath);
+  return true;
+}
+
+bool UninstallService(const std::wstring& serviceName) {
+  CLogger scope(L"ServiceInstaller::UninstallService");
+  if (!IsServiceInstalled(serviceName)) return true;
+  const ScHandle manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
+  if (!manager) {
+    ShowFailure(serviceName, L"Could not open Service Manager", GetLastError());
+    return false;
+  }
+  const ScHandle service(
+      OpenServiceW(manager.Get(), serviceName.c_str(), SERVICE_STOP | SERVICE_QUERY_STATUS | DELETE));
+  if (!service) {
+    ShowFailure(serviceName, L"Could not open service", GetLastError());
+    return false;
+  }
+  SERVICE_STATUS status{};
+  if (ControlService(service.Get(), SERVICE_CONTROL_STOP, &status)) {
+    WaitUntilStopped(service.Get());
+  } else if (const DWORD error = GetLastError(); error != ERROR_SERVICE_NOT_ACTIVE) {
+    VA_LOG(MSG_WARNING, L"Stopping service %s failed, error %u", serviceName, static_cast<unsigned>(error));
+  }
+  if (!DeleteService(service.Get())) {
+    const DWORD error = GetLastError();
+    if (error != ERROR_SERVICE_MARKED_FOR_DELETE) {
+      ShowFailure(serviceName, L"Could not stop service", error);
+      return false;
+    }
+  }
+  VA_LOG(MSG_INFO, L"Service %s removed", serviceName);
+  return true;
+}
+
+}  // namespace service

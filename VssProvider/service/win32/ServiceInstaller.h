@@ -1,0 +1,18 @@
+#pragma once
+// The service's entry in the service control manager. Failures are shown to whoever runs the
+// installer (a message box captioned with the service name) and written to the trace.
+#include <string>
+
+namespace service {
+
+bool IsServiceInstalled(const std::wstring& serviceName);
+
+// Creates the service unless it exists: own process, demand start, normal error control, the
+// quoted executable path, depending on RPCSS, as the local system account.
+bool InstallService(const std::wstring& serviceName, const std::wstring& modulePath);
+
+// Stops the service when it runs, waits for it to stop, and deletes it. A service that is not
+// installed counts as removed.
+bool UninstallService(const std::wstring& serviceName);
+
+}  // namespace service

@@ -1,0 +1,142 @@
+// A stand-in for the VSS coordinator, for Wine prefixes, which have none. The test registers
+// this DLL as the in-process server of CLSID_VSSCoordinator. Every RegisterProvider and
+// UnregisterProvider call becomes one line in the file that the registry value "CallLog" of
+// HKLM\Software\Vantor Test\Coordinator Double names; the DWORD values "RegisterResult" and
+// "UnregisterResult" there, when present, are what the calls answer.
+#include <windows.h>
+#include <vsadmin.h>
+
+#include <atomic>
+#include <new>
+#include <string>
+
+#include "CoordinatorDoubleConfig.h"
+
+namespace {
+
+std::atomic<long> gLiveObjects{0};
+
+std::wstring ReadConfigString(const wchar_t* name) {
+  wchar_t buffer[MAX_PATH] = {};
+  DWORD size = sizeof buffer;
+  if (RegGetValueW(HKEY_LOCAL_MACHINE, kCoordinatorDoubleKey, name, RRF_RT_REG_SZ, nullptr, buffer, &size) !=
+      ERROR_SUCCESS) {
+    return {};
+  }
+  return buffer;
+}
+
+HRESULT ConfiguredResult(const wchar_t* name) {
+  DWORD value = 0;
+  DWORD size = sizeof value;
+  if (RegGetValueW(HKEY_LOCAL_MACHINE, kCoordinatorDoubleKey, name, RRF_RT_REG_DWORD, nullptr, &value, &size) !=
+      ERROR_SUCCESS) {
+    return S_OK;
+  }
+  return static_cast<HRESULT>(value);
+}
+
+std::wstring GuidText(const GUID& id) {
+  wchar_t text[64] = {};
+  StringFromGUID2(id, text, 64);
+  return text;
+}
+
+std::wstring TextOrNull(const wchar_t* text) { return text != nullptr ? text : L"(null)"; }
+
+void AppendLine(const std::wstring& line) {
+  const std::wstring path = ReadConfigString(kCallLogValue);
+  if (path.empty()) return;
+  const std::wstring withEnd = line + L"\n";
+  const int bytes = WideCharToMultiByte(CP_UTF8, 0, withEnd.c_str(), static_cast<int>(withEnd.size()), nullptr, 0,
+                                        nullptr, nullptr);
+  std::string utf8(static_cast<std::size_t>(bytes), '\0');
+  WideCharToMultiByte(CP_UTF8, 0, withEnd.c_str(), static_cast<int>(withEnd.size()), utf8.data(), bytes, nullptr,
+                      nullptr);
+  const HANDLE file = CreateFileW(path.c_str(), FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                  OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (file == INVALID_HANDLE_VALUE) return;
+  DWORD written = 0;
+  WriteFile(file, utf8.data(), static_cast<DWORD>(utf8.size()), &written, nullptr);
+  CloseHandle(file);
+}
+
+class CoordinatorDouble final : public IVssAdmin {
+ public:
+  CoordinatorDouble() { ++gLiveObjects; }
+  virtual ~CoordinatorDouble() { --gLiveObjects; }
+  CoordinatorDouble(const CoordinatorDouble&) = delete;
+  CoordinatorDouble& operator=(const CoordinatorDouble&) = delete;
+
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override {
+    if (ppv == nullptr) return E_POINTER;
+    *ppv = nullptr;
+    if (!IsEqualIID(riid, IID_IUnknown) && !IsEqualIID(riid, IID_IVssAdmin)) return E_NOINTERFACE;
+    *ppv = static_cast<IVssAdmin*>(this);
+    AddRef();
+    return S_OK;
+  }
+  ULONG STDMETHODCALLTYPE AddRef() override { return ++mRefs; }
+  ULONG STDMETHODCALLTYPE Release() override {
+    const ULONG left = --mRefs;
+    if (left == 0) delete this;
+    return left;
+  }
+
+  HRESULT STDMETHODCALLTYPE RegisterProvider(VSS_ID providerId, CLSID classId, VSS_PWSZ name,
+                                             VSS_PROVIDER_TYPE type, VSS_PWSZ version,
+                                             VSS_ID versionId) override {
+    AppendLine(L"RegisterProvider|" + GuidText(providerId) + L"|" + GuidText(classId) + L"|" + TextOrNull(name) +
+               L"|" + std::to_wstring(static_cast<int>(type)) + L"|" + TextOrNull(version) + L"|" +
+               GuidText(versionId));
+    return ConfiguredResult(kRegisterResultValue);
+  }
+  HRESULT STDMETHODCALLTYPE UnregisterProvider(VSS_ID providerId) override {
+    AppendLine(L"UnregisterProvider|" + GuidText(providerId));
+    return ConfiguredResult(kUnregisterResultValue);
+  }
+  HRESULT STDMETHODCALLTYPE QueryProviders(IVssEnumObject** /*enumerator*/) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE AbortAllSnapshotsInProgress() override { return E_NOTIMPL; }
+
+ private:
+  std::atomic<ULONG> mRefs{1};
+};
+
+class CoordinatorFactory final : public IClassFactory {
+ public:
+  virtual ~CoordinatorFactory() = default;
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override {
+    if (ppv == nullptr) return E_POINTER;
+    *ppv = nullptr;
+    if (!IsEqualIID(riid, IID_IUnknown) && !IsEqualIID(riid, IID_IClassFactory)) return E_NOINTERFACE;
+    *ppv = static_cast<IClassFactory*>(this);
+    return S_OK;
+  }
+  // A static object: the counts do not decide its lifetime.
+  ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
+  ULONG STDMETHODCALLTYPE Release() override { return 1; }
+  HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID riid, void** ppv) override {
+    if (ppv == nullptr) return E_POINTER;
+    *ppv = nullptr;
+    if (outer != nullptr) return CLASS_E_NOAGGREGATION;
+    auto* object = new (std::nothrow) CoordinatorDouble();
+    if (object == nullptr) return E_OUTOFMEMORY;
+    const HRESULT hr = object->QueryInterface(riid, ppv);
+    object->Release();
+    return hr;
+  }
+  HRESULT STDMETHODCALLTYPE LockServer(BOOL /*lock*/) override { return S_OK; }
+};
+
+CoordinatorFactory gFactory;
+
+}  // namespace
+
+extern "C" HRESULT STDAPICALLTYPE DllGetClassObject(REFCLSID clsid, REFIID riid, LPVOID* ppv) {
+  if (ppv == nullptr) return E_POINTER;
+  *ppv = nullptr;
+  if (!IsEqualCLSID(clsid, CLSID_VSSCoordinator)) return CLASS_E_CLASSNOTAVAILABLE;
+  return gFactory.QueryInterface(riid, ppv);
+}
+
+extern "C" HRESULT STDAPICALLTYPE DllCanUnloadNow() { return gLiveObjects.load() == 0 ? S_OK : S_FALSE; }

@@ -1,0 +1,7 @@
+#pragma once
+// Where the VSS coordinator double takes its answers and writes its call log; shared by the
+// double and the tests that drive it.
+inline constexpr const wchar_t* kCoordinatorDoubleKey = L"Software\\Vantor Test\\Coordinator Double";
+inline constexpr const wchar_t* kCallLogValue = L"CallLog";
+inline constexpr const wchar_t* kRegisterResultValue = L"RegisterResult";
+inline constexpr const wchar_t* kUnregisterResultValue = L"UnregisterResult";

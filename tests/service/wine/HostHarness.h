@@ -1,0 +1,65 @@
+#pragma once
+// What the whole-executable tests of VantorVssProvider.exe need around it in a Wine prefix:
+// the installed copy of the executable, the VSS coordinator double, a way to run the
+// executable with a switch, and readers for the registry and the service control manager.
+#include <windows.h>
+
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace hosttest {
+
+// Copies the executable to "C:\Program Files\Vantor Storage" (a path with blanks, as installed)
+// and registers the coordinator double. Arguments are Unix or Windows paths.
+void PrepareHost(const std::wstring& providerPath, const std::wstring& coordinatorDoublePath);
+
+const std::wstring& InstalledProviderPath();
+const std::wstring& CoordinatorDoublePath();
+
+// Runs the installed executable with `arguments` and returns its exit code (fails the test and
+// returns 0xFFFFFFFF when it does not end within a minute).
+DWORD RunProvider(const std::wstring& arguments);
+
+// Removes every trace of an earlier test: runs /UnregServer and /UnregServerPerUser, empties
+// the call log and clears the double's configured answers.
+void ResetHost();
+
+// The coordinator double: its recorded calls (one line each) and the answers it gives.
+std::vector<std::wstring> CoordinatorCalls();
+void ClearCoordinatorCalls();
+void SetCoordinatorResult(const wchar_t* valueName, HRESULT result);
+
+struct KeyContents {
+  bool exists = false;
+  std::set<std::wstring> subkeys;
+  std::map<std::wstring, std::wstring> values;  // string values as they are; others as "#type"
+};
+KeyContents ReadKey(HKEY root, const std::wstring& path);
+
+struct ServiceConfig {
+  DWORD serviceType = 0;
+  DWORD startType = 0;
+  DWORD errorControl = 0;
+  std::wstring binaryPath;
+  std::vector<std::wstring> dependencies;
+  std::wstring account;
+  std::wstring displayName;
+};
+std::optional<ServiceConfig> QueryServiceConfiguration(const std::wstring& serviceName);
+
+struct ServiceState {
+  DWORD state = 0;
+  DWORD win32ExitCode = 0;
+  DWORD processId = 0;
+};
+std::optional<ServiceState> QueryServiceState(const std::wstring& serviceName);
+
+// Polls until the service reaches `state`; false after `timeoutMs`.
+bool WaitForServiceState(const std::wstring& serviceName, DWORD state, DWORD timeoutMs);
+
+std::wstring HResultText(HRESULT hr);
+
+}  // namespace hosttest

@@ -1,0 +1,148 @@
+// VantorVssProvider.exe at run time under Wine: started as the service by COM activation or
+// by the service control manager, serving the provider class out of process, and stopping on
+// request; and, registered without the service, started by COM as a plain local server.
+#include <windows.h>
+#include <objbase.h>
+#include <tlhelp32.h>
+
+#include <gtest/gtest.h>
+
+#include "HostHarness.h"
+#include "service/win32/KernelHandle.h"
+#include "service/win32/ScHandle.h"
+
+namespace {
+
+using namespace hosttest;
+
+constexpr const wchar_t* kServiceName = L"Vantor VSS Hardware Provider";
+constexpr CLSID kProviderClassId = {0x08B1DE05, 0xDA78, 0x4895, {0xBA, 0xC0, 0xE5, 0x76, 0xED, 0x48, 0x3F, 0xFA}};
+constexpr DWORD kStateTimeoutMs = 20000;
+
+class Com {
+ public:
+  Com() : mResult(CoInitializeEx(nullptr, COINIT_MULTITHREADED)) {}
+  ~Com() {
+    if (SUCCEEDED(mResult)) CoUninitialize();
+  }
+  Com(const Com&) = delete;
+  Com& operator=(const Com&) = delete;
+
+ private:
+  HRESULT mResult;
+};
+
+// Creates the provider out of process and checks that the object is there and answers.
+void ExpectProviderCreatedOutOfProcess() {
+  IUnknown* first = nullptr;
+  IUnknown* second = nullptr;
+  const HRESULT hr = CoCreateInstance(kProviderClassId, nullptr, CLSCTX_LOCAL_SERVER, IID_IUnknown,
+                                      reinterpret_cast<void**>(&first));
+  ASSERT_EQ(hr, S_OK) << HResultText(hr);
+  ASSERT_NE(first, nullptr);
+  // The class object is multiple-use: a second client gets a second object from the same server.
+  ASSERT_EQ(CoCreateInstance(kProviderClassId, nullptr, CLSCTX_LOCAL_SERVER, IID_IUnknown,
+                             reinterpret_cast<void**>(&second)),
+            S_OK);
+  EXPECT_NE(first, second);
+  IUnknown* again = nullptr;
+  EXPECT_EQ(first->QueryInterface(IID_IUnknown, reinterpret_cast<void**>(&again)), S_OK);
+  EXPECT_EQ(again, first);  // COM identity holds across the process boundary
+  if (again != nullptr) again->Release();
+  second->Release();
+  first->Release();
+}
+
+void StopService() {
+  const service::ScHandle manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
+  const service::ScHandle handle(OpenServiceW(manager.Get(), kServiceName, SERVICE_STOP));
+  ASSERT_TRUE(handle);
+  SERVICE_STATUS status{};
+  EXPECT_TRUE(ControlService(handle.Get(), SERVICE_CONTROL_STOP, &status)) << GetLastError();
+}
+
+// The service reaches STOPPED with success and its process ends.
+void ExpectStoppedCleanly(DWORD processId) {
+  service::KernelHandle process(OpenProcess(SYNCHRONIZE, FALSE, processId));
+  ASSERT_TRUE(WaitForServiceState(kServiceName, SERVICE_STOPPED, kStateTimeoutMs));
+  EXPECT_EQ(QueryServiceState(kServiceName)->win32ExitCode, static_cast<DWORD>(NO_ERROR));
+  if (process) {
+    EXPECT_EQ(WaitForSingleObject(process.Get(), kStateTimeoutMs), WAIT_OBJECT_0);
+  }
+}
+
+std::vector<DWORD> ProviderProcesses() {
+  std::vector<DWORD> ids;
+  const service::KernelHandle snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
+  PROCESSENTRY32W entry{};
+  entry.dwSize = sizeof entry;
+  for (BOOL more = Process32FirstW(snapshot.Get(), &entry); more; more = Process32NextW(snapshot.Get(), &entry)) {
+    if (_wcsicmp(entry.szExeFile, L"VantorVssProvider.exe") == 0) ids.push_back(entry.th32ProcessID);
+  }
+  return ids;
+}
+
+class ServiceRun : public testing::Test {
+ protected:
+  void SetUp() override {
+    ResetHost();
+    ASSERT_EQ(RunProvider(L"/Service"), 0u);
+  }
+};
+
+TEST_F(ServiceRun, ComActivationStartsTheServiceWhichServesTheProviderAndStopsOnRequest) {
+  ASSERT_EQ(QueryServiceState(kServiceName)->state, static_cast<DWORD>(SERVICE_STOPPED));
+  {
+    const Com com;
+    ExpectProviderCreatedOutOfProcess();
+  }
+  const auto running = QueryServiceState(kServiceName);
+  ASSERT_TRUE(running.has_value());
+  EXPECT_EQ(running->state, static_cast<DWORD>(SERVICE_RUNNING));
+  EXPECT_EQ(ProviderProcesses(), std::vector<DWORD>{running->processId});  // no second server
+
+  StopService();
+  ExpectStoppedCleanly(running->processId);
+}
+
+TEST_F(ServiceRun, ServiceStartedByTheManagerServesTheClassAndSurvivesUnknownControls) {
+  {
+    const service::ScHandle manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
+    const service::ScHandle handle(
+        OpenServiceW(manager.Get(), kServiceName, SERVICE_START | SERVICE_USER_DEFINED_CONTROL));
+    ASSERT_TRUE(handle);
+    ASSERT_TRUE(StartServiceW(handle.Get(), 0, nullptr)) << GetLastError();
+    ASSERT_TRUE(WaitForServiceState(kServiceName, SERVICE_RUNNING, kStateTimeoutMs));
+    SERVICE_STATUS status{};
+    EXPECT_FALSE(ControlService(handle.Get(), 200, &status));  // a user control the service does not know
+  }
+  EXPECT_EQ(QueryServiceState(kServiceName)->state, static_cast<DWORD>(SERVICE_RUNNING));
+  const DWORD processId = QueryServiceState(kServiceName)->processId;
+  {
+    const Com com;
+    ExpectProviderCreatedOutOfProcess();
+  }
+  StopService();
+  ExpectStoppedCleanly(processId);
+}
+
+TEST_F(ServiceRun, WithoutTheServiceComStartsTheExecutableAsALocalServer) {
+  ASSERT_EQ(RunProvider(L"/RegServer"), 0u);
+  {
+    const Com com;
+    ExpectProviderCreatedOutOfProcess();
+  }
+  EXPECT_FALSE(QueryServiceState(kServiceName).has_value());
+  const std::vector<DWORD> servers = ProviderProcesses();
+  EXPECT_EQ(servers.size(), 1u);
+  // A plain local server lives for the session; end it so that later tests start clean.
+  for (const DWORD id : servers) {
+    const service::KernelHandle process(OpenProcess(PROCESS_TERMINATE | SYNCHRONIZE, FALSE, id));
+    if (process) {
+      TerminateProcess(process.Get(), 0);
+      WaitForSingleObject(process.Get(), 5000);
+    }
+  }
+}
+
+}  // namespace

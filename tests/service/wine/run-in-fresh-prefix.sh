@@ -1,0 +1,27 @@
+#!/bin/sh
+# Runs a Windows test program in a Wine prefix made fresh for this run, so that services and
+# COM classes it installs meet nothing of earlier runs and touch no other prefix.
+# Usage: run-in-fresh-prefix.sh <prefix directory> <program> [arguments...]
+# The prefix is removed after a passing run and kept after a failing one, for inspection.
+set -u
+prefix=$1
+shift
+wine=$(command -v wine64 || command -v wine || echo /usr/lib/wine/wine64)
+wineserver=$(command -v wineserver || echo /usr/lib/wine/wineserver)
+export WINEPREFIX="$prefix" WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml="
+
+"$wineserver" -k 2>/dev/null
+rm -rf "$prefix"
+mkdir -p "$prefix"
+if ! "$wine" wineboot -i >/dev/null 2>&1; then
+  echo "run-in-fresh-prefix: wineboot failed for $prefix" >&2
+  exit 1
+fi
+"$wineserver" -p
+"$wine" "$@"
+status=$?
+# Ends whatever the tests left running in the prefix (a service, a local server).
+"$wineserver" -k 2>/dev/null
+"$wineserver" -w 2>/dev/null
+[ "$status" -eq 0 ] && rm -rf "$prefix"
+exit "$status"
