@@ -26,6 +26,7 @@ const WinsockUser gWinsock;
 #else
 #include <arpa/inet.h>
 #include <netinet/in.h>
+#include <sys/select.h>
 #include <sys/socket.h>
 #include <unistd.h>
 using SocketHandle = int;
@@ -53,12 +54,33 @@ bool sendAll(SocketHandle s, const std::string& data) {
   return true;
 }
 
+// Waits in short slices so that a stopping server never hangs in a blocking call (under Wine,
+// shutting a socket down from another thread does not wake a blocked recv or accept).
+bool waitReadable(SocketHandle s, const std::atomic<bool>& stopping) {
+  while (!stopping) {
+    fd_set readable;
+    FD_ZERO(&readable);
+    FD_SET(s, &readable);
+    timeval slice{0, 50000};
+    const int ready = ::select(static_cast<int>(s) + 1, &readable, nullptr, nullptr, &slice);
+    if (ready < 0) return false;
+    if (ready > 0) return true;
+  }
+  return false;
+}
+
+int receiveSome(SocketHandle s, char* buffer, int size, const std::atomic<bool>& stopping) {
+  if (!waitReadable(s, stopping)) return -1;
+  return static_cast<int>(::recv(s, buffer, size, 0));
+}
+
 // Reads one request (headers, then Content-Length bytes). False when the peer closed.
-bool readRequest(SocketHandle s, std::string& pending, std::string& head, std::string& body) {
+bool readRequest(SocketHandle s, std::string& pending, std::string& head, std::string& body,
+                 const std::atomic<bool>& stopping) {
   char buffer[4096];
   std::size_t end;
   while ((end = pending.find("\r\n\r\n")) == std::string::npos) {
-    const int n = static_cast<int>(::recv(s, buffer, sizeof(buffer), 0));
+    const int n = receiveSome(s, buffer, sizeof(buffer), stopping);
     if (n <= 0) return false;
     pending.append(buffer, static_cast<std::size_t>(n));
   }
@@ -70,7 +92,7 @@ bool readRequest(SocketHandle s, std::string& pending, std::string& head, std::s
   if (const std::size_t at = lower.find("content-length:"); at != std::string::npos)
     length = static_cast<std::size_t>(std::stoul(head.substr(at + 15)));
   while (pending.size() < length) {
-    const int n = static_cast<int>(::recv(s, buffer, sizeof(buffer), 0));
+    const int n = receiveSome(s, buffer, sizeof(buffer), stopping);
     if (n <= 0) return false;
     pending.append(buffer, static_cast<std::size_t>(n));
   }
@@ -104,16 +126,10 @@ LoopbackServer::LoopbackServer() {
 }
 
 LoopbackServer::~LoopbackServer() {
+  // A client library may keep its idle connection pooled after its handles are gone (Wine's
+  // WinHTTP does, for half a minute); the workers notice the flag instead of waiting for it.
   mStopping = true;
-  // Wake the acceptor with one connection of our own, then close the listener.
-  const SocketHandle waker = ::socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  address.sin_port = htons(mPort);
-  ::connect(waker, reinterpret_cast<sockaddr*>(&address), sizeof(address));
   mAcceptor.join();
-  closeSocket(waker);
   closeSocket(handleOf(mListener));
   for (std::thread& worker : mWorkers) worker.join();
 }
@@ -137,12 +153,8 @@ bool LoopbackServer::nextStep(Step& step) {
 }
 
 void LoopbackServer::acceptLoop() {
-  for (;;) {
+  while (waitReadable(handleOf(mListener), mStopping)) {
     const SocketHandle client = ::accept(handleOf(mListener), nullptr, nullptr);
-    if (mStopping) {
-      closeSocket(client);
-      return;
-    }
     ++mConnections;
     mWorkers.emplace_back([this, client] { serve(static_cast<std::intptr_t>(client)); });
   }
@@ -151,7 +163,7 @@ void LoopbackServer::acceptLoop() {
 void LoopbackServer::serve(std::intptr_t clientValue) {
   const SocketHandle client = handleOf(clientValue);
   std::string pending, head, body;
-  while (!mStopping && readRequest(client, pending, head, body)) {
+  while (!mStopping && readRequest(client, pending, head, body, mStopping)) {
     {
       const std::lock_guard<std::mutex> lock(mMutex);
       mRequests.push_back(head.substr(0, head.find(" HTTP/")) + (body.empty() ? "" : " " + body));

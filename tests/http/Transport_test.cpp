@@ -57,13 +57,19 @@ TEST(Transport, FailuresBecomeTransportErrorsOfTheirKind) {
     Step step;
     std::vector<TransportErrorKind> kinds;  // the backends' words for a broken answer differ
   };
-  const std::vector<Case> cases = {
-      {{Step::Kind::CloseWithoutAnswer, 0, "", 0}, {TransportErrorKind::Dropped}},
-      {{Step::Kind::DelayThenAnswer, 200, "{}", 1500}, {TransportErrorKind::Timeout}},
-      {{Step::Kind::TruncatedBody, 200, R"({"partial":)", 0}, {TransportErrorKind::Dropped}},
-      {{Step::Kind::NotHttp, 0, "", 0}, {TransportErrorKind::Protocol, TransportErrorKind::Dropped}},
-      {{Step::Kind::EndlessBody, 0, "", 0}, {TransportErrorKind::Protocol}},
+  std::vector<Case> cases;
+  const auto add = [&cases](Step::Kind kind, std::string body, int delayMs, std::vector<TransportErrorKind> kinds) {
+    Step step;
+    step.kind = kind;
+    step.body = std::move(body);
+    step.delayMs = delayMs;
+    cases.push_back(Case{std::move(step), std::move(kinds)});
   };
+  add(Step::Kind::CloseWithoutAnswer, "", 0, {TransportErrorKind::Dropped});
+  add(Step::Kind::DelayThenAnswer, "{}", 1500, {TransportErrorKind::Timeout});
+  add(Step::Kind::TruncatedBody, R"({"partial":)", 0, {TransportErrorKind::Dropped});
+  add(Step::Kind::NotHttp, "", 0, {TransportErrorKind::Protocol, TransportErrorKind::Dropped});
+  add(Step::Kind::EndlessBody, "", 0, {TransportErrorKind::Protocol});
   for (const Case& c : cases) {
     LoopbackServer server;
     server.script(c.step);
