@@ -43,7 +43,7 @@ std::vector<std::string> pathSegments(const Poco::Net::HTTPServerRequest& reques
 
 void sendJson(Poco::Net::HTTPServerResponse& response, int status, const nlohmann::json& body) {
     const std::string text = body.dump();
-    response.setStatus(static_cast<Poco::Net::HTTPResponse::HTTPStatus>(status));
+    response.setStatusAndReason(static_cast<Poco::Net::HTTPResponse::HTTPStatus>(status));
     response.setContentType("application/json");
     response.setContentLength(static_cast<std::streamsize>(text.size()));
     response.send() << text;
@@ -70,7 +70,7 @@ int applyTransportFault(ArrayState& state, const FaultSpec& fault, Poco::Net::HT
     if (fault.malformed) {
         const int status = fault.status != 0 ? fault.status : 200;
         const std::string text = "<html><body>Internal Server Error</body></html>";
-        response.setStatus(static_cast<Poco::Net::HTTPResponse::HTTPStatus>(status));
+        response.setStatusAndReason(static_cast<Poco::Net::HTTPResponse::HTTPStatus>(status));
         response.setContentType("application/json");  // claims JSON, as a broken server would
         response.setContentLength(static_cast<std::streamsize>(text.size()));
         response.send() << text;

@@ -71,6 +71,7 @@ HttpServer::HttpServer(const Poco::Net::ServerSocket& socket, Handler handler, s
     params->setMaxThreads(kMaxThreads);
     params->setMaxQueued(64);
     params->setKeepAlive(true);
+    params->setMaxKeepAliveRequests(1000000);  // POCO's default of 0 turns keep-alive off
     params->setKeepAliveTimeout(Poco::Timespan(10, 0));
     params->setTimeout(Poco::Timespan(30, 0));
     // The handler factory is shared with POCO's connections and kept here to abort them on stop.

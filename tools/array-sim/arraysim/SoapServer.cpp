@@ -80,7 +80,9 @@ void SoapServer::run() {
     struct soap* context = mContext.get();
     while (!mStopping) {
         if (!soap_valid_socket(soap_accept(context))) continue;  // timeout: look at the flag again
-        if (soap_serve(context) != SOAP_OK && context->error != SOAP_STOP && context->error != SOAP_EOF) {
+        // A fault that was answered is no failure of the server; a broken request is worth a line.
+        const int result = soap_serve(context);
+        if (result != SOAP_OK && result != SOAP_FAULT && result != SOAP_STOP && result != SOAP_EOF) {
             std::cerr << "vantor-array-sim: SOAP request failed with gSOAP error " << context->error << '\n';
         }
         soap_destroy(context);

@@ -1,0 +1,170 @@
+// What an emulated host sees through the host channel: disks through logged-in targets, the
+// DSM record, iSCSI sessions, and the same answers over the control server's HTTP.
+
+#include "SimTestClient.h"
+
+#include "arraysim/Simulator.h"
+
+#include <Poco/Base64Decoder.h>
+#include <gtest/gtest.h>
+
+#include <map>
+#include <sstream>
+
+using nlohmann::json;
+
+namespace {
+
+constexpr const char* kHost = "iqn.1991-05.com.microsoft:host1";
+constexpr const char* kOtherHost = "iqn.1991-05.com.microsoft:host2";
+constexpr std::uint32_t kNotFound = 0xEFFF000B;
+
+// An independent reading of the version 1 record: serial -> address, in record order.
+std::vector<std::pair<std::string, std::string>> readDsm(const std::vector<std::uint8_t>& r) {
+    std::vector<std::pair<std::string, std::string>> entries;
+    EXPECT_GE(r.size(), 3u);
+    EXPECT_EQ(r[0], 1);
+    const std::size_t count = r[1] | (r[2] << 8);
+    std::size_t at = 3;
+    for (std::size_t i = 0; i < count; ++i) {
+        const std::size_t length = r.at(at) | (r.at(at + 1) << 8);
+        const std::string serial(reinterpret_cast<const char*>(&r.at(at + 2)));
+        const std::size_t ipAt = at + 2 + serial.size() + 1;
+        const std::size_t ipLength = r.at(ipAt) | (r.at(ipAt + 1) << 8);
+        const std::string ip = ipLength == 0 ? "" : std::string(reinterpret_cast<const char*>(&r.at(ipAt + 2)));
+        EXPECT_EQ(ipLength, ip.size());
+        EXPECT_EQ(length, 2 + serial.size() + 1 + 2 + (ip.empty() ? 0 : ip.size() + 1));
+        entries.emplace_back(serial, ip);
+        at += length;
+    }
+    EXPECT_EQ(at, r.size()) << "trailing bytes after the last entry";
+    return entries;
+}
+
+arraysim::VolumeSpec volume(const char* name, const char* scope, const char* initiator) {
+    arraysim::VolumeSpec spec;
+    spec.name = name;
+    spec.iscsiTargetScope = scope;
+    spec.acl = {{"iscsi", initiator}};
+    return spec;
+}
+
+class HostChannel : public ::testing::Test {
+protected:
+    void SetUp() override {
+        arraysim::GroupSpec spec;
+        spec.name = "grp-a";
+        group = sim.addGroup(spec);
+        volA = sim.addVolume(group.id, volume("vol-a", "volume", kHost));
+        volB = sim.addVolume(group.id, volume("vol-b", "group", kHost));
+        volC = sim.addVolume(group.id, volume("vol-c", "group", kOtherHost));
+    }
+    std::vector<std::string> diskSerials(const std::string& host) {
+        std::vector<std::string> serials;
+        for (const auto& d : sim.hostDisks(host)) serials.push_back(d["serial_number"]);
+        return serials;
+    }
+
+    arraysim::Simulator sim;
+    arraysim::GroupInfo group;
+    arraysim::VolumeInfo volA, volB, volC;
+};
+
+TEST_F(HostChannel, DisksAndDsmRecordFollowLoginsAndAcls) {
+    EXPECT_TRUE(sim.hostDisks(kHost).empty());
+    EXPECT_EQ(sim.hostDsmRecord(kHost), (std::vector<std::uint8_t>{1, 0, 0}));
+    EXPECT_EQ(sim.iscsiRefresh(kHost), 122u);
+
+    ASSERT_EQ(sim.iscsiLogin(kHost, group.targetName).status, 0u);
+    EXPECT_EQ(diskSerials(kHost), std::vector<std::string>{volB.serialNumber});  // vol-c is another host's
+    // A volume target is advertised only to initiators its ACL names.
+    EXPECT_EQ(sim.iscsiLogin(kOtherHost, volA.targetName).status, kNotFound);
+    EXPECT_EQ(sim.iscsiLogin(kHost, "iqn.2007-11.com.vantor:nothing").status, kNotFound);
+    const auto login = sim.iscsiLogin(kHost, volA.targetName, true, false);
+    ASSERT_EQ(login.status, 0u);
+
+    const json disks = sim.hostDisks(kHost);
+    ASSERT_EQ(disks.size(), 2u);
+    const json& a = disks[0];
+    EXPECT_EQ(a["serial_number"], volA.serialNumber);
+    EXPECT_EQ(a["vendor"], "Vantor");
+    EXPECT_EQ(a["product"], "Server");
+    EXPECT_EQ(a["revision"], "6.1");
+    EXPECT_EQ(a["eui64"], volA.vpdIeee0 + volA.vpdIeee1);
+    std::string t10;
+    for (std::size_t i = 0; i < a["vpd_t10"].get<std::string>().size(); i += 2) {
+        t10.push_back(static_cast<char>(std::stoi(a["vpd_t10"].get<std::string>().substr(i, 2), nullptr, 16)));
+    }
+    EXPECT_EQ(t10, volA.vpdT10);
+    EXPECT_NE(disks[0]["device"], disks[1]["device"]);
+    const std::string deviceOfB = disks[1]["device"];
+
+    const auto entries = readDsm(sim.hostDsmRecord(kHost));
+    ASSERT_EQ(entries.size(), 2u);
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        EXPECT_EQ(entries[i].first, disks[i]["serial_number"]);
+        EXPECT_EQ(entries[i].second, group.address);
+    }
+
+    // Offline hides a disk; the host keeps its session and its disk numbers.
+    simtest::RestClient rest(group.address, group.restPort);
+    ASSERT_EQ(rest.login().status, 201);
+    ASSERT_EQ(rest.rest("PUT", "/v1/volumes/" + volA.id, {{"data", {{"online", false}}}, {"force", false}}).code(),
+              "SM_ebusy");
+    EXPECT_EQ(sim.iscsiLogout(kHost, login.sessionId), 0u);
+    EXPECT_EQ(sim.iscsiLogout(kHost, login.sessionId), kNotFound);
+    EXPECT_EQ(diskSerials(kHost), std::vector<std::string>{volB.serialNumber});
+    EXPECT_EQ(sim.hostDisks(kHost)[0]["device"], deviceOfB);
+    EXPECT_EQ(sim.hostSessions(kHost).size(), 1u);
+}
+
+TEST_F(HostChannel, OnlineSnapshotsAppearBehindTheirTarget) {
+    ASSERT_EQ(sim.iscsiLogin(kHost, group.targetName).status, 0u);
+    simtest::RestClient rest(group.address, group.restPort);
+    ASSERT_EQ(rest.login().status, 201);
+    const auto created = rest.rest("POST", "/v1/snapshots/bulk_create",
+                                   {{"data", {{"snap_vol_list", {{{"vol_id", volB.id}, {"snap_name", "s"}},
+                                                                 {{"vol_id", volA.id}, {"snap_name", "s"}}}}}}});
+    ASSERT_EQ(created.status, 201);
+    const json snapB = created.json()["data"]["snap_list"][0];
+    const json snapA = created.json()["data"]["snap_list"][1];
+    EXPECT_EQ(diskSerials(kHost).size(), 1u);  // offline snapshots are not presented
+
+    ASSERT_EQ(rest.rest("PUT", "/v1/snapshots/" + snapB["id"].get<std::string>(), {{"data", {{"online", true}}}}).status, 200);
+    EXPECT_EQ(diskSerials(kHost), (std::vector<std::string>{volB.serialNumber, snapB["serial_number"]}));
+
+    // A volume-scoped snapshot has a target of its own: offered once online, then logged in.
+    EXPECT_EQ(sim.iscsiLogin(kHost, snapA["target_name"]).status, kNotFound);
+    ASSERT_EQ(rest.rest("PUT", "/v1/snapshots/" + snapA["id"].get<std::string>(), {{"data", {{"online", true}}}}).status, 200);
+    ASSERT_EQ(sim.iscsiLogin(kHost, snapA["target_name"]).status, 0u);
+    EXPECT_EQ(diskSerials(kHost).size(), 3u);
+}
+
+TEST_F(HostChannel, LoginFaultsAndTheHttpChannel) {
+    arraysim::FaultSpec fault;
+    fault.group = group.id;
+    fault.op = "iscsi_login";
+    fault.status = static_cast<int>(0xEFFF0002u);  // login failed
+    sim.injectFault(fault);
+
+    simtest::Client http("127.0.0.1", sim.controlPort(), false);
+    const std::string base = std::string("/host/") + kHost;
+    const json loginBody = {{"target_name", volA.targetName}, {"header_digest", false}, {"data_digest", false}};
+    EXPECT_EQ(http.call("POST", base + "/iscsi/login", loginBody).json(), (json{{"status", 0xEFFF0002u}}));
+    const json ok = http.call("POST", base + "/iscsi/login", loginBody).json();
+    ASSERT_EQ(ok["status"], 0);
+    EXPECT_EQ(sim.requestCount(group.id, "iscsi_login"), 2);
+
+    EXPECT_EQ(http.call("GET", base + "/disks").json(), sim.hostDisks(kHost));
+    EXPECT_EQ(http.call("GET", base + "/iscsi/sessions").json(),
+              (json{{{"session_id", ok["session_id"]}, {"target_name", volA.targetName}, {"connections", 1}}}));
+    std::istringstream encoded(http.call("GET", base + "/dsm").json()["record"].get<std::string>());
+    Poco::Base64Decoder decoder(encoded);
+    const std::string decoded((std::istreambuf_iterator<char>(decoder)), std::istreambuf_iterator<char>());
+    EXPECT_EQ(std::vector<std::uint8_t>(decoded.begin(), decoded.end()), sim.hostDsmRecord(kHost));
+    EXPECT_EQ(http.call("POST", base + "/iscsi/refresh").json(), (json{{"status", 122}}));
+    EXPECT_EQ(http.call("POST", base + "/iscsi/logout", {{"session_id", ok["session_id"]}}).json(), (json{{"status", 0}}));
+    EXPECT_EQ(http.call("POST", base + "/iscsi/login", json::object()).status, 400);
+}
+
+}  // namespace
