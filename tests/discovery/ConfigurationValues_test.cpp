@@ -79,16 +79,13 @@ TEST_F(Configuration, DwordValuesKeepTheirTypeRestrictionAndDefaults) {
   const Case cases[] = {
       {"digest policy", discovery::ReadIscsiGlobalDigestPolicy, config + "\"ISCSIGlobalDigestPolicy\"=dword:00000003\n", 3},
       {"digest policy absent", discovery::ReadIscsiGlobalDigestPolicy, config, 0},
-      {"digest policy without its key", discovery::ReadIscsiGlobalDigestPolicy, kProduct, 0},
       {"digest policy as text", discovery::ReadIscsiGlobalDigestPolicy, config + "\"ISCSIGlobalDigestPolicy\"=\"3\"\n", 0},
       {"digest policy of no bytes", discovery::ReadIscsiGlobalDigestPolicy, config + "\"ISCSIGlobalDigestPolicy\"=hex(4):\n", 0},
       {"discovery off", disabled, config + "\"DisableAutomaticGroupDiscovery\"=dword:00000001\n", 1},
       {"discovery 2 stays on", disabled, config + "\"DisableAutomaticGroupDiscovery\"=dword:00000002\n", 0},
-      {"discovery 0 stays on", disabled, config + "\"DisableAutomaticGroupDiscovery\"=dword:00000000\n", 0},
       {"discovery \"1\" stays on", disabled, config + "\"DisableAutomaticGroupDiscovery\"=\"1\"\n", 0},
       {"discovery of no bytes stays on", disabled, config + "\"DisableAutomaticGroupDiscovery\"=hex(4):\n", 0},
       {"no additional volume", discovery::ReadNoAdditionalVolumeInSnapshot, config + "\"NoAdditionalVolumeInSnapshot\"=dword:00000007\n", 7},
-      {"no additional volume as binary", discovery::ReadNoAdditionalVolumeInSnapshot, config + "\"NoAdditionalVolumeInSnapshot\"=hex:01,00,00,00\n", 0},
       {"skip version check", discovery::ReadSkipVersionCheck, config + "\"SkipVersionCheck\"=dword:00000001\n", 1},
       // The switch lives under the configuration key, not the product key.
       {"skip version check misplaced", discovery::ReadSkipVersionCheck, std::string(kProduct) + "\"SkipVersionCheck\"=dword:00000001\n", 0},
@@ -194,9 +191,6 @@ TEST_F(Configuration, VersionBoundsAndProfileValues) {
   EXPECT_EQ(discovery::ReadMinArrayVerSupported(), "4.1.0.0-123-opt");
   EXPECT_EQ(discovery::ReadMaxArrayVerSupported(), std::nullopt);
   EXPECT_TRUE(Has(NewLines(), "WARN ", "MaxArrayVerSupported under SOFTWARE\\Vantor Storage cannot be read (error 234)"));
-  Load(std::string(kProduct) + "\"MaxArrayVerSupported\"=dword:00000006\n");
-  EXPECT_EQ(discovery::ReadMinArrayVerSupported(), std::nullopt);
-  EXPECT_EQ(discovery::ReadMaxArrayVerSupported(), std::nullopt);
 
   const std::string path = discovery::ProfileKeyPath("backup profile");
   EXPECT_EQ(path, "SOFTWARE\\Vantor Storage\\Configuration\\GrpMgmtProfileList\\backup profile");
@@ -218,7 +212,6 @@ TEST_F(Configuration, VersionBoundsAndProfileValues) {
   EXPECT_EQ(discovery::ReadProfileUserName(path, user), ERROR_MORE_DATA);
   EXPECT_EQ(user, "kept");
   EXPECT_EQ(discovery::ReadProfilePassword(path, password), ERROR_UNSUPPORTED_TYPE);
-  EXPECT_EQ(discovery::ReadProfileCreatedBy(path, creator), ERROR_FILE_NOT_FOUND);
   EXPECT_EQ(discovery::ReadProfileGroupMgmtIP(discovery::ProfileKeyPath("nobody"), ip), ERROR_FILE_NOT_FOUND);
 }
 

@@ -1,7 +1,7 @@
 #include "platform/emulated/RegTree.h"
 
 #include <algorithm>
-#include <functional>
+#include <cstdint>
 
 namespace platform::regfile {
 namespace {
