@@ -136,8 +136,12 @@ HRESULT CVaVssHwProvider::FillInLunInfo(VSS_PWSZ wszDeviceName, VDS_LUN_INFORMAT
       *pbIsSupported = FALSE;
       return S_OK;
     }
+    // A LUN that LocateLuns exposed is a snapshot: the arrays know it among their snapshots,
+    // not their volumes.
+    const bool exposedSnapshot = std::any_of(mLocatedLuns.begin(), mLocatedLuns.end(),
+                                             [&](const auto& located) { return located == identity; });
     SerialLocation location;
-    if (!FindSerialOnArrays(serial, false, location)) {
+    if (!FindSerialOnArrays(serial, exposedSnapshot, location)) {
       VA_LOG(MSG_ERROR, L"** LUN with serial # %S not found on array.. local system name is %s", serial, deviceName);
       *pbIsSupported = FALSE;
       return S_OK;

@@ -91,7 +91,8 @@ const arraysim::VolumeInfo& EmulatedHostFixture::Volume(const std::string& name)
 }
 
 nlohmann::json EmulatedHostFixture::VolumeState(const std::string& name) const {
-  for (const auto& g : sim_->state()["groups"])
+  const nlohmann::json state = sim_->state();  // the loop must not run over a temporary
+  for (const auto& g : state["groups"])
     for (const auto& v : g["volumes"])
       if (v["name"] == name) return v;
   return {};
@@ -99,7 +100,8 @@ nlohmann::json EmulatedHostFixture::VolumeState(const std::string& name) const {
 
 std::size_t EmulatedHostFixture::SnapshotCount() const {
   std::size_t n = 0;
-  for (const auto& g : sim_->state()["groups"]) n += g["snapshots"].size();
+  const nlohmann::json state = sim_->state();
+  for (const auto& g : state["groups"]) n += g["snapshots"].size();
   return n;
 }
 

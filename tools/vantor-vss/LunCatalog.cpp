@@ -23,6 +23,8 @@ std::vector<provider::LunIdentifier> QueryIdentifiers(const std::wstring& device
       std::span<const std::uint8_t>(buffer.data(), std::min<std::size_t>(returned, buffer.size())));
   std::vector<provider::LunIdentifier> ids;
   for (const auto& id : walk.identifiers) {
+    // VSS describes the logical unit: identifiers of the target port are not the LUN's.
+    if (id.association != platform::StorageIdAssocDevice) continue;
     ids.push_back({static_cast<VDS_STORAGE_IDENTIFIER_CODE_SET>(id.codeSet), static_cast<VDS_STORAGE_IDENTIFIER_TYPE>(id.type),
                    std::vector<std::uint8_t>(id.identifier.begin(), id.identifier.end())});
   }
