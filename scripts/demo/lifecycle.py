@@ -124,9 +124,8 @@ def main():
             commit = created["commit_ms"]
             print(f"  commit took {commit:.1f} ms of the 10 s hold-writes window")
             snaps = {s["source_serial"]: s for s in created["snapshots"]}
-            on_array = demo.snapshots()
-            print(f"  snapshots on the arrays now: {len(on_array)} "
-                  "(vm-disk-2 is snapshotted with vm-disk-1: one virtual-volume collection)")
+            for s in demo.snapshots():
+                print(f"  on the array: snapshot {s['name']} of {s['vol_name']}, serial {s['serial_number']}")
             sql_snap = snaps[vols["sql-data"]["serial_number"]]["snapshot_serial"]
             vm_snap = snaps[vols["vm-disk-1"]["serial_number"]]["snapshot_serial"]
 
