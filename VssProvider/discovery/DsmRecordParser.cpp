@@ -1,6 +1,7 @@
 #include "discovery/DsmRecordParser.h"
 
 #include <algorithm>
+#include <stdexcept>
 
 namespace discovery {
 namespace {
@@ -14,6 +15,7 @@ std::uint16_t ReadU16(std::span<const std::uint8_t> bytes, std::size_t at) {
 }
 
 void PutU16(std::vector<std::uint8_t>& out, std::size_t value) {
+  if (value > 0xFFFF) throw std::length_error("DSM record field exceeds 16 bits");
   out.push_back(static_cast<std::uint8_t>(value & 0xFF));
   out.push_back(static_cast<std::uint8_t>((value >> 8) & 0xFF));
 }

@@ -1,6 +1,7 @@
 #include "platform/StorageDeviceDescriptors.h"
 
 #include <algorithm>
+#include <stdexcept>
 
 namespace platform {
 namespace {
@@ -96,6 +97,7 @@ std::vector<std::uint8_t> BuildStorageDeviceIdDescriptor(const std::vector<Stora
   for (const auto& id : identifiers) {
     const std::size_t start = out.size();
     const std::size_t record = (kStorageIdentifierHeaderSize + id.identifier.size() + 3) & ~std::size_t{3};
+    if (record > 0xFFFF) throw std::length_error("storage identifier too large for its 16-bit fields");
     out.resize(start + record, 0);
     PutU32(out, start, id.codeSet);
     PutU32(out, start + 4, id.type);

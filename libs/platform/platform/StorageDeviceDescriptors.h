@@ -65,7 +65,8 @@ struct StorageIdentifierSpec {
   std::vector<std::uint8_t> identifier;
 };
 
-// A well-formed descriptor (version 1, records 4-byte aligned) holding `identifiers`.
+// A well-formed descriptor (version 1, records 4-byte aligned) holding `identifiers`; throws
+// std::length_error for an identifier too large for the record's 16-bit fields.
 std::vector<std::uint8_t> BuildStorageDeviceIdDescriptor(const std::vector<StorageIdentifierSpec>& identifiers);
 
 // STORAGE_DEVICE_DESCRIPTOR (StorageDeviceProperty): fills the vendor, product, revision and
