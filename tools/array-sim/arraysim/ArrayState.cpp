@@ -272,6 +272,11 @@ int ArrayState::connectionCount(const std::string& groupId) const {
     return mLog.connections(groupId);
 }
 
+double ArrayState::accountedMs(const std::string& groupId) const {
+    const std::scoped_lock lock(mMutex);
+    return mLog.accountedMs(groupId);
+}
+
 // ---- request bookkeeping ------------------------------------------------------------------
 
 RequestTicket ArrayState::beginRequest(const std::string& groupId, const std::string& op,

@@ -49,6 +49,7 @@ public:
     void resetLog();
     int requestCount(const std::string& groupId, const std::string& op) const;
     int connectionCount(const std::string& groupId) const;
+    double accountedMs(const std::string& groupId) const;
 
     // Request bookkeeping of the servers.
     RequestTicket beginRequest(const std::string& groupId, const std::string& op,

@@ -20,6 +20,13 @@ void RequestLog::finish(std::uint64_t ticket, int status, bool injected) {
     if (it == mEntries.end() || it->ticket != ticket) return;
     it->status = status;
     it->injected = injected;
+    it->ms = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - it->arrived).count();
+    mAccountedMs[it->group] += it->ms;
+}
+
+double RequestLog::accountedMs(const std::string& groupId) const {
+    const auto it = mAccountedMs.find(groupId);
+    return it == mAccountedMs.end() ? 0.0 : it->second;
 }
 
 void RequestLog::countConnection(const std::string& groupId) { ++mConnections[groupId]; }
@@ -38,12 +45,14 @@ void RequestLog::reset() {
     mEntries.clear();
     mCounts.clear();
     mConnections.clear();
+    mAccountedMs.clear();
 }
 
 nlohmann::json RequestLog::toJson() const {
     nlohmann::json groups = nlohmann::json::object();
     for (const auto& [key, n] : mCounts) groups[key.first]["counts"][key.second] = n;
     for (const auto& [group, n] : mConnections) groups[group]["connections"] = n;
+    for (const auto& [group, ms] : mAccountedMs) groups[group]["accounted_ms"] = ms;
     for (auto& [group, entry] : groups.items()) {
         if (!entry.contains("counts")) entry["counts"] = nlohmann::json::object();
         if (!entry.contains("connections")) entry["connections"] = 0;
@@ -51,7 +60,7 @@ nlohmann::json RequestLog::toJson() const {
     nlohmann::json requests = nlohmann::json::array();
     for (const auto& e : mEntries) {
         requests.push_back({{"group", e.group}, {"op", e.op}, {"method", e.method}, {"path", e.path},
-                            {"status", e.status}, {"injected", e.injected}});
+                            {"status", e.status}, {"injected", e.injected}, {"ms", e.ms}});
     }
     return {{"groups", groups}, {"requests", requests}};
 }

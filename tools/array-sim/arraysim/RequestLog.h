@@ -1,4 +1,5 @@
 #pragma once
+#include <chrono>
 // What the groups were asked: per group and operation counts, the requests in arrival order and
 // the TCP connections each group's REST server accepted. Not locked: the array state owns one
 // and guards it with its mutex.
@@ -23,6 +24,9 @@ public:
     void countConnection(const std::string& groupId);
     int count(const std::string& groupId, const std::string& op) const;
     int connections(const std::string& groupId) const;
+    // Milliseconds the group spent on finished requests, from arrival to answer (injected delays
+    // included): what a benchmark subtracts from a client's wall time to get the client's own.
+    double accountedMs(const std::string& groupId) const;
     void reset();
     nlohmann::json toJson() const;
 
@@ -35,6 +39,8 @@ private:
         std::string path;
         int status = 0;
         bool injected = false;
+        std::chrono::steady_clock::time_point arrived = std::chrono::steady_clock::now();
+        double ms = 0;
     };
     static constexpr std::size_t kMaxEntries = 20000;  // counts stay exact beyond this
 
@@ -42,6 +48,7 @@ private:
     std::deque<Entry> mEntries;
     std::map<std::pair<std::string, std::string>, int> mCounts;
     std::map<std::string, int> mConnections;
+    std::map<std::string, double> mAccountedMs;
 };
 
 }  // namespace arraysim

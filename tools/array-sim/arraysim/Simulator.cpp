@@ -198,6 +198,7 @@ int Simulator::requestCount(const std::string& groupId, const std::string& op) c
     return mImpl->state().requestCount(groupId, op);
 }
 int Simulator::connectionCount(const std::string& groupId) const { return mImpl->state().connectionCount(groupId); }
+double Simulator::accountedMs(const std::string& groupId) const { return mImpl->state().accountedMs(groupId); }
 
 nlohmann::json Simulator::hostDisks(const std::string& initiator) const { return mImpl->state().hostDisks(initiator); }
 std::vector<std::uint8_t> Simulator::hostDsmRecord(const std::string& initiator) const {

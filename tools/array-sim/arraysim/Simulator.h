@@ -137,6 +137,8 @@ public:
     // connections the group's REST server accepted since the last reset.
     int requestCount(const std::string& groupId, const std::string& op) const;
     int connectionCount(const std::string& groupId) const;
+    // Milliseconds the group spent answering since the last reset (injected delays included).
+    double accountedMs(const std::string& groupId) const;
 
     // The host channel in C++ (the same answers as GET/POST /host/INITIATOR/...). Login and
     // logout meet the iscsi_login/iscsi_logout faults of the target's group (status and delay).
