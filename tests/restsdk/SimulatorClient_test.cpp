@@ -1,0 +1,270 @@
+// The client against the array simulator over real HTTPS on loopback: the operations of a
+// shadow copy's life, sessions, keep-alive, and the simulator's injected faults. The same
+// tests run natively (in-process simulator, POCO) and under Wine (native simulator, WinHTTP).
+#include <gtest/gtest.h>
+
+#include <chrono>
+
+#include "SimulatorControl.h"
+#include "restsdk/RestSdk.h"
+
+namespace restsdk_test {
+namespace {
+
+using nlohmann::json;
+using namespace VantorStorage::WS;
+
+class ClientAgainstSimulator : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    std::string whyNot;
+    sim = SimulatorControl::open(whyNot);
+    if (!sim) GTEST_SKIP() << whyNot;
+    ApiLibrary::getInstance().initialize("", nullptr, "restsdk-tests", false);
+    group = sim->addGroup();
+    client = makeClient();
+  }
+
+  std::unique_ptr<Client> makeClient(bool acceptSelfSigned = true) const {
+    return std::make_unique<Client>(group.address, group.restPort, ApiLibrary::getInstance(), acceptSelfSigned, "", -1);
+  }
+
+  json addVolume(const std::string& name, const json& extra = json::object()) {
+    json spec = {{"name", name}, {"size", 2048}, {"acl", {{{"access_protocol", "iscsi"}, {"initiator_name", "iqn.h"}}}}};
+    spec.update(extra);
+    return sim->addVolume(group.id, spec);
+  }
+
+  json groupState() {
+    const json state = sim->state();
+    for (const json& g : state.at("groups")) {
+      if (g.at("id") == group.id) return g;
+    }
+    throw std::runtime_error("group vanished");
+  }
+
+  static std::shared_ptr<v1::GetParams> anyOf(const std::string& field, const std::vector<std::string>& values,
+                                              std::initializer_list<const char*> fields) {
+    auto params = std::make_shared<v1::GetParams>();
+    auto filter = std::make_shared<v1::SearchFilter>(v1::SearchFilter::FilterList{}, v1::OPERATOR_OR);
+    for (const auto& value : values) filter->addFilter(std::make_shared<v1::SearchFilter>(field, v1::OPERATOR_EQUALS, value));
+    params->setSearchFilter(filter);
+    for (const char* name : fields) params->getAttributeSelector().addAttribute(name);
+    return params;
+  }
+
+  std::unique_ptr<SimulatorControl> sim;
+  SimGroup group;
+  std::unique_ptr<Client> client;
+};
+
+TEST_F(ClientAgainstSimulator, SnapshotSetLifeRunsOverOneKeptConnection) {
+  const json data = addVolume("data");
+  const json logs = addVolume("logs");
+  client->authenticate(AuthInfo("admin", "s3cret"));
+  const auto factory = client->getV1ObjectSetFactory();
+
+  const auto found = factory->getVolumeObjectSet()->getObjectList(
+      anyOf("serial_number", {data.at("serial_number")}, {"id", "name", "serial_number", "vpd_t10", "vpd_ieee0",
+                                                          "vpd_ieee1", "access_control_records", "target_name"}));
+  ASSERT_EQ(found->size(), 1u);
+  const v1::Volume& volume = *found->front();
+  EXPECT_EQ(volume.getId(), data.at("id"));
+  EXPECT_EQ(volume.getVpdT10(), data.at("vpd_t10"));
+  EXPECT_EQ(volume.getVpdIeee0().size(), 8u);
+  EXPECT_EQ(volume.getAccessControlRecords()->front()->getAccessProtocol(), "iscsi");
+  EXPECT_THROW(volume.getSize(), AttributeNotSetException);  // not asked for
+
+  auto metadata = std::make_shared<v1::VsKeyValueList>();
+  metadata->push_back(std::make_shared<v1::VsKeyValue>("vss_vs_snapshot_set_id", "{set-1}"));
+  v1::VsSnapVolList entries;
+  for (const json* v : {&logs, &data}) {
+    auto entry = std::make_shared<v1::VsSnapVol>();
+    entry->setVolId(v->at("id"));
+    entry->setSnapName("{set-1}");
+    entry->setOnline(false);
+    entry->setWritable(false);
+    entry->setMetadata(metadata);
+    entries.push_back(entry);
+  }
+  const auto created = factory->getSnapshotObjectSet()->bulkCreate(entries)->getSnapList();
+  ASSERT_EQ(created->size(), 2u);
+  EXPECT_EQ(created->at(0)->getVolId(), logs.at("id"));
+  EXPECT_EQ(created->at(1)->getVolName(), "data");
+  EXPECT_FALSE(created->at(0)->getOnline());
+
+  const auto again = factory->getSnapshotObjectSet()->getObjectList(
+      anyOf("id", {created->at(1)->getId(), created->at(0)->getId()}, {"id", "vol_id", "serial_number"}));
+  EXPECT_EQ(again->size(), 2u);
+
+  const std::string snapId = created->at(1)->getId();
+  v1::Snapshot online;
+  online.setOnline(true);
+  EXPECT_TRUE(factory->getSnapshotObjectSet()->updateObject(snapId, online)->getOnline());
+  try {
+    factory->getSnapshotObjectSet()->updateObject(snapId, online);
+    ADD_FAILURE() << "onlined twice";
+  } catch (const GroupMgmtServerException& e) {
+    EXPECT_EQ(e.getHttpStatus(), 409);
+    ASSERT_FALSE(e.getMessages().empty());
+    EXPECT_EQ(e.getMessages()[0].getCode(), "SM_ealready");
+  }
+  try {
+    factory->getSnapshotObjectSet()->deleteObject(snapId);
+    ADD_FAILURE() << "deleted an online snapshot";
+  } catch (const GroupMgmtServerException& e) {
+    EXPECT_EQ(e.getMessages().at(0).getCode(), "SM_ebusy");
+  }
+  v1::Snapshot offline;
+  offline.setOnline(false);
+  factory->getSnapshotObjectSet()->updateObject(snapId, offline);
+  factory->getSnapshotObjectSet()->deleteObject(snapId);
+  factory->getDebugLogObjectSet()->createObject(v1::DebugLog("set {set-1} committed", "info"));
+
+  const json state = groupState();
+  EXPECT_EQ(state.at("snapshots").size(), 1u);
+  EXPECT_EQ(state.at("debug_log").back().at("message"), "set {set-1} committed");
+  // Login, search, bulk create, search, four updates/deletes that answered, log: one connection.
+  EXPECT_EQ(sim->connections(group.id), 1);
+
+  client->logout();
+  EXPECT_TRUE(groupState().at("sessions").empty());
+}
+
+TEST_F(ClientAgainstSimulator, RestoreReplacesTheOfflineVolumesData) {
+  const json data = addVolume("data");
+  const json vvol = addVolume("vvol-1", {{"agent_type", "vvol"},
+                                         {"metadata", {{{"key", "vp_vs_VAN_VIRTUAL_DEVICE_ID"}, {"value", "abc123"}}}}});
+  client->authenticate(AuthInfo("admin", "s3cret"));
+  const auto volumes = client->getV1ObjectSetFactory()->getVolumeObjectSet();
+  const auto snapshots = client->getV1ObjectSetFactory()->getSnapshotObjectSet();
+
+  auto byMetadata = std::make_shared<v1::GetParams>();
+  byMetadata->setSearchFilter(std::make_shared<v1::SearchFilter>(
+      v1::SearchFilter::FilterList{
+          std::make_shared<v1::SearchFilter>("agent_type", v1::OPERATOR_EQUALS, "vvol"),
+          std::make_shared<v1::SearchFilter>("metadata.vp_vs_VAN_VIRTUAL_DEVICE_ID", v1::OPERATOR_EQUALS, "abc123")},
+      v1::OPERATOR_AND));
+  byMetadata->getAttributeSelector().addAttribute("id");
+  byMetadata->getAttributeSelector().addAttribute("metadata");
+  const auto vvols = volumes->getObjectList(byMetadata);
+  ASSERT_EQ(vvols->size(), 1u);
+  EXPECT_EQ(vvols->front()->getId(), vvol.at("id"));
+  EXPECT_EQ(vvols->front()->getMetadata()->front()->getValue(), "abc123");
+
+  auto entry = std::make_shared<v1::VsSnapVol>();
+  entry->setVolId(data.at("id"));
+  entry->setSnapName("before-write");
+  const std::string snapId = snapshots->bulkCreate({entry})->getSnapList()->front()->getId();
+  sim->call("POST", "/control/volumes/" + data.at("id").get<std::string>() + "/write");
+
+  try {
+    volumes->restore(data.at("id"), snapId);
+    ADD_FAILURE() << "restored an online volume";
+  } catch (const GroupMgmtServerException& e) {
+    EXPECT_EQ(e.getMessages().at(0).getCode(), "SM_ebusy");
+  }
+  v1::Volume offline;
+  offline.setOnline(false);
+  EXPECT_FALSE(volumes->updateObject(data.at("id"), offline, true)->getOnline());
+  EXPECT_EQ(volumes->restore(data.at("id"), snapId)->getId(), data.at("id"));
+
+  const json state = groupState();
+  const json& snapshot = state.at("snapshots").at(0);
+  for (const json& v : state.at("volumes")) {
+    if (v.at("id") == data.at("id")) {
+      EXPECT_EQ(v.at("data_version"), snapshot.at("data_version"));
+    }
+  }
+}
+
+TEST_F(ClientAgainstSimulator, SessionsExpireAndWrongPasswordsAreRefused) {
+  try {
+    client->authenticate(AuthInfo("admin", "wrong"));
+    ADD_FAILURE() << "logged in with a wrong password";
+  } catch (const GroupMgmtServerException& e) {
+    EXPECT_EQ(e.getHttpStatus(), 401);
+    EXPECT_EQ(e.getMessages().at(0).getCode(), "SM_http_unauthorized");
+  }
+  client->authenticate(AuthInfo("admin", "s3cret"));
+  const auto groups = client->getV1ObjectSetFactory()->getGroupObjectSet();
+  v1::GetParams params;
+  params.getAttributeSelector().addAttribute("id");
+  params.getAttributeSelector().addAttribute("version_current");
+  const auto answer = groups->getObjectList(params);
+  ASSERT_EQ(answer->size(), 1u);
+  EXPECT_EQ(answer->front()->getId(), group.id);
+  EXPECT_EQ(answer->front()->getVersionCurrent(), "6.1.0.0");
+
+  sim->expireSessions(group.id);
+  try {
+    groups->getObjectList(params);
+    ADD_FAILURE() << "an expired session was accepted";
+  } catch (const GroupMgmtServerException& e) {
+    EXPECT_EQ(e.getHttpStatus(), 401);
+    EXPECT_EQ(e.getMessages().at(0).getCode(), "SM_http_unauthorized");
+  }
+  client->authenticate(AuthInfo("admin", "s3cret"));
+  EXPECT_EQ(groups->getObjectList(params)->size(), 1u);
+}
+
+TEST_F(ClientAgainstSimulator, InjectedFaultsBecomeExceptionsWithClearTexts) {
+  client->authenticate(AuthInfo("admin", "s3cret"));
+  client->setReceiveTimeout(700);
+  const auto groups = client->getV1ObjectSetFactory()->getGroupObjectSet();
+  const v1::GetParams params;
+
+  sim->injectFault({{"group", group.id}, {"op", "search:groups"}, {"status", 503}, {"code", "SM_unavailable"},
+                    {"text", "busy"}});
+  try {
+    groups->getObjectList(params);
+    ADD_FAILURE() << "503 accepted";
+  } catch (const GroupMgmtServerException& e) {
+    EXPECT_EQ(e.getHttpStatus(), 503);
+    EXPECT_EQ(e.getMessages().at(0).getCode(), "SM_unavailable");
+    EXPECT_NE(std::string(e.what()).find("SM_unavailable (busy)"), std::string::npos) << e.what();
+  }
+
+  struct Case {
+    json fault;
+    const char* inWhat;
+  };
+  const std::vector<Case> cases = {
+      {{{"malformed", true}, {"status", 500}}, "HTTP status 500: the answer carried no error messages"},
+      {{{"malformed", true}}, "the body is not JSON"},
+      {{{"drop", true}}, "connection"},
+      {{{"delay_ms", 2500}}, "timed out"},
+  };
+  for (const Case& c : cases) {
+    json fault = c.fault;
+    fault["group"] = group.id;
+    fault["op"] = "search:groups";
+    sim->injectFault(fault);
+    const auto started = std::chrono::steady_clock::now();
+    try {
+      groups->getObjectList(params);
+      ADD_FAILURE() << "accepted " << fault.dump();
+    } catch (const ApiException& e) {
+      EXPECT_NE(std::string(e.what()).find(c.inWhat), std::string::npos) << e.what();
+    }
+    EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::milliseconds(2000)) << fault.dump();
+  }
+  // After all that the session and the client still work.
+  EXPECT_EQ(groups->getObjectList(params)->size(), 1u);
+}
+
+TEST_F(ClientAgainstSimulator, VerifyingClientRejectsTheSelfSignedCertificate) {
+  const auto verifying = makeClient(/*acceptSelfSigned=*/false);
+  try {
+    verifying->authenticate(AuthInfo("admin", "s3cret"));
+    ADD_FAILURE() << "a self-signed certificate passed verification";
+  } catch (const GroupMgmtServerException& e) {
+    ADD_FAILURE() << "not a TLS failure: " << e.what();
+  } catch (const ApiException& e) {
+    EXPECT_NE(std::string(e.what()).find("TLS"), std::string::npos) << e.what();
+  }
+  EXPECT_EQ(sim->requests(group.id, "tokens"), 0);
+}
+
+}  // namespace
+}  // namespace restsdk_test
