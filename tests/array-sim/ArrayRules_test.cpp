@@ -173,6 +173,38 @@ TEST_F(ArrayRules, SearchFiltersAndAnswersOnlyAskedFields) {
     EXPECT_EQ(client->rest("POST", "/v1/volumes/search", {{"filter", {{"operator", "like"}}}}).code(), "SM_invalid_arg");
 }
 
+TEST_F(ArrayRules, MalformedRequestsAreRefusedWithoutSideEffects) {
+    struct Case {
+        const char* what;
+        const char* method;
+        std::string path;
+        std::string body;
+        int status;
+    };
+    const Case cases[] = {
+        {"not JSON", "POST", "/v1/snapshots/bulk_create", "{\"data\": [", 400},
+        // Valid JSON in a member the search ignores: only the depth is wrong.
+        {"nested too deeply", "POST", "/v1/volumes/search",
+         "{\"x\":" + std::string(100, '[') + std::string(100, ']') + "}", 400},
+        {"data missing", "PUT", "/v1/volumes/" + volA.id, "{}", 400},
+        {"online not a boolean", "PUT", "/v1/volumes/" + volA.id, R"({"data":{"online":"no"}})", 400},
+        {"snap_vol_list not a list", "POST", "/v1/snapshots/bulk_create", R"({"data":{"snap_vol_list":{}}})", 400},
+        {"restore without snapshot", "POST", "/v1/volumes/" + volA.id + "/actions/restore", R"({"data":{}})", 400},
+        {"unknown level", "POST", "/v1/debug_log", R"({"data":{"message":"m","level":"loud"}})", 400},
+        {"unknown volume", "PUT", "/v1/volumes/06nosuch", R"({"data":{"online":false}})", 404},
+        {"unknown route", "GET", "/v1/volumes", "", 404},
+    };
+    for (const auto& c : cases) {
+        const auto reply = client->callText(c.method, c.path, c.body, client->token);
+        EXPECT_EQ(reply.status, c.status) << c.what << ": " << reply.text;
+        EXPECT_FALSE(reply.code().empty()) << c.what;
+    }
+    const json state = groupState();
+    EXPECT_TRUE(state["snapshots"].empty());
+    EXPECT_EQ(state["volumes"][0]["online"], true);
+    EXPECT_TRUE(state["debug_log"].empty());
+}
+
 TEST_F(ArrayRules, SessionsNeedValidUnexpiredTokens) {
     simtest::RestClient other(group.address, group.restPort);
     EXPECT_EQ(other.login("admin", "wrong").code(), "SM_http_unauthorized");

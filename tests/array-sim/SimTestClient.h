@@ -43,9 +43,12 @@ public:
     // Throws Poco::Exception when the connection ends without an answer.
     Reply call(const std::string& method, const std::string& path, const nlohmann::json& body = nullptr,
                const std::string& token = "") {
+        return callText(method, path, body.is_null() ? std::string() : body.dump(), token);
+    }
+    Reply callText(const std::string& method, const std::string& path, const std::string& text,
+                   const std::string& token = "") {
         Poco::Net::HTTPRequest request(method, path, Poco::Net::HTTPMessage::HTTP_1_1);
         if (!token.empty()) request.set("X-Auth-Token", token);
-        const std::string text = body.is_null() ? std::string() : body.dump();
         request.setContentType("application/json");
         request.setContentLength(static_cast<std::streamsize>(text.size()));
         mSession->sendRequest(request) << text;

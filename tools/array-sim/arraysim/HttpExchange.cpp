@@ -5,6 +5,7 @@
 
 #include <Poco/URI.h>
 
+#include <algorithm>
 #include <istream>
 
 namespace arraysim {
@@ -20,8 +21,35 @@ std::string readBody(Poco::Net::HTTPServerRequest& request) {
     return body;
 }
 
+namespace {
+
+constexpr int kMaxNesting = 64;  // far beyond any real request; bounds the parser's work
+
+int deepestNesting(const std::string& text) {
+    int depth = 0;
+    int deepest = 0;
+    bool inString = false;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const char c = text[i];
+        if (inString) {
+            if (c == '\\') ++i;
+            else if (c == '"') inString = false;
+        } else if (c == '"') {
+            inString = true;
+        } else if (c == '[' || c == '{') {
+            deepest = std::max(deepest, ++depth);
+        } else if (c == ']' || c == '}') {
+            --depth;
+        }
+    }
+    return deepest;
+}
+
+}  // namespace
+
 nlohmann::json parseBody(const std::string& body) {
     if (body.empty()) return nullptr;
+    if (deepestNesting(body) > kMaxNesting) throw invalidArgument("Request body nested too deeply");
     nlohmann::json parsed = nlohmann::json::parse(body, nullptr, false);
     if (parsed.is_discarded()) throw invalidArgument("Request body is not valid JSON");
     return parsed;
