@@ -1,0 +1,132 @@
+// What the queries copy out of the array's answers: designators cut to their fields, protocol
+// and scope codes, the first of several matches, missing attributes, and the virtual-volume
+// search with its pending-deletion rule.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "ScriptedArray.h"
+#include "array/ArrayRecords.h"
+#include "array/RestCallSnapshot.h"
+#include "array/RestCallVolume.h"
+#include "restsdk/Exceptions.h"
+
+namespace {
+
+using nlohmann::json;
+
+class ArrayRecords : public arraytest::OverScriptedArray {
+ protected:
+  void SetUp() override {
+    OverScriptedArray::SetUp();
+    array->Session();
+  }
+
+  static json Volume(const std::string& id) {
+    return {{"id", id},
+            {"size", 2048},
+            {"name", "name-" + id},
+            {"serial_number", "serial-" + id},
+            {"description", ""},
+            {"block_size", 4096},
+            {"target_name", "iqn.target." + id},
+            {"parent_vol_name", ""},
+            {"base_snap_name", ""},
+            {"num_connections", 1},
+            {"access_control_records", json::array()},
+            {"vpd_t10", "VANTOR  " + id},
+            {"vpd_ieee0", "0011223344556677"},
+            {"vpd_ieee1", "8899aabbccddeeff"},
+            {"iscsi_target_scope", "volume"},
+            {"agent_type", "vvol"},
+            {"metadata", json::array({{{"key", "vp_vs_VAN_VIRTUAL_DEVICE_ID"}, {"value", "abcd"}}})},
+            {"volcoll_id", "vc-1"}};
+  }
+};
+
+TEST_F(ArrayRecords, ValueCodesAreExactNames) {
+  EXPECT_EQ(Vantor::AccessProtocolFromName("iscsi"), 1u);
+  EXPECT_EQ(Vantor::AccessProtocolFromName("fc"), 2u);
+  EXPECT_EQ(Vantor::AccessProtocolFromName("iSCSI"), 0u);
+  EXPECT_EQ(Vantor::AccessProtocolFromName(""), 0u);
+  EXPECT_EQ(Vantor::TargetScopeFromName("group"), 1u);
+  EXPECT_EQ(Vantor::TargetScopeFromName("volume"), 2u);
+  EXPECT_EQ(Vantor::TargetScopeFromName("Group"), 0u);
+}
+
+TEST_F(ArrayRecords, VolumeBySerialTakesTheFirstMatchAndCutsLongDesignators) {
+  json first = Volume("v1");
+  first["vpd_t10"] = std::string(70, 'T');
+  first["vpd_ieee0"] = "00112233445566778899";  // ten bytes
+  first["access_control_records"] = json::array({{{"access_protocol", "iscsi"}, {"initiator_name", "a"}},
+                                                 {{"access_protocol", "iSCSI"}, {"initiator_name", "b"}},
+                                                 {{"access_protocol", "fc"}, {"initiator_name", "c"}}});
+  first["iscsi_target_scope"] = "group";
+  array->Objects(json::array({first, Volume("v2")}));
+
+  Vantor::RestCallFindVolBySerial call(*connection, "serial-v1");
+  call.Execute();
+  const Vantor::VolumeRecord& volume = call.GetVolume();
+  EXPECT_EQ(volume.mId, "v1");
+  EXPECT_EQ(volume.mSize, 2048);
+  EXPECT_EQ(volume.mBlockSize, 4096);
+  EXPECT_EQ(volume.mAccessProtocols, (std::vector<std::uint32_t>{1, 0, 2}));
+  EXPECT_EQ(volume.mTargetScope, Vantor::TARGET_SCOPE_GROUP);
+  EXPECT_FALSE(volume.mIsVirtualVolume);
+  EXPECT_EQ(std::string(volume.mVpdT10.begin(), volume.mVpdT10.end()), std::string(56, 'T'));
+  EXPECT_EQ(volume.mVpdIeee0, (Vantor::VpdIeee{0x00, 0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77}));
+  EXPECT_EQ(volume.mVpdIeee1, (Vantor::VpdIeee{0x88, 0x99, 0xaa, 0xbb, 0xcc, 0xdd, 0xee, 0xff}));
+  EXPECT_TRUE(trace.Contains("Expected to find only 1 volume. However, count is: 2"));
+
+  // Short designators leave the rest of the field zero.
+  array->Objects(json::array({Volume("v3")}));
+  Vantor::RestCallFindVolBySerial second(*connection, "serial-v3");
+  second.Execute();
+  EXPECT_EQ(std::string(reinterpret_cast<const char*>(second.GetVolume().mVpdT10.data())), "VANTOR  v3");
+  EXPECT_TRUE(second.GetVolume().mAccessProtocols.empty());
+}
+
+TEST_F(ArrayRecords, MissingAttributeNamesItsAccessor) {
+  json snapshot = {{"id", "s1"},        {"vol_id", "v1"},      {"size", 1},         {"name", "snap"},
+                   {"serial_number", "x"}, {"description", ""}, {"target_name", "t"}, {"vol_name", "vol"},
+                   {"access_control_records", json::array()}, {"vpd_t10", "T"}, {"vpd_ieee0", "00"}};
+  array->Objects(json::array({snapshot}));
+  Vantor::RestCallFindSnapBySerial call(*connection, "x");
+  try {
+    call.Execute();
+    FAIL() << "a snapshot without vpd_ieee1 was accepted";
+  } catch (const VantorStorage::WS::AttributeNotSetException& e) {
+    EXPECT_EQ(e.getAttributeName(), "VpdIeee1");
+  }
+}
+
+TEST_F(ArrayRecords, VirtualVolumeSearchLowersTheSerialAndSkipsVolumesBeingDeleted) {
+  json deleting = Volume("v1");
+  deleting["metadata"].push_back({{"key", "vp_vs_VAN_PENDING_DELETION"}, {"value", "VAN_PENDING_DELETION"}});
+  json almost = Volume("v2");  // a near miss of the marker does not count
+  almost["metadata"].push_back({{"key", "vp_vs_VAN_PENDING_DELETION"}, {"value", "van_pending_deletion"}});
+  array->Objects(json::array({deleting, almost}));
+
+  Vantor::RestCallFindVvolBySerial call(*connection, "ABCD");
+  call.Execute();
+  EXPECT_EQ(call.GetVolume().mId, "v2");
+  EXPECT_TRUE(call.GetVolume().mIsVirtualVolume);
+  EXPECT_EQ(call.GetVolume().mVolumeCollectionId, "vc-1");
+  EXPECT_EQ(call.GetVolume().mMetadata.size(), 2u);
+  const json filter = json::parse(array->LastBody())["filter"];
+  EXPECT_EQ(filter["operator"], "and");
+  EXPECT_EQ(filter["criteria"][0], (json{{"field", "agent_type"}, {"operator", "equals"}, {"value", "vvol"}}));
+  EXPECT_EQ(filter["criteria"][1]["field"], "metadata.vp_vs_VAN_VIRTUAL_DEVICE_ID");
+  EXPECT_EQ(filter["criteria"][1]["value"], "abcd");
+
+  array->Objects(json::array({deleting}));
+  try {
+    Vantor::RestCallFindVvolBySerial(*connection, "abcd").Execute();
+    FAIL() << "a volume being deleted was found";
+  } catch (const std::exception& e) {
+    EXPECT_EQ(std::string(e.what()), "Volume is set for pending deletion state. Hence ignoring the discovery.");
+  }
+}
+
+}  // namespace

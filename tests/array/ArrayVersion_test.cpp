@@ -1,0 +1,85 @@
+// Version strings, the accepted range and the capability table, without an array.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "array/ArrayVersion.h"
+
+namespace {
+
+using Vantor::ArrayVersion;
+using Vantor::CapabilitySet;
+
+ArrayVersion Parsed(const std::string& text) {
+  ArrayVersion version;
+  EXPECT_TRUE(Vantor::ParseArrayVersion(text, version)) << text;
+  return version;
+}
+
+TEST(ArrayVersion, ParsesOnlyTheWholeFormat) {
+  struct Case {
+    const char* text;
+    bool ok;
+    ArrayVersion expected;
+  };
+  const Case cases[] = {
+      {"3.0.0.0-00001-opt", true, {3, 0, 0, 0}},
+      {"6.1.2.345-abcDEF9-dbg", true, {6, 1, 2, 345}},
+      {"2147483647.0.0.0-0000-opt", true, {2147483647, 0, 0, 0}},
+      // Overflow wraps instead of failing: the digits are converted without a check.
+      {"4294967297.0.0.0-0-opt", true, {1, 0, 0, 0}},
+      {"5.1", false, {}},
+      {"6.1.0.0", false, {}},
+      {"6.1.0.0-1-rel", false, {}},
+      {"6.1.0.0-1-opt ", false, {}},
+      {" 6.1.0.0-1-opt", false, {}},
+      {"6.1.0.0--opt", false, {}},
+      {"6.-1.0.0-1-opt", false, {}},
+      {"", false, {}},
+  };
+  for (const auto& c : cases) {
+    ArrayVersion version{9, 9, 9, 9};
+    EXPECT_EQ(Vantor::ParseArrayVersion(c.text, version), c.ok) << c.text;
+    if (c.ok) {
+      EXPECT_EQ(version, c.expected) << c.text;
+    }
+  }
+  // An answer far longer than any version is refused instead of being matched.
+  ArrayVersion version;
+  EXPECT_FALSE(Vantor::ParseArrayVersion(std::string(100000, '1') + ".0.0.0-1-opt", version));
+}
+
+TEST(ArrayVersion, RangeComparesFieldByFieldAndLetsMajorZeroThrough) {
+  const ArrayVersion min = Parsed("3.0.0.0-00001-opt");
+  const ArrayVersion max = Parsed(Vantor::DefaultMaxArrayVersion());
+  EXPECT_EQ(Vantor::DefaultMaxArrayVersion(), "2147483647.0.0.0-0000-opt");
+  EXPECT_TRUE(Vantor::IsVersionSupported(Parsed("3.0.0.0-00001-opt"), min, max));
+  EXPECT_FALSE(Vantor::IsVersionSupported(Parsed("2.9.9.9-0-opt"), min, max));
+  EXPECT_TRUE(Vantor::IsVersionSupported(Parsed("0.1.2.3-x-opt"), min, max));
+  EXPECT_TRUE(Vantor::IsVersionSupported(Parsed("0.1.2.3-x-opt"), Parsed("9.0.0.0-1-opt"), Parsed("9.0.0.0-1-opt")));
+
+  const ArrayVersion lowMax = Parsed("6.1.0.0-0-opt");
+  EXPECT_TRUE(Vantor::IsVersionSupported(Parsed("6.1.0.0-7-opt"), min, lowMax));  // build tag does not count
+  EXPECT_FALSE(Vantor::IsVersionSupported(Parsed("6.1.0.1-0-opt"), min, lowMax));
+  EXPECT_FALSE(Vantor::IsVersionSupported(Parsed("6.2.0.0-0-opt"), min, lowMax));
+  EXPECT_TRUE(Vantor::IsVersionSupported(Parsed("6.0.99.99-0-opt"), min, lowMax));
+}
+
+TEST(ArrayVersion, CapabilitiesFollowTheNewestRowReached) {
+  struct Case {
+    const char* version;
+    CapabilitySet expected;
+  };
+  const Case cases[] = {
+      {"4.9.9.9-1-opt", {}},
+      {"5.0.0.0-0-opt", {2}},
+      {"5.0.1.0-12345-dbg", {2}},
+      {"5.1.0.0-1-opt", {0, 1, 2}},
+      {"6.0.0.0-1-opt", {0, 1, 2}},
+      {"0.0.0.0-0-opt", {0, 1, 2}},
+  };
+  for (const auto& c : cases) EXPECT_EQ(Vantor::CapabilitiesForVersion(Parsed(c.version)), c.expected) << c.version;
+  EXPECT_EQ(Vantor::CapabilitiesForVersion(ArrayVersion{}), (CapabilitySet{0, 1, 2}));
+}
+
+}  // namespace

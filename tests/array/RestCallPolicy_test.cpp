@@ -1,0 +1,248 @@
+// The request framework's policies over a scripted array: session refresh, ignorable and
+// fatal server errors, no retry of a bulk create, changed credentials, result checks.
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <regex>
+#include <string>
+#include <vector>
+
+#include "ScriptedArray.h"
+#include "array/RestCallGroup.h"
+#include "array/RestCallLogMessageToGMD.h"
+#include "array/RestCallSnapshot.h"
+#include "array/RestCallVolume.h"
+#include "restsdk/Exceptions.h"
+#include "restsdk/v1/ObjectSetFactory.h"
+
+namespace {
+
+using arraytest::OverScriptedArray;
+using nlohmann::json;
+using VantorStorage::WS::GroupMgmtServerException;
+using Requests = std::vector<std::string>;
+
+const json kGroup = {{"id", "grp-1"}, {"name", "group-a"}};
+
+void GetGroupId(Vantor::RestConnection& connection) {
+  Vantor::RestCallGetGroupId call(connection);
+  call.Execute();
+  EXPECT_EQ(call.GetGroup().mId, "grp-1");
+}
+
+using RestCallPolicy = OverScriptedArray;
+
+TEST_F(RestCallPolicy, SessionIsRefreshedOnceAndASecondRefusalFailsTheCall) {
+  // No session yet: the library refuses without a round trip and the framework logs in.
+  array->Session();
+  array->Objects(json::array({kGroup}));
+  GetGroupId(*connection);
+  EXPECT_EQ(array->Requests(), (Requests{"POST /v1/tokens", "POST /v1/groups/search"}));
+
+  // The session expired on the array: one login, and the same request again at once.
+  array->Error(401, "SM_http_unauthorized");
+  array->Session();
+  array->Objects(json::array({kGroup}));
+  GetGroupId(*connection);
+  EXPECT_EQ(array->Requests().size(), 5u);
+  EXPECT_EQ(array->Requests()[3], "POST /v1/tokens");
+
+  // Refused again right after the refresh: the server's error stands, no second login.
+  array->Error(401, "SM_http_unauthorized");
+  array->Session();
+  array->Error(401, "SM_http_unauthorized");
+  Vantor::RestCallGetGroupId call(*connection);
+  try {
+    call.Execute();
+    FAIL() << "the call succeeded";
+  } catch (const GroupMgmtServerException& e) {
+    EXPECT_EQ(e.getHttpStatus(), 401);
+  }
+  EXPECT_EQ(array->Requests().size(), 8u);
+  EXPECT_EQ(array->Unanswered(), 0u);
+  EXPECT_EQ(trace.Count("needs to refresh the session."), 3u);
+}
+
+TEST_F(RestCallPolicy, ErrorWithoutMessagesIsNeverTakenForAnExpiredSession) {
+  array->Session();
+  array->Objects(json::array({kGroup}));
+  GetGroupId(*connection);
+  array->Error(401, "");
+  Vantor::RestCallGetGroupId call(*connection);
+  EXPECT_THROW(call.Execute(), GroupMgmtServerException);
+  EXPECT_EQ(array->Requests().back(), "POST /v1/groups/search");
+  EXPECT_EQ(array->Requests().size(), 3u);
+  EXPECT_TRUE(trace.Contains("GroupMgmtServerException is empty and therefore error code \"SM_http_unauthorized\" "
+                             "is not found."));
+}
+
+TEST_F(RestCallPolicy, AlreadyInStateIsIgnoredOnlyForSnapshotStateAndRestore) {
+  array->Session();
+  array->Objects(json::array({kGroup}));
+  GetGroupId(*connection);
+
+  struct Case {
+    const char* what;
+    std::function<void()> run;
+    const char* code;
+    bool succeeds;
+  };
+  const std::vector<Case> cases = {
+      {"snapshot online", [&] { Vantor::RestCallOnlineSnap(*connection, "snap-1", true).Execute(); }, "SM_ealready", true},
+      {"snapshot offline", [&] { Vantor::RestCallOnlineSnap(*connection, "snap-1", false).Execute(); }, "SM_ealready",
+       true},
+      {"restore", [&] { Vantor::RestCallRestoreVolume(*connection, "vol-1", "snap-1").Execute(); }, "SM_ealready",
+       true},
+      {"volume online", [&] { Vantor::RestCallOnlineVolume(*connection, "vol-1", true).Execute(); }, "SM_ealready",
+       false},
+      {"snapshot busy", [&] { Vantor::RestCallOnlineSnap(*connection, "snap-1", false).Execute(); }, "SM_ebusy", false},
+      {"restore busy", [&] { Vantor::RestCallRestoreVolume(*connection, "vol-1", "snap-1").Execute(); }, "SM_ebusy",
+       false},
+  };
+  for (const auto& c : cases) {
+    array->Error(409, c.code);
+    if (c.succeeds) {
+      EXPECT_NO_THROW(c.run()) << c.what;
+    } else {
+      EXPECT_THROW(c.run(), GroupMgmtServerException) << c.what;
+    }
+  }
+  EXPECT_EQ(trace.Count("is ignored."), 3u);
+}
+
+TEST_F(RestCallPolicy, LogMessageToTheArraySwallowsEveryFailure) {
+  array->Session();
+  array->Error(500, "SM_internal");
+  array->Fail();
+  array->AnswerRaw(502, "<html>bad gateway</html>");
+  array->Answer(201, json::object());
+  for (int i = 0; i < 4; ++i) {
+    EXPECT_NO_THROW(Vantor::RestCallLogMessageToGMD(*connection, "QTK-VSS:hello", "info").Execute());
+  }
+  EXPECT_EQ(array->Unanswered(), 0u);
+  EXPECT_EQ(array->Requests().back(), "POST /v1/debug_log");
+  EXPECT_EQ(json::parse(array->LastBody())["data"]["message"], "QTK-VSS:hello");
+}
+
+TEST_F(RestCallPolicy, BulkCreateRefusedWith503IsNotRepeated) {
+  array->Session();
+  array->Error(503, "SM_unavailable");
+  Vantor::RestCallSnapVolList call(*connection, "{set}", {"vol-1", "vol-2"});
+  try {
+    call.Execute();
+    FAIL() << "the call succeeded";
+  } catch (const GroupMgmtServerException& e) {
+    EXPECT_EQ(e.getHttpStatus(), 503);
+  }
+  EXPECT_EQ(array->Requests(), (Requests{"POST /v1/tokens", "POST /v1/snapshots/bulk_create"}));
+}
+
+TEST_F(RestCallPolicy, ChangedCredentialsLogOutAndInBeforeTheNextCall) {
+  array->Session();
+  array->Objects(json::array({kGroup}));
+  GetGroupId(*connection);
+
+  connection->SetLoginInfo(Vantor::LoginInfo("admin", "s3cr3t-pw"));  // unchanged: no new session
+  array->Objects(json::array({kGroup}));
+  GetGroupId(*connection);
+  EXPECT_EQ(array->Requests().size(), 3u);
+
+  connection->SetLoginInfo(Vantor::LoginInfo("operator", "n3w-s3cr3t"));
+  array->Answer(200, json::object());
+  array->Session();
+  array->Objects(json::array({kGroup}));
+  GetGroupId(*connection);
+  EXPECT_EQ(array->Requests(), (Requests{"POST /v1/tokens", "POST /v1/groups/search", "POST /v1/groups/search",
+                                         "DELETE /v1/tokens/tok-1", "POST /v1/tokens", "POST /v1/groups/search"}));
+  EXPECT_TRUE(trace.Contains("Rest Client authentication for user 'operator' succeeded. IP: 10.9.8.7."));
+  EXPECT_FALSE(trace.Contains("s3cr3t"));
+}
+
+TEST_F(RestCallPolicy, FailedResultChecksRaiseTheCallsOwnText) {
+  array->Session();
+  array->Objects(json::array({kGroup}));
+  GetGroupId(*connection);
+
+  const json snapshot = {{"id", "s1"}};
+  struct Case {
+    json answer;
+    std::function<void()> run;
+    std::string text;
+  };
+  const std::vector<Case> cases = {
+      {json::array(), [&] { Vantor::RestCallFindVolBySerial(*connection, "abc").Execute(); }, "No volume found."},
+      {json::array(), [&] { Vantor::RestCallFindVolById(*connection, "vol-1").Execute(); }, "No volume found."},
+      {json::array(), [&] { Vantor::RestCallFindVvolBySerial(*connection, "abc").Execute(); }, "No volume found."},
+      {json::array(), [&] { Vantor::RestCallFindSnapBySerial(*connection, "abc").Execute(); }, "No snapshot found."},
+      {json::array({snapshot}), [&] { Vantor::RestCallFindSnapshotsByIDs(*connection, {"s1", "s2"}).Execute(); },
+       "Number of retrieved snapshots (1) is different than number of original SnapIDs (2"},
+      {json::array(), [&] { Vantor::RestCallGetGroupId(*connection).Execute(); },
+       "Get Group Id returned NULL group information."},
+      {json::array({{{"id", ""}, {"name", "g"}}}), [&] { Vantor::RestCallGetGroupId(*connection).Execute(); },
+       "Get Group Id returned empty Group ID."},
+      {json::array({{{"version_current", ""}}}), [&] { Vantor::RestCallGetGroupCurrVer(*connection).Execute(); },
+       "Could not find group's current version"},
+  };
+  for (const auto& c : cases) {
+    array->Objects(c.answer);
+    try {
+      c.run();
+      ADD_FAILURE() << "no failure for " << c.text;
+    } catch (const GroupMgmtServerException& e) {
+      ADD_FAILURE() << "server error instead of the result check: " << e.what();
+    } catch (const std::exception& e) {
+      EXPECT_EQ(std::string(e.what()), c.text);
+    }
+  }
+
+  array->Answer(201, {{"data", {{"snap_list", json::array({snapshot})}}}});
+  try {
+    Vantor::RestCallSnapVolList(*connection, "{set}", {"vol-1", "vol-2"}).Execute();
+    ADD_FAILURE() << "a bulk create with a snapshot missing succeeded";
+  } catch (const std::exception& e) {
+    EXPECT_EQ(std::string(e.what()), "Expected number of returned snapshots: 2; Actual number of created snapshots: 1");
+  }
+
+  // A transport failure is a plain exception with the library's text, not a server error.
+  array->Fail();
+  try {
+    Vantor::RestCallFindVolBySerial(*connection, "abc").Execute();
+    ADD_FAILURE() << "a dropped connection went unnoticed";
+  } catch (const GroupMgmtServerException&) {
+    ADD_FAILURE() << "a dropped connection became a server error";
+  } catch (const std::exception& e) {
+    EXPECT_NE(std::string(e.what()).find("scripted drop"), std::string::npos) << e.what();
+  }
+}
+
+// A request type that asks for retries, to exercise the retry loop no shipped type uses.
+class RetryingSearch final : public Vantor::RestCall {
+ public:
+  using RestCall::RestCall;
+
+ protected:
+  void Call() override {
+    mRestConn.getV1ObjectSetFactory()->getGroupObjectSet()->getObjectList(VantorStorage::WS::v1::GetParams{});
+  }
+  std::string GetName() const override { return "Retrying search"; }
+  bool IsRetryNeeded(const GroupMgmtServerException&) const override { return true; }
+};
+
+TEST_F(RestCallPolicy, RetriesStopAtTheMaximumWithTheHistoricText) {
+  array->Session();
+  for (int i = 0; i < 3; ++i) array->Error(500, "SM_internal");
+  RetryingSearch call(*connection);
+  try {
+    call.Execute();
+    FAIL() << "the call succeeded";
+  } catch (const GroupMgmtServerException&) {
+    FAIL() << "the server error escaped the retry loop";
+  } catch (const std::exception& e) {
+    // The words were streamed as a wide literal into a narrow stream: an address, then the count.
+    EXPECT_TRUE(std::regex_match(std::string(e.what()), std::regex("(0x)?[0-9a-fA-F]+1"))) << e.what();
+  }
+  EXPECT_EQ(array->Requests().size(), 3u);  // login, the call, one retry
+  EXPECT_TRUE(trace.Contains("Retry attempt #2 to execute \"Retrying search\"..."));
+}
+
+}  // namespace
