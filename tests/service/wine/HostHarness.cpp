@@ -125,9 +125,12 @@ KeyContents ReadKey(HKEY root, const std::wstring& path) {
     DWORD dataSize = sizeof data;
     if (RegEnumValueW(key, index, name, &nameLength, nullptr, &type, data, &dataSize) != ERROR_SUCCESS) break;
     std::wstring text;
-    if (type == REG_SZ || type == REG_EXPAND_SZ) {
+    if (type == REG_SZ || type == REG_EXPAND_SZ || type == REG_MULTI_SZ) {
       text.assign(reinterpret_cast<const wchar_t*>(data), dataSize / sizeof(wchar_t));
       while (!text.empty() && text.back() == L'\0') text.pop_back();
+      for (wchar_t& c : text) {
+        if (c == L'\0') c = L';';  // the strings of a REG_MULTI_SZ, one after the other
+      }
     } else {
       text = L"#" + std::to_wstring(type);
     }
@@ -154,10 +157,6 @@ std::optional<ServiceConfig> QueryServiceConfiguration(const std::wstring& servi
   result.binaryPath = config->lpBinaryPathName != nullptr ? config->lpBinaryPathName : L"";
   result.account = config->lpServiceStartName != nullptr ? config->lpServiceStartName : L"";
   result.displayName = config->lpDisplayName != nullptr ? config->lpDisplayName : L"";
-  for (const wchar_t* dependency = config->lpDependencies; dependency != nullptr && *dependency != L'\0';
-       dependency += wcslen(dependency) + 1) {
-    result.dependencies.emplace_back(dependency);
-  }
   return result;
 }
 

@@ -35,7 +35,7 @@ void SetCoordinatorResult(const wchar_t* valueName, HRESULT result);
 struct KeyContents {
   bool exists = false;
   std::set<std::wstring> subkeys;
-  std::map<std::wstring, std::wstring> values;  // string values as they are; others as "#type"
+  std::map<std::wstring, std::wstring> values;  // strings as they are (a multi-string joined by ";"); others as "#type"
 };
 KeyContents ReadKey(HKEY root, const std::wstring& path);
 
@@ -44,7 +44,6 @@ struct ServiceConfig {
   DWORD startType = 0;
   DWORD errorControl = 0;
   std::wstring binaryPath;
-  std::vector<std::wstring> dependencies;
   std::wstring account;
   std::wstring displayName;
 };

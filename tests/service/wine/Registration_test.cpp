@@ -24,6 +24,7 @@ constexpr const wchar_t* kProviderIdText = L"{5253D47A-55BB-4B3A-928D-5F4BAEC6FB
 constexpr const wchar_t* kVersionIdText = L"{9BB0DFC1-656F-4854-AB79-30C47E5F37C4}";
 constexpr const wchar_t* kServiceName = L"Vantor VSS Hardware Provider";
 constexpr HRESULT kAccessDenied = static_cast<HRESULT>(0x80070005u);
+constexpr const wchar_t* kServiceKey = L"SYSTEM\\CurrentControlSet\\Services\\Vantor VSS Hardware Provider";
 constexpr const wchar_t* kEventSourceKey =
     L"SYSTEM\\CurrentControlSet\\Services\\EventLog\\Application\\Vantor VSS Hardware Provider";
 
@@ -114,7 +115,8 @@ TEST_F(Registration, ServiceSwitchNamesTheServiceInTheAppIdAndInstallsIt) {
   EXPECT_EQ(config->startType, static_cast<DWORD>(SERVICE_DEMAND_START));
   EXPECT_EQ(config->errorControl, static_cast<DWORD>(SERVICE_ERROR_NORMAL));
   EXPECT_EQ(config->binaryPath, L"\"" + InstalledProviderPath() + L"\"");
-  EXPECT_EQ(config->dependencies, std::vector<std::wstring>{L"RPCSS"});
+  // Wine's QueryServiceConfigW leaves the dependencies out; the SCM's own record has them.
+  EXPECT_EQ(ReadKey(HKEY_LOCAL_MACHINE, kServiceKey).values[L"DependOnService"], L"RPCSS");
   EXPECT_EQ(config->account, L"LocalSystem");
   EXPECT_EQ(config->displayName, kServiceName);
   EXPECT_EQ(CoordinatorCalls(), std::vector<std::wstring>{ExpectedRegisterCall()});

@@ -17,6 +17,9 @@ if ! "$wine" wineboot -i >/dev/null 2>&1; then
   echo "run-in-fresh-prefix: wineboot failed for $prefix" >&2
   exit 1
 fi
+# wineboot -i leaves two services.exe answering the service control manager's pipe for a
+# while, each with its own idea of which services exist; start from one server with one.
+"$wineserver" -w
 "$wineserver" -p
 "$wine" "$@"
 status=$?
