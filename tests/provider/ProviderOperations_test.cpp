@@ -2,11 +2,15 @@
 // order, and what it answers VSS.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "FakeArray.h"
 #include "logger/EventReporter.h"
 #include "logger/WindowsEventLogWrapper.h"
 #include "platform/emulated/EmulatedEventLog.h"
 #include "platform/emulated/EmulatedRegistry.h"
+#include "platform/StorageDeviceDescriptors.h"
+#include "platform/StorageDevices.h"
 #include "provider/LunInformation.h"
 #include "provider/VaVssHwProvider.h"
 #include "wincompat/Guid.h"
@@ -300,4 +304,75 @@ TEST_F(ProviderOperationsTest, SetOfVirtualDisksIsGroupedWithoutRefreshingTheArr
   ASSERT_EQ(hw_->AreLunsSupported(1, 0, nullptr, Luns(owned, view), &supported), S_OK);
   EXPECT_FALSE(supported);
   EXPECT_EQ(EventCount(4370), 1);
+}
+
+namespace {
+// A storage stack with one disk whose identifier page is given.
+class OneDiskStorage : public platform::StorageDevices {
+ public:
+  explicit OneDiskStorage(std::vector<std::uint8_t> page) : page_(std::move(page)) {}
+  DWORD OpenDevice(const std::wstring& path, std::unique_ptr<platform::StorageDevice>& device) override {
+    if (path != L"\\\\.\\PhysicalDrive1") return ERROR_FILE_NOT_FOUND;
+    device = std::make_unique<Device>(page_);
+    return ERROR_SUCCESS;
+  }
+  DWORD ListDisks(std::vector<platform::DiskInfo>& disks) override {
+    disks.clear();
+    return ERROR_SUCCESS;
+  }
+
+ private:
+  struct Device : platform::StorageDevice {
+    explicit Device(const std::vector<std::uint8_t>& bytes) : page(bytes) {}
+    DWORD QueryDeviceIdProperty(BYTE* buffer, DWORD size, DWORD* returned) override {
+      const auto n = std::min<std::size_t>(size, page.size());
+      std::copy_n(page.begin(), n, buffer);
+      *returned = static_cast<DWORD>(n);
+      return ERROR_SUCCESS;
+    }
+    std::vector<std::uint8_t> page;
+  };
+  std::vector<std::uint8_t> page_;
+};
+}  // namespace
+
+TEST_F(ProviderOperationsTest, FillInLunInfoGivesTheDevicesDesignatorsPaddedAndWithEachEuiHalfReversed) {
+  std::vector<std::uint8_t> eui(16);
+  for (std::size_t i = 0; i < eui.size(); ++i) eui[i] = static_cast<std::uint8_t>(i * 0x11);  // 00 11 .. FF
+  const std::vector<std::uint8_t> vendorId(40, 'V');
+  auto previous = platform::StorageDevicesSlot::Install(std::make_unique<OneDiskStorage>(platform::BuildStorageDeviceIdDescriptor(
+      {{platform::StorageIdCodeSetAscii, platform::StorageIdTypeVendorId, platform::StorageIdAssocDevice, vendorId},
+       {platform::StorageIdCodeSetBinary, platform::StorageIdTypeEUI64, platform::StorageIdAssocDevice, eui}})));
+
+  provider::OwnedLunInformation lun;
+  ASSERT_TRUE(provider::BuildLunInformation(
+      lun.get(), "Vantor", "Server", "1.0", "aaa1",
+      {{VDSStorageIdCodeSetAscii, VDSStorageIdTypeVendorId, std::vector<std::uint8_t>(40, 'x')},
+       {VDSStorageIdCodeSetBinary, VDSStorageIdTypeEUI64, std::vector<std::uint8_t>(16, 0)}}));
+  lun.get().m_diskSignature = wincompat::NewGuid();
+  std::wstring device = L"\\\\.\\PhysicalDrive1";
+  WINBOOL supported = FALSE;
+  ASSERT_EQ(hw_->FillInLunInfo(device.data(), &lun.get(), &supported), S_OK);
+  ASSERT_TRUE(supported);
+  EXPECT_TRUE(lun.get().m_diskSignature == GUID{});
+  const VDS_STORAGE_IDENTIFIER* ids = lun.get().m_deviceIdDescriptor.m_rgIdentifiers;
+  ASSERT_EQ(ids[0].m_cbIdentifier, 56u);
+  EXPECT_EQ(std::vector<std::uint8_t>(ids[0].m_rgbIdentifier, ids[0].m_rgbIdentifier + 40), vendorId);
+  EXPECT_EQ(std::vector<std::uint8_t>(ids[0].m_rgbIdentifier + 40, ids[0].m_rgbIdentifier + 56),
+            std::vector<std::uint8_t>(16, 0));
+  const std::vector<std::uint8_t> expectedEui = {0x77, 0x66, 0x55, 0x44, 0x33, 0x22, 0x11, 0x00,
+                                                 0xFF, 0xEE, 0xDD, 0xCC, 0xBB, 0xAA, 0x99, 0x88};
+  ASSERT_EQ(ids[1].m_cbIdentifier, 16u);
+  EXPECT_EQ(std::vector<std::uint8_t>(ids[1].m_rgbIdentifier, ids[1].m_rgbIdentifier + 16), expectedEui);
+  EXPECT_EQ(ids[1].m_Type, VDSStorageIdTypeEUI64);
+
+  // A description with three identifiers is refused, whatever the device says.
+  provider::OwnedLunInformation three;
+  ASSERT_TRUE(provider::BuildLunInformation(three.get(), "Vantor", "Server", "1.0", "aaa1",
+                                            {{VDSStorageIdCodeSetAscii, VDSStorageIdTypeVendorId, {1}},
+                                             {VDSStorageIdCodeSetBinary, VDSStorageIdTypeEUI64, {2}},
+                                             {VDSStorageIdCodeSetBinary, VDSStorageIdTypePortRelative, {3}}}));
+  ASSERT_EQ(hw_->FillInLunInfo(device.data(), &three.get(), &supported), S_OK);
+  EXPECT_FALSE(supported);
+  platform::StorageDevicesSlot::Install(std::move(previous));
 }
