@@ -49,7 +49,8 @@ for lane in "${lanes[@]}"; do
       trap - EXIT
       ;;
     fuzz)
-      build fuzz
+      cmake --preset fuzz >/dev/null
+      cmake --build --preset fuzz -j "$jobs" --target fuzzers
       for fuzzer in $(find build/fuzz/fuzz -maxdepth 2 -type f -name "*_fuzzer" 2>/dev/null); do
         [ -x "$fuzzer" ] || continue
         name=$(basename "$fuzzer")
