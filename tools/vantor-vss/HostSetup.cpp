@@ -6,7 +6,6 @@
 #include <stdexcept>
 
 #include "credstore/CredentialVault.h"
-#include "credstore/emulated/EncryptedFileCredentialVault.h"
 #include "logger/EventReporter.h"
 #include "logger/FileLog.h"
 #include "logger/WindowsEventLogWrapper.h"
@@ -24,12 +23,15 @@
 #include "platform/emulated/EmulatedServiceAccount.h"
 #include "platform/emulated/EmulatedStorageDevices.h"
 #ifdef _WIN32
+// Windows keeps array credentials in its credential manager, which the vault uses by default.
 #include "platform/win32/Win32DsmDevice.h"
 #include "platform/win32/Win32EventLog.h"
 #include "platform/win32/Win32IscsiInitiator.h"
 #include "platform/win32/Win32Registry.h"
 #include "platform/win32/Win32ServiceAccount.h"
 #include "platform/win32/Win32StorageDevices.h"
+#else
+#include "credstore/emulated/EncryptedFileCredentialVault.h"
 #endif
 
 namespace vantorvss {
@@ -112,8 +114,8 @@ InstalledHost::InstalledHost(const HostOptions& options) : hostDir_(options.host
     events = std::make_unique<platform::EmulatedEventLog>(
         traceDir / "events.log",
         [](DWORD id, const std::vector<std::wstring>& strings) { return messages::RenderEventText(id, strings); });
-#endif
     credstore::CredentialVaultSlot::Install(std::make_unique<credstore::EncryptedFileCredentialVault>(hostDir_));
+#endif
   } else {
 #ifdef _WIN32
     platform::RegistrySlot::Install(std::make_unique<platform::Win32Registry>());
