@@ -1,6 +1,6 @@
 // What the queries copy out of the array's answers: designators cut to their fields, protocol
-// and scope codes, the first of several matches, missing attributes, and the virtual-volume
-// search with its pending-deletion rule.
+// and scope codes, the first of several matches, and the virtual-volume search with its
+// pending-deletion rule.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -8,9 +8,7 @@
 
 #include "ScriptedArray.h"
 #include "array/ArrayRecords.h"
-#include "array/RestCallSnapshot.h"
 #include "array/RestCallVolume.h"
-#include "restsdk/Exceptions.h"
 
 namespace {
 
@@ -45,16 +43,6 @@ class ArrayRecords : public arraytest::OverScriptedArray {
   }
 };
 
-TEST_F(ArrayRecords, ValueCodesAreExactNames) {
-  EXPECT_EQ(Vantor::AccessProtocolFromName("iscsi"), 1u);
-  EXPECT_EQ(Vantor::AccessProtocolFromName("fc"), 2u);
-  EXPECT_EQ(Vantor::AccessProtocolFromName("iSCSI"), 0u);
-  EXPECT_EQ(Vantor::AccessProtocolFromName(""), 0u);
-  EXPECT_EQ(Vantor::TargetScopeFromName("group"), 1u);
-  EXPECT_EQ(Vantor::TargetScopeFromName("volume"), 2u);
-  EXPECT_EQ(Vantor::TargetScopeFromName("Group"), 0u);
-}
-
 TEST_F(ArrayRecords, VolumeBySerialTakesTheFirstMatchAndCutsLongDesignators) {
   json first = Volume("v1");
   first["vpd_t10"] = std::string(70, 'T');
@@ -85,20 +73,6 @@ TEST_F(ArrayRecords, VolumeBySerialTakesTheFirstMatchAndCutsLongDesignators) {
   second.Execute();
   EXPECT_EQ(std::string(reinterpret_cast<const char*>(second.GetVolume().mVpdT10.data())), "VANTOR  v3");
   EXPECT_TRUE(second.GetVolume().mAccessProtocols.empty());
-}
-
-TEST_F(ArrayRecords, MissingAttributeNamesItsAccessor) {
-  json snapshot = {{"id", "s1"},        {"vol_id", "v1"},      {"size", 1},         {"name", "snap"},
-                   {"serial_number", "x"}, {"description", ""}, {"target_name", "t"}, {"vol_name", "vol"},
-                   {"access_control_records", json::array()}, {"vpd_t10", "T"}, {"vpd_ieee0", "00"}};
-  array->Objects(json::array({snapshot}));
-  Vantor::RestCallFindSnapBySerial call(*connection, "x");
-  try {
-    call.Execute();
-    FAIL() << "a snapshot without vpd_ieee1 was accepted";
-  } catch (const VantorStorage::WS::AttributeNotSetException& e) {
-    EXPECT_EQ(e.getAttributeName(), "VpdIeee1");
-  }
 }
 
 TEST_F(ArrayRecords, VirtualVolumeSearchLowersTheSerialAndSkipsVolumesBeingDeleted) {

@@ -87,15 +87,25 @@ TEST_F(ArrayWrapper, SerialLookupAsksTheArrayOnlyWhatItDoesNotKnow) {
   EXPECT_TRUE(trace.Contains("Could not find volume 0123456789abcdef0123456789abcdef on array " + group.address +
                              ". Error: No volume found."));
   EXPECT_EQ(wrapper->GetGroupUid(), group.id);
+
+  // An expired session is renewed under the lookup, which still succeeds.
+  sim().expireSessions(group.id);
+  EXPECT_TRUE(wrapper->FindVolume(data.serialNumber, true, volume));
+  EXPECT_EQ(sim().requestCount(group.id, "tokens"), 2);
 }
 
 TEST_F(ArrayWrapper, ThreeLunsOfOneVolumeShareOneSnapshot) {
   const auto volume = Volume(AddVolume("sql-data"));
   const Luns luns = {Lun(volume), Lun(volume), Lun(volume)};
-  ASSERT_EQ(Commit(luns), S_OK);
+  const GUID setId = wincompat::NewGuid();
+  ASSERT_EQ(wrapper->CreateSnapshotSet(setId, luns), S_OK);
 
   ASSERT_EQ(Snapshots().size(), 1u);
   const json made = Snapshots()[0];
+  const std::string setText = wincompat::GuidToString(setId);
+  EXPECT_EQ(made["name"], setText);
+  EXPECT_EQ(made["online"], false);
+  EXPECT_EQ(made["metadata"], (json::array({{{"key", "vss_vs_snapshot_set_id"}, {"value", setText}}})));
   for (const auto& lun : luns) {
     EXPECT_TRUE(lun->mSnapshotExists);
     EXPECT_EQ(lun->mSnapshotId, made["id"]);

@@ -124,19 +124,6 @@ TEST_F(RestCallPolicy, LogMessageToTheArraySwallowsEveryFailure) {
   EXPECT_EQ(json::parse(array->LastBody())["data"]["message"], "QTK-VSS:hello");
 }
 
-TEST_F(RestCallPolicy, BulkCreateRefusedWith503IsNotRepeated) {
-  array->Session();
-  array->Error(503, "SM_unavailable");
-  Vantor::RestCallSnapVolList call(*connection, "{set}", {"vol-1", "vol-2"});
-  try {
-    call.Execute();
-    FAIL() << "the call succeeded";
-  } catch (const GroupMgmtServerException& e) {
-    EXPECT_EQ(e.getHttpStatus(), 503);
-  }
-  EXPECT_EQ(array->Requests(), (Requests{"POST /v1/tokens", "POST /v1/snapshots/bulk_create"}));
-}
-
 TEST_F(RestCallPolicy, ChangedCredentialsLogOutAndInBeforeTheNextCall) {
   array->Session();
   array->Objects(json::array({kGroup}));
