@@ -29,7 +29,8 @@ class LoginInfo {
   bool GetNoCredentials() const { return mNoCredentials; }
   void SetNoCredentials(bool noCredentials) { mNoCredentials = noCredentials; }
 
-  const std::string& GetUserName() const { return mUserName; }
+  // Not GetUserName: windows.h makes that name a macro.
+  const std::string& GetUser() const { return mUserName; }
   const std::string& GetPassword() const { return mPassword; }
   void SetCredentials(std::string userName, std::string password) {
     mUserName = std::move(userName);

@@ -149,9 +149,9 @@ void RestCall::Authenticate(const std::string& failureMessage) {
   VantorStorage::WS::AuthInfo authInfo;
   if (!loginInfo.GetNoCredentials()) {
     assert(mRestConn.GetLoginInfo().GetLoginMethod() == LM_CREDENTIALS);
-    authInfo.setUsername(loginInfo.GetUserName());
+    authInfo.setUsername(loginInfo.GetUser());
     authInfo.setPassword(loginInfo.GetPassword());
-    if (loginInfo.GetUserName().empty() && loginInfo.GetPassword().empty()) {
+    if (loginInfo.GetUser().empty() && loginInfo.GetPassword().empty()) {
       VA_LOG(MSG_WARNING, L"Uid and Pwd are empty strings.");
     }
   }

@@ -87,7 +87,7 @@ void CVaVssHwProvider::AddOrUpdateArray(bool addMode, const std::string& address
         if (!loginInfo.IsEmpty()) {
           VA_LOG(MSG_ERROR,
                  L"Failed to Authenticate the user for Group Mgmt Array. IP: %S. Array Username = %S .Error : %S",
-                 address, loginInfo.GetUserName(), e.what());
+                 address, loginInfo.GetUser(), e.what());
         }
         VA_LOG(MSG_ERROR, L"Failed to initialize array %S. Reason: %S", address, e.what());
         return;
