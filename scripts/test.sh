@@ -7,6 +7,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 bash scripts/install-deps.sh
 jobs="${VANTOR_JOBS:-$(nproc)}"
+export CCACHE_BASEDIR="$PWD" CCACHE_NOHASHDIR=1 CCACHE_MAXSIZE="${CCACHE_MAXSIZE:-5G}"
 fuzz_seconds="${VANTOR_FUZZ_SECONDS:-20}"
 lanes=("$@")
 [ "${#lanes[@]}" -gt 0 ] || lanes=(native asan windows fuzz)
