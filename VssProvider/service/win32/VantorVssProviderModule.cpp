@@ -47,7 +47,9 @@ HRESULT FromBool(bool ok) { return ok ? S_OK : E_FAIL; }
 }  // namespace
 
 CVantorVssProviderModule::CVantorVssProviderModule()
-    : mServiceName(LoadServiceName()), mClassFactory(&CreateVaVssHwProvider) {
+    : mServiceName(LoadServiceName()),
+      mCredentialStore(CsharpInterfaceWrapper::GetCsharpInterfaceWrapperInstance()),
+      mClassFactory(&CreateVaVssHwProvider) {
   if (CFileLog* log = CFileLog::GetInstance()) log->InitializeLogging(L"VSSTrace");
   mModulePath = LoadModulePath();
   mEventLog.Init(mServiceName.c_str(), mModulePath.c_str());

@@ -7,6 +7,7 @@
 #include <mutex>
 #include <string>
 
+#include "credstore/CsharpInterfaceWrapper.h"
 #include "logger/WindowsEventLogWrapper.h"
 #include "service/win32/ProviderClassFactory.h"
 
@@ -50,6 +51,9 @@ class CVantorVssProviderModule {
   std::wstring mModulePath;
   std::wstring mVersion;
   CWindowsEventLogWrapper mEventLog;
+  // The process's one credential store, taken at start-up with the other process-wide objects
+  // so that it exists before VSS calls the provider from its own threads.
+  CsharpInterfaceWrapper* mCredentialStore;
   service::ProviderClassFactory mClassFactory;
 
   std::mutex mStatusLock;  // the handler and the service thread both report status
