@@ -1,11 +1,11 @@
 #pragma once
-#include <chrono>
 // What the groups were asked: per group and operation counts, the requests in arrival order and
 // the TCP connections each group's REST server accepted. Not locked: the array state owns one
 // and guards it with its mutex.
 
 #include <nlohmann/json.hpp>
 
+#include <chrono>
 #include <cstdint>
 #include <deque>
 #include <map>
