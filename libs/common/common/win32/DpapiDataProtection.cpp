@@ -32,7 +32,9 @@ class LocalBlob {
 DWORD DpapiDataProtection::Protect(std::span<const std::uint8_t> clear, std::vector<std::uint8_t>& blob) {
   blob.clear();
   if (clear.size() > std::numeric_limits<DWORD>::max()) return ERROR_INVALID_PARAMETER;
-  DATA_BLOB in{static_cast<DWORD>(clear.size()), const_cast<BYTE*>(clear.data())};
+  // An empty secret still needs a buffer to point at: a null pointer is refused.
+  BYTE none = 0;
+  DATA_BLOB in{static_cast<DWORD>(clear.size()), clear.empty() ? &none : const_cast<BYTE*>(clear.data())};
   LocalBlob result(false);
   if (!CryptProtectData(&in, L"Vantor array password", nullptr, nullptr, nullptr, CRYPTPROTECT_UI_FORBIDDEN,
                         result.out())) {
