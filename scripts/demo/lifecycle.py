@@ -7,6 +7,7 @@ its snapshots, an in-place restore that brings back data written after the snaps
 aborted set that leaves no snapshot behind. Exits non-zero when any step does not do what it
 should.
 """
+import argparse
 import json
 import os
 import pathlib
@@ -25,9 +26,9 @@ def step(text):
 
 
 class Demo:
-    def __init__(self, build_dir: pathlib.Path, work: pathlib.Path):
-        self.vss = build_dir / "tools/vantor-vss/vantor-vss"
-        self.sim = build_dir / "tools/array-sim/vantor-array-sim"
+    def __init__(self, vss_command, sim: pathlib.Path, work: pathlib.Path):
+        self.vss_command = vss_command
+        self.sim = sim
         self.work = work
         self.host = work / "host"
         self.host.mkdir(parents=True)
@@ -74,7 +75,7 @@ class Demo:
 
     # --- the host and the tool ---------------------------------------------------------------
     def vantor_vss(self, *args, stdin=None, expect=0):
-        cmd = [str(self.vss), "--host-dir", str(self.host), "--json", *args]
+        cmd = [*self.vss_command, "--host-dir", str(self.host), "--json", *args]
         print("$ vantor-vss " + " ".join(args), flush=True)
         done = subprocess.run(cmd, input=stdin, capture_output=True, text=True, timeout=300)
         try:
@@ -106,9 +107,25 @@ class Demo:
 
 
 def main():
-    build_dir = pathlib.Path(sys.argv[1] if len(sys.argv) > 1 else "build/native").resolve()
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("build_dir", nargs="?", default="build/native", help="the native build tree")
+    parser.add_argument("--windows-exe", help="run this vantor-vss.exe under Wine instead of the native tool")
+    parser.add_argument("--sim", help="the vantor-array-sim executable (default: the build tree's)")
+    args = parser.parse_args()
+    build_dir = pathlib.Path(args.build_dir).resolve()
+    sim = pathlib.Path(args.sim).resolve() if args.sim else build_dir / "tools/array-sim/vantor-array-sim"
+    if not sim.exists():
+        print(f"the array simulator {sim} is not built", file=sys.stderr)
+        sys.exit(77)
     with tempfile.TemporaryDirectory(prefix="vantor-demo-") as tmp:
-        demo = Demo(build_dir, pathlib.Path(tmp))
+        if args.windows_exe:
+            # A Wine prefix of its own: the registry and credential manager start empty.
+            os.environ["VANTOR_WINEPREFIX"] = str(pathlib.Path(tmp) / "wineprefix")
+            runner = pathlib.Path(__file__).resolve().parents[2] / "cmake/wine-run.sh"
+            vss_command = [str(runner), str(pathlib.Path(args.windows_exe).resolve())]
+        else:
+            vss_command = [str(build_dir / "tools/vantor-vss/vantor-vss")]
+        demo = Demo(vss_command, sim, pathlib.Path(tmp))
         try:
             step("array simulator with two groups")
             demo.start_simulator()
