@@ -30,6 +30,9 @@ TEST(WideFormat, FollowsTheWindowsConventions) {
       {L"%ld %llu %I64u %zu", {-7L, 18446744073709551615ull, 18446744073709551615ull, std::size_t{12}},
        L"-7 18446744073709551615 18446744073709551615 12"},
       {L"%x %X %08X %#x", {255u, 255u, 0xBEEFu, 255u}, L"ff FF 0000BEEF 0xff"},
+      // An HRESULT is a negative 32-bit value; hex shows its 32 bits, not a sign-extended 64.
+      {L"hr=0x%08X", {static_cast<std::int32_t>(0x80042306u)}, L"hr=0x80042306"},
+      {L"%s|%S", {std::wstring_view(L"view"), std::string_view("narrow view")}, L"view|narrow view"},
       {L"%p", {pointer}, L"00000000DEADBEEF"},
       {L"100%% sure", {}, L"100% sure"},
       {L"[%5d][%-5d][%05d][%+d]", {42, 42, -42, 3}, L"[   42][42   ][-0042][+3]"},

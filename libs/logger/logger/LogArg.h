@@ -26,6 +26,8 @@ class LogArg {
   LogArg(const wchar_t* v) : kind_(Kind::Wide), wide_(v ? v : L"(null)") {}
   LogArg(const std::string& v) : kind_(Kind::Narrow), narrow_(v) {}
   LogArg(const std::wstring& v) : kind_(Kind::Wide), wide_(v) {}
+  LogArg(std::string_view v) : kind_(Kind::Narrow), narrow_(v) {}
+  LogArg(std::wstring_view v) : kind_(Kind::Wide), wide_(v) {}
   LogArg(const void* v) : kind_(Kind::Pointer), pointer_(v) {}
 
   Kind kind() const { return kind_; }
