@@ -20,7 +20,7 @@ constexpr std::wstring_view kMissingArg = L"<missing arg>";
 
 enum class Length { Default, Char, Short, Long, LongLong, Size, Wide, LongDouble };
 
-struct Spec {
+struct Field {
   bool left = false;
   bool plus = false;
   bool space = false;
@@ -101,34 +101,34 @@ std::int64_t SignExtend(std::uint64_t bits, int width) {
   }
 }
 
-void AppendPadded(std::wstring& out, const Spec& spec, std::wstring_view prefix, std::wstring_view body,
+void AppendPadded(std::wstring& out, const Field& field, std::wstring_view prefix, std::wstring_view body,
                   bool zeroPadAllowed) {
   const std::size_t length = prefix.size() + body.size();
-  const std::size_t width = static_cast<std::size_t>(spec.width);
+  const std::size_t width = static_cast<std::size_t>(field.width);
   const std::size_t pad = width > length ? width - length : 0;
-  if (spec.left) {
+  if (field.left) {
     out.append(prefix).append(body).append(pad, L' ');
-  } else if (spec.zero && zeroPadAllowed) {
+  } else if (field.zero && zeroPadAllowed) {
     out.append(prefix).append(pad, L'0').append(body);
   } else {
     out.append(pad, L' ').append(prefix).append(body);
   }
 }
 
-std::wstring SignPrefix(bool negative, const Spec& spec) {
+std::wstring SignPrefix(bool negative, const Field& field) {
   if (negative) return L"-";
-  if (spec.plus) return L"+";
-  if (spec.space) return L" ";
+  if (field.plus) return L"+";
+  if (field.space) return L" ";
   return {};
 }
 
-void AppendInteger(std::wstring& out, const Spec& spec, wchar_t conversion, const LogArg& arg) {
+void AppendInteger(std::wstring& out, const Field& field, wchar_t conversion, const LogArg& arg) {
   const std::optional<std::uint64_t> raw = IntegerBits(arg);
   if (!raw) {
     out += BadArg(arg);
     return;
   }
-  const int width = IntegerBitsFor(spec.length);
+  const int width = IntegerBitsFor(field.length);
   const std::uint64_t bits = width < 64 ? (*raw & ((std::uint64_t{1} << width) - 1)) : *raw;
 
   bool negative = false;
@@ -139,22 +139,22 @@ void AppendInteger(std::wstring& out, const Spec& spec, wchar_t conversion, cons
     magnitude = negative ? std::uint64_t{0} - static_cast<std::uint64_t>(value) : static_cast<std::uint64_t>(value);
   }
   const unsigned base = conversion == L'o' ? 8 : (conversion == L'x' || conversion == L'X') ? 16 : 10;
-  std::wstring digits = (spec.precision == 0 && magnitude == 0) ? std::wstring() : Digits(magnitude, base, conversion == L'X');
-  if (spec.precision > 0 && digits.size() < static_cast<std::size_t>(spec.precision)) {
-    digits.insert(0, static_cast<std::size_t>(spec.precision) - digits.size(), L'0');
+  std::wstring digits = (field.precision == 0 && magnitude == 0) ? std::wstring() : Digits(magnitude, base, conversion == L'X');
+  if (field.precision > 0 && digits.size() < static_cast<std::size_t>(field.precision)) {
+    digits.insert(0, static_cast<std::size_t>(field.precision) - digits.size(), L'0');
   }
   std::wstring prefix;
   if (conversion == L'd' || conversion == L'i') {
-    prefix = SignPrefix(negative, spec);
-  } else if (spec.alternate && magnitude != 0 && base == 16) {
+    prefix = SignPrefix(negative, field);
+  } else if (field.alternate && magnitude != 0 && base == 16) {
     prefix = conversion == L'X' ? L"0X" : L"0x";
-  } else if (spec.alternate && base == 8 && (digits.empty() || digits[0] != L'0')) {
+  } else if (field.alternate && base == 8 && (digits.empty() || digits[0] != L'0')) {
     prefix = L"0";
   }
-  AppendPadded(out, spec, prefix, digits, spec.precision < 0);
+  AppendPadded(out, field, prefix, digits, field.precision < 0);
 }
 
-void AppendChar(std::wstring& out, const Spec& spec, wchar_t conversion, const LogArg& arg) {
+void AppendChar(std::wstring& out, const Field& field, wchar_t conversion, const LogArg& arg) {
   const std::optional<std::uint64_t> raw = IntegerBits(arg);
   if (!raw) {
     out += BadArg(arg);
@@ -162,15 +162,15 @@ void AppendChar(std::wstring& out, const Spec& spec, wchar_t conversion, const L
   }
   // %c is a wide character in a wide format and %C (or %hc) a narrow one; Windows' wchar_t is
   // 16 bits, so that is what a wide character holds.
-  const bool narrow = (conversion == L'C' && spec.length != Length::Long && spec.length != Length::Wide) ||
-                      (conversion == L'c' && spec.length == Length::Short);
+  const bool narrow = (conversion == L'C' && field.length != Length::Long && field.length != Length::Wide) ||
+                      (conversion == L'c' && field.length == Length::Short);
   const std::uint64_t code = *raw & (narrow ? 0xFFu : 0xFFFFu);
   // A NUL would end the line wherever the trace is read as C text; it prints as nothing.
   const std::wstring body = code == 0 ? std::wstring() : std::wstring(1, static_cast<wchar_t>(code));
-  AppendPadded(out, spec, {}, body, false);
+  AppendPadded(out, field, {}, body, false);
 }
 
-void AppendString(std::wstring& out, const Spec& spec, const LogArg& arg) {
+void AppendString(std::wstring& out, const Field& field, const LogArg& arg) {
   std::wstring text;
   if (arg.kind() == LogArg::Kind::Wide) {
     text.assign(arg.asWide());
@@ -180,22 +180,22 @@ void AppendString(std::wstring& out, const Spec& spec, const LogArg& arg) {
     out += BadArg(arg);
     return;
   }
-  if (spec.precision >= 0 && text.size() > static_cast<std::size_t>(spec.precision)) {
-    text.resize(static_cast<std::size_t>(spec.precision));
+  if (field.precision >= 0 && text.size() > static_cast<std::size_t>(field.precision)) {
+    text.resize(static_cast<std::size_t>(field.precision));
   }
-  AppendPadded(out, spec, {}, text, false);
+  AppendPadded(out, field, {}, text, false);
 }
 
-void AppendPointer(std::wstring& out, const Spec& spec, const LogArg& arg) {
+void AppendPointer(std::wstring& out, const Field& field, const LogArg& arg) {
   const std::optional<std::uint64_t> raw = IntegerBits(arg);
   if (!raw) {
     out += BadArg(arg);
     return;
   }
-  AppendPadded(out, spec, {}, PointerText(*raw), false);
+  AppendPadded(out, field, {}, PointerText(*raw), false);
 }
 
-void AppendFloat(std::wstring& out, const Spec& spec, wchar_t conversion, const LogArg& arg) {
+void AppendFloat(std::wstring& out, const Field& field, wchar_t conversion, const LogArg& arg) {
   double value = 0;
   switch (arg.kind()) {
     case LogArg::Kind::Double: value = arg.asDouble(); break;
@@ -213,10 +213,10 @@ void AppendFloat(std::wstring& out, const Spec& spec, wchar_t conversion, const 
   const double magnitude = std::fabs(value);
   char buffer[512];
   std::to_chars_result result{};
-  if (format == std::chars_format::hex && spec.precision < 0) {
+  if (format == std::chars_format::hex && field.precision < 0) {
     result = std::to_chars(buffer, buffer + sizeof(buffer), magnitude, format);
   } else {
-    const int precision = spec.precision < 0 ? 6 : std::min(spec.precision, kMaxFloatPrecision);
+    const int precision = field.precision < 0 ? 6 : std::min(field.precision, kMaxFloatPrecision);
     result = std::to_chars(buffer, buffer + sizeof(buffer), magnitude, format, precision);
   }
   if (result.ec != std::errc()) {
@@ -226,7 +226,7 @@ void AppendFloat(std::wstring& out, const Spec& spec, wchar_t conversion, const 
   std::wstring body = Widen(std::string_view(buffer, result.ptr));
   if (format == std::chars_format::hex && std::isfinite(magnitude)) body.insert(0, L"0x");
   if (upper) std::transform(body.begin(), body.end(), body.begin(), [](wchar_t c) { return c >= L'a' && c <= L'z' ? static_cast<wchar_t>(c - 32) : c; });
-  AppendPadded(out, spec, SignPrefix(negative, spec), body, std::isfinite(magnitude));
+  AppendPadded(out, field, SignPrefix(negative, field), body, std::isfinite(magnitude));
 }
 
 class Formatter {
@@ -271,36 +271,36 @@ class Formatter {
     return value;
   }
 
-  void ParseFlags(Spec& spec) {
+  void ParseFlags(Field& field) {
     for (; !AtEnd(); ++pos_) {
       switch (Peek()) {
-        case L'-': spec.left = true; break;
-        case L'+': spec.plus = true; break;
-        case L' ': spec.space = true; break;
-        case L'#': spec.alternate = true; break;
-        case L'0': spec.zero = true; break;
+        case L'-': field.left = true; break;
+        case L'+': field.plus = true; break;
+        case L' ': field.space = true; break;
+        case L'#': field.alternate = true; break;
+        case L'0': field.zero = true; break;
         default: return;
       }
     }
   }
 
-  void ParseWidthAndPrecision(Spec& spec) {
+  void ParseWidthAndPrecision(Field& field) {
     if (!AtEnd() && Peek() == L'*') {
       ++pos_;
       const std::int64_t width = StarArg().value_or(0);
-      if (width < 0) spec.left = true;
-      spec.width = static_cast<int>(std::min<std::int64_t>(kMaxWidth, width < 0 ? -width : width));
+      if (width < 0) field.left = true;
+      field.width = static_cast<int>(std::min<std::int64_t>(kMaxWidth, width < 0 ? -width : width));
     } else {
-      spec.width = Number();
+      field.width = Number();
     }
     if (AtEnd() || Peek() != L'.') return;
     ++pos_;
     if (!AtEnd() && Peek() == L'*') {
       ++pos_;
       const std::int64_t precision = StarArg().value_or(-1);
-      spec.precision = precision < 0 ? -1 : static_cast<int>(std::min<std::int64_t>(kMaxWidth, precision));
+      field.precision = precision < 0 ? -1 : static_cast<int>(std::min<std::int64_t>(kMaxWidth, precision));
     } else {
-      spec.precision = Number();
+      field.precision = Number();
     }
   }
 
@@ -312,16 +312,16 @@ class Formatter {
     return false;
   }
 
-  void ParseLength(Spec& spec) {
-    if (Consume(L"hh")) spec.length = Length::Char;
-    else if (Consume(L"h")) spec.length = Length::Short;
-    else if (Consume(L"ll")) spec.length = Length::LongLong;
-    else if (Consume(L"l")) spec.length = Length::Long;
-    else if (Consume(L"L")) spec.length = Length::LongDouble;
-    else if (Consume(L"w")) spec.length = Length::Wide;
-    else if (Consume(L"I64")) spec.length = Length::LongLong;
-    else if (Consume(L"I32")) spec.length = Length::Long;
-    else if (Consume(L"I") || Consume(L"z") || Consume(L"j") || Consume(L"t")) spec.length = Length::Size;
+  void ParseLength(Field& field) {
+    if (Consume(L"hh")) field.length = Length::Char;
+    else if (Consume(L"h")) field.length = Length::Short;
+    else if (Consume(L"ll")) field.length = Length::LongLong;
+    else if (Consume(L"l")) field.length = Length::Long;
+    else if (Consume(L"L")) field.length = Length::LongDouble;
+    else if (Consume(L"w")) field.length = Length::Wide;
+    else if (Consume(L"I64")) field.length = Length::LongLong;
+    else if (Consume(L"I32")) field.length = Length::Long;
+    else if (Consume(L"I") || Consume(L"z") || Consume(L"j") || Consume(L"t")) field.length = Length::Size;
   }
 
   void AppendConversion(std::wstring& out) {
@@ -331,10 +331,10 @@ class Formatter {
       ++pos_;
       return;
     }
-    Spec spec;
-    ParseFlags(spec);
-    ParseWidthAndPrecision(spec);
-    ParseLength(spec);
+    Field field;
+    ParseFlags(field);
+    ParseWidthAndPrecision(field);
+    ParseLength(field);
     if (AtEnd()) {
       out.append(format_.substr(start));
       return;
@@ -343,19 +343,19 @@ class Formatter {
     ++pos_;
     switch (conversion) {
       case L'd': case L'i': case L'u': case L'x': case L'X': case L'o':
-        WithArg(out, [&](const LogArg& arg) { AppendInteger(out, spec, conversion, arg); });
+        WithArg(out, [&](const LogArg& arg) { AppendInteger(out, field, conversion, arg); });
         return;
       case L'c': case L'C':
-        WithArg(out, [&](const LogArg& arg) { AppendChar(out, spec, conversion, arg); });
+        WithArg(out, [&](const LogArg& arg) { AppendChar(out, field, conversion, arg); });
         return;
       case L's': case L'S':
-        WithArg(out, [&](const LogArg& arg) { AppendString(out, spec, arg); });
+        WithArg(out, [&](const LogArg& arg) { AppendString(out, field, arg); });
         return;
       case L'p':
-        WithArg(out, [&](const LogArg& arg) { AppendPointer(out, spec, arg); });
+        WithArg(out, [&](const LogArg& arg) { AppendPointer(out, field, arg); });
         return;
       case L'e': case L'E': case L'f': case L'F': case L'g': case L'G': case L'a': case L'A':
-        WithArg(out, [&](const LogArg& arg) { AppendFloat(out, spec, conversion, arg); });
+        WithArg(out, [&](const LogArg& arg) { AppendFloat(out, field, conversion, arg); });
         return;
       case L'n':
         // Writing through an argument is never done; the argument is used up and nothing shows.
