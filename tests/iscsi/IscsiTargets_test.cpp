@@ -205,6 +205,12 @@ TEST(IscsiStepsOnTheSimulator, LoginWithDigestsIsSeenConnectedAndLogsOut) {
     EXPECT_EQ(e.GetStatus(), 0xEFFF0009u);
   }
   EXPECT_FALSE(Vantor::IsTargetConnected(volume.targetName));
+  try {
+    Vantor::LoginIScsiTarget("iqn.2007-11.com.vantorstorage:no-such-target", 0);
+    ADD_FAILURE() << "a target the array does not offer must not log in";
+  } catch (const Vantor::IscsiException& e) {
+    EXPECT_EQ(e.GetStatus(), platform::ISDSC_NOT_FOUND);
+  }
 }
 #endif
 
