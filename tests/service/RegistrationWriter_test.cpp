@@ -78,21 +78,6 @@ TEST_F(RegistrationWriter, RewritingTheClassDropsWhatAnOlderRegistrationLeftUnde
   EXPECT_TRUE(Exists(HKEY_CLASSES_ROOT, kClassKey + L"\\LocalServer32"));
 }
 
-TEST_F(RegistrationWriter, PerUserRootWritesOnlyBelowTheUsersClasses) {
-  const ClassesRoot user = ClassesRoot::PerUser();
-  ASSERT_EQ(WriteScript(user, AppIdScript()), ERROR_SUCCESS);
-  EXPECT_EQ(Value(HKEY_CURRENT_USER, L"Software\\Classes\\" + AppIdKeyPath(), L""), L"Vantor.VssProvider");
-  EXPECT_FALSE(Exists(HKEY_CLASSES_ROOT, AppIdKeyPath()));
-
-  ASSERT_EQ(SetStringValue(user, AppIdKeyPath(), kLocalServiceValue, kServiceName), ERROR_SUCCESS);
-  EXPECT_EQ(Value(HKEY_CURRENT_USER, L"Software\\Classes\\" + AppIdKeyPath(), kLocalServiceValue), kServiceName);
-  EXPECT_EQ(DeleteValue(user, AppIdKeyPath(), kLocalServiceValue), ERROR_SUCCESS);
-  EXPECT_EQ(Value(HKEY_CURRENT_USER, L"Software\\Classes\\" + AppIdKeyPath(), kLocalServiceValue), L"<missing>");
-  // Already gone, and a key that does not exist at all: both count as deleted.
-  EXPECT_EQ(DeleteValue(user, AppIdKeyPath(), kLocalServiceValue), ERROR_SUCCESS);
-  EXPECT_EQ(DeleteValue(ClassesRoot::Machine(), AppIdKeyPath(), kLocalServiceValue), ERROR_SUCCESS);
-}
-
 TEST_F(RegistrationWriter, FailedWriteIsReportedWithItsStatus) {
   registry_->PersistTo(std::filesystem::path("no-such-directory-for-the-writer-test") / "registry.reg");
   EXPECT_EQ(WriteScript(ClassesRoot::Machine(), AppIdScript()), ERROR_CANTWRITE);

@@ -12,6 +12,7 @@
 #include <string>
 
 #include "HostHarness.h"
+#include "service/win32/ComApartment.h"
 #include "service/win32/KernelHandle.h"
 #include "service/win32/ScHandle.h"
 
@@ -22,19 +23,6 @@ using namespace hosttest;
 constexpr const wchar_t* kServiceName = L"Vantor VSS Hardware Provider";
 constexpr CLSID kProviderClassId = {0x08B1DE05, 0xDA78, 0x4895, {0xBA, 0xC0, 0xE5, 0x76, 0xED, 0x48, 0x3F, 0xFA}};
 constexpr DWORD kStateTimeoutMs = 20000;
-
-class Com {
- public:
-  Com() : mResult(CoInitializeEx(nullptr, COINIT_MULTITHREADED)) {}
-  ~Com() {
-    if (SUCCEEDED(mResult)) CoUninitialize();
-  }
-  Com(const Com&) = delete;
-  Com& operator=(const Com&) = delete;
-
- private:
-  HRESULT mResult;
-};
 
 // Creates the provider out of process and checks that the object is there and answers.
 void ExpectProviderCreatedOutOfProcess() {
@@ -109,7 +97,7 @@ class ServiceRun : public testing::Test {
 TEST_F(ServiceRun, ComActivationStartsTheServiceWhichServesTheProviderAndStopsOnRequest) {
   ASSERT_EQ(QueryServiceState(kServiceName)->state, static_cast<DWORD>(SERVICE_STOPPED));
   {
-    const Com com;
+    const service::ComApartment com;
     ExpectProviderCreatedOutOfProcess();
   }
   const auto running = QueryServiceState(kServiceName);
@@ -137,7 +125,7 @@ TEST_F(ServiceRun, ServiceStartedByTheManagerServesTheClassAndSurvivesUnknownCon
   EXPECT_EQ(QueryServiceState(kServiceName)->state, static_cast<DWORD>(SERVICE_RUNNING));
   const DWORD processId = QueryServiceState(kServiceName)->processId;
   {
-    const Com com;
+    const service::ComApartment com;
     ExpectProviderCreatedOutOfProcess();
   }
   StopService();
@@ -148,7 +136,7 @@ TEST_F(ServiceRun, ServiceStartedByTheManagerServesTheClassAndSurvivesUnknownCon
 TEST_F(ServiceRun, WithoutTheServiceComStartsTheExecutableAsALocalServer) {
   ASSERT_EQ(RunProvider(L"/RegServer"), 0u);
   {
-    const Com com;
+    const service::ComApartment com;
     ExpectProviderCreatedOutOfProcess();
   }
   EXPECT_FALSE(QueryServiceState(kServiceName).has_value());
