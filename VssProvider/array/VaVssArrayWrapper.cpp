@@ -58,7 +58,9 @@ const Vantor::LoginInfo& VaVssArrayWrapper::GetLoginInfo() const {
   return mArray ? mArray->GetLoginInfo() : none;
 }
 
-void VaVssArrayWrapper::SetLoginInfo(const Vantor::LoginInfo& loginInfo) { TheArray().SetLoginInfo(loginInfo); }
+void VaVssArrayWrapper::SetLoginInfo(const Vantor::LoginInfo& loginInfo) {
+  if (mArray) mArray->SetLoginInfo(loginInfo);
+}
 
 std::string VaVssArrayWrapper::GetGroupAddress() const { return mArray ? mArray->GetGroupMgmtIp() : std::string(); }
 

@@ -41,13 +41,13 @@ class ArrayWrapper : public arraytest::OverSimulatedArray {
   }
   // A virtual volume of `collection` with this host in its ACL, found by its device serial.
   std::shared_ptr<Vantor::VolumeRecord> VirtualVolume(const std::string& name, const std::string& collection) {
-    arraysim::VolumeSpec spec;
-    spec.name = name;
-    spec.agentType = "vvol";
-    spec.volcollId = collection;
-    spec.metadata = {{"vp_vs_VAN_VIRTUAL_DEVICE_ID", "6000c29" + name}};
-    spec.acl.push_back({"iscsi", host.initiator()});
-    sim().addVolume(group.id, spec);
+    arraysim::VolumeSpec definition;
+    definition.name = name;
+    definition.agentType = "vvol";
+    definition.volcollId = collection;
+    definition.metadata = {{"vp_vs_VAN_VIRTUAL_DEVICE_ID", "6000c29" + name}};
+    definition.acl.push_back({"iscsi", host.initiator()});
+    sim().addVolume(group.id, definition);
     std::shared_ptr<Vantor::VolumeRecord> volume;
     EXPECT_TRUE(wrapper->FindVirtualVolume("6000C29" + name, true, volume));
     return volume;

@@ -27,11 +27,11 @@ class OverSimulatedArray : public ::testing::Test {
   }
 
   arraysim::GroupInfo AddGroup(const std::string& version) {
-    arraysim::GroupSpec spec;
-    spec.version = version;
-    spec.username = kArrayUser;
-    spec.password = kArrayPassword;
-    return sim().addGroup(spec);
+    arraysim::GroupSpec definition;
+    definition.version = version;
+    definition.username = kArrayUser;
+    definition.password = kArrayPassword;
+    return sim().addGroup(definition);
   }
   // Replaces the emulated registry's contents; `values` are .reg lines after the header.
   void SetRegistry(const std::string& values) {
