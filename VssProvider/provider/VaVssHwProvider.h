@@ -135,3 +135,8 @@ class CVaVssHwProvider final : public IVssHardwareSnapshotProviderEx,
 // Creates a provider object and queries it for `riid` (IUnknown or one of the three VSS
 // interfaces); the class factory of the service and vantor-vss both call this.
 HRESULT CreateVaVssHwProvider(REFIID riid, void** ppv);
+
+// Provider objects alive in the process. A local server that COM started only to serve them
+// ends when the last one goes: `handler` is then called on the releasing thread (null: none).
+long LiveProviderObjects();
+void SetLastProviderReleasedHandler(void (*handler)());

@@ -110,3 +110,25 @@ TEST_F(ProviderObjectTest, DigestPolicyIsReadOnceAtConstructionAndFallsBackToZer
     EXPECT_EQ(static_cast<CVaVssHwProvider*>(provider.p)->IscsiDigestPolicy(), c.expected) << c.registry;
   }
 }
+
+namespace {
+int gLastReleasedCalls = 0;
+}  // namespace
+
+TEST_F(ProviderObjectTest, LastReleasedObjectTellsTheLocalServerItMayEnd) {
+  SetLastProviderReleasedHandler([] { ++gLastReleasedCalls; });
+  const long before = LiveProviderObjects();
+  ProviderRef first;
+  ProviderRef second;
+  ASSERT_EQ(CreateVaVssHwProvider(wincompat::kIID_IUnknown, reinterpret_cast<void**>(&first.p)), S_OK);
+  ASSERT_EQ(CreateVaVssHwProvider(wincompat::kIID_IUnknown, reinterpret_cast<void**>(&second.p)), S_OK);
+  EXPECT_EQ(LiveProviderObjects(), before + 2);
+  first.p->Release();
+  first.p = nullptr;
+  EXPECT_EQ(gLastReleasedCalls, 0);
+  second.p->Release();
+  second.p = nullptr;
+  EXPECT_EQ(LiveProviderObjects(), before);
+  EXPECT_EQ(gLastReleasedCalls, 1);
+  SetLastProviderReleasedHandler(nullptr);
+}

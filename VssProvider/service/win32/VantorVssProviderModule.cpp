@@ -247,6 +247,12 @@ void CVantorVssProviderModule::SetServiceState(DWORD state, HRESULT exitCode) {
   if (mStatusHandle != nullptr) SetServiceStatus(mStatusHandle, &mStatus);
 }
 
+void CVantorVssProviderModule::OnLastProviderReleased() {
+  if (gModule == nullptr) return;
+  const std::lock_guard lock(gModule->mStatusLock);
+  if (gModule->mLoopThreadId != 0) PostThreadMessageW(gModule->mLoopThreadId, WM_QUIT, 0, 0);
+}
+
 HRESULT CVantorVssProviderModule::RunServer(bool asService) {
   CLogger scope(L"CVantorVssProviderModule::RunServer");
   const ComApartment com;
@@ -274,6 +280,9 @@ HRESULT CVantorVssProviderModule::RunServer(bool asService) {
     ReportEventW(EVENTLOG_INFORMATION_TYPE, kTextEventId, L"Service started/resumed");
     SetServiceState(SERVICE_RUNNING);
   }
+  // Started by COM rather than the service control manager, the server lives only as long as
+  // the objects it serves: the last release ends the loop.
+  if (!asService) SetLastProviderReleasedHandler(&CVantorVssProviderModule::OnLastProviderReleased);
   hr = CoResumeClassObjects();
   if (SUCCEEDED(hr)) {
     VA_LOG(MSG_INFO, L"Serving %s", kClassIdText);
@@ -281,6 +290,7 @@ HRESULT CVantorVssProviderModule::RunServer(bool asService) {
   } else {
     VA_LOG(MSG_ERROR, L"** CoResumeClassObjects failed, hr = 0x%08x", static_cast<unsigned>(hr));
   }
+  SetLastProviderReleasedHandler(nullptr);
   CoRevokeClassObject(cookie);
   {
     const std::lock_guard lock(mStatusLock);

@@ -40,6 +40,7 @@ class CVantorVssProviderModule {
   HRESULT Start();
   bool IsConfiguredAsService() const;
   static void WINAPI ServiceMainEntry(DWORD argc, LPWSTR* argv);
+  static void OnLastProviderReleased();
   static DWORD WINAPI HandlerEntry(DWORD control, DWORD eventType, LPVOID eventData, LPVOID context);
   void ServiceMain();
   DWORD Handler(DWORD control);
