@@ -61,7 +61,7 @@ TEST(DsmRecordParser, BrokenRecordsStopTheWalkWithoutLeavingTheBuffer) {
       {"second entry length 0", [](Bytes& b) { b[52] = 0; b[53] = 0; }, DsmParseStatus::ZeroEntryLength, 1},
       {"entry length 3", [](Bytes& b) { b[3] = 3; b[4] = 0; }, DsmParseStatus::EntryTooShort, 0},
       {"entry length past the buffer", [](Bytes& b) { b[3] = 0xFF; b[4] = 0x7F; }, DsmParseStatus::EntryPastBuffer, 0},
-      {"record cut inside the second entry", [](Bytes& b) { b.resize(b.size() - 3); }, DsmParseStatus::EntryPastBuffer, 1},
+      {"record cut inside the second entry", [](Bytes& b) { b.erase(b.end() - 3, b.end()); }, DsmParseStatus::EntryPastBuffer, 1},
       {"serial without terminator", [](Bytes& b) { std::memset(&b[5], 'x', 47); b.resize(52); b[1] = 1; },
        DsmParseStatus::MissingTerminator, 0},
       {"address without terminator", [](Bytes& b) { b[51] = '9'; }, DsmParseStatus::MissingTerminator, 0},

@@ -18,7 +18,7 @@ namespace hosttest {
 
 class SimulatedHost {
  public:
-  explicit SimulatedHost(std::string initiator = "iqn.1991-05.com.microsoft:host-h6")
+  explicit SimulatedHost(std::string initiator = "iqn.1991-05.com.example:host-h6")
       : mInitiator(std::move(initiator)),
         mEndpoint{mSim.controlUrl(), mInitiator},
         mStorage(std::make_unique<platform::EmulatedStorageDevices>(mEndpoint)),

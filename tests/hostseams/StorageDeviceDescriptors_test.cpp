@@ -60,7 +60,7 @@ TEST(StorageDeviceIdWalk, StopsInsideTheBufferOnBrokenDescriptors) {
       {"count larger than the records", [](Bytes& b) { PutU32(b, 8, 1000); }, DeviceIdWalkStatus::RecordTruncated, 3},
       {"Size cuts the last record", [](Bytes& b) { PutU32(b, 4, static_cast<std::uint32_t>(b.size() - 2)); },
        DeviceIdWalkStatus::RecordTruncated, 2},
-      {"partial answer (buffer cut)", [](Bytes& b) { b.resize(b.size() - 10); }, DeviceIdWalkStatus::RecordTruncated, 2},
+      {"partial answer (buffer cut)", [](Bytes& b) { b.erase(b.end() - 10, b.end()); }, DeviceIdWalkStatus::RecordTruncated, 2},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
