@@ -1,8 +1,9 @@
 #include "array/ArrayVersion.h"
 
+#include <array>
 #include <cstddef>
 #include <limits>
-#include <regex>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -14,16 +15,53 @@ namespace {
 
 static constexpr const wchar_t* kLogSource = L"VantorArray";
 
-// std::regex recurses per character; an answer far longer than any version is refused before
-// it can exhaust the stack.
-constexpr std::size_t kMaxVersionLength = 256;
-
 // Plain decimal conversion without an overflow check, as the array's own tools do; the
 // arithmetic wraps instead of being undefined.
-std::int32_t ToInt32(const std::string& digits) {
+std::int32_t ToInt32(std::string_view digits) {
   std::uint32_t value = 0;
   for (const char c : digits) value = value * 10u + static_cast<std::uint32_t>(c - '0');
   return static_cast<std::int32_t>(value);
+}
+
+// ASCII classes of the version pattern, independent of the C locale.
+bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+bool IsTagCharacter(char c) { return IsDigit(c) || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
+
+// Walks the text once, left to right, with a cursor that knows the end; the whole text must
+// be consumed.
+class VersionCursor {
+ public:
+  explicit VersionCursor(std::string_view text) : mText(text) {}
+  // One or more characters of the class; empty when there are none.
+  template <class Predicate>
+  std::string_view Run(Predicate accepted) {
+    const std::size_t start = mPos;
+    while (mPos < mText.size() && accepted(mText[mPos])) ++mPos;
+    return mText.substr(start, mPos - start);
+  }
+  bool Take(char c) {
+    if (mPos >= mText.size() || mText[mPos] != c) return false;
+    ++mPos;
+    return true;
+  }
+  std::string_view Rest() const { return mText.substr(mPos); }
+
+ private:
+  std::string_view mText;
+  std::size_t mPos = 0;
+};
+
+// The four numbers of "N.N.N.N-TAG-opt" (or "-dbg"); false for anything else.
+bool MatchVersion(std::string_view text, std::array<std::int32_t, 4>& numbers) {
+  VersionCursor cursor(text);
+  for (std::size_t i = 0; i < numbers.size(); ++i) {
+    if (i > 0 && !cursor.Take('.')) return false;
+    const std::string_view digits = cursor.Run(IsDigit);
+    if (digits.empty()) return false;
+    numbers[i] = ToInt32(digits);
+  }
+  if (!cursor.Take('-') || cursor.Run(IsTagCharacter).empty() || !cursor.Take('-')) return false;
+  return cursor.Rest() == "opt" || cursor.Rest() == "dbg";
 }
 
 struct CapabilityRow {
@@ -56,21 +94,15 @@ std::string DefaultMaxArrayVersion() {
 }
 
 bool ParseArrayVersion(const std::string& text, ArrayVersion& out) {
-  std::smatch match;
-  try {
-    static const std::regex pattern(discovery::kArrayVersionPattern, std::regex::ECMAScript);
-    if (text.size() > kMaxVersionLength || !std::regex_match(text, match, pattern) || match.size() < 8) {
-      VA_LOG(MSG_ERROR, L"** Version string %S does not have correct format %S", text, discovery::kArrayVersionPattern);
-      return false;
-    }
-  } catch (const std::regex_error&) {
-    VA_LOG(MSG_ERROR, L"** Error getting substrings of the version string %S", text);
+  std::array<std::int32_t, 4> numbers{};
+  if (!MatchVersion(text, numbers)) {
+    VA_LOG(MSG_ERROR, L"** Version string %S does not have correct format %S", text, discovery::kArrayVersionPattern);
     return false;
   }
-  out.major = ToInt32(match[1].str());
-  out.minor = ToInt32(match[3].str());
-  out.maintenance = ToInt32(match[5].str());
-  out.build = ToInt32(match[7].str());
+  out.major = numbers[0];
+  out.minor = numbers[1];
+  out.maintenance = numbers[2];
+  out.build = numbers[3];
   return true;
 }
 

@@ -34,6 +34,9 @@ TEST(ArrayVersion, ParsesOnlyTheWholeFormat) {
       {"6.1.0.0-1-opt ", false, {}},
       {" 6.1.0.0-1-opt", false, {}},
       {"6.1.0.0--opt", false, {}},
+      {"6.1.0.0-a_b-opt", false, {}},
+      {"6.1.0.0-1-optx", false, {}},
+      {"6.1.0.0.1-1-opt", false, {}},
       {"6.-1.0.0-1-opt", false, {}},
       {"", false, {}},
   };
@@ -44,9 +47,8 @@ TEST(ArrayVersion, ParsesOnlyTheWholeFormat) {
       EXPECT_EQ(version, c.expected) << c.text;
     }
   }
-  // An answer far longer than any version is refused instead of being matched.
   ArrayVersion version;
-  EXPECT_FALSE(Vantor::ParseArrayVersion(std::string(100000, '1') + ".0.0.0-1-opt", version));
+  EXPECT_FALSE(Vantor::ParseArrayVersion(std::string("6.1.0.0-1-opt\0", 14), version));
 }
 
 TEST(ArrayVersion, RangeComparesFieldByFieldAndLetsMajorZeroThrough) {
