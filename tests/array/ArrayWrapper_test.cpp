@@ -10,6 +10,7 @@
 
 #include "SimulatedArray.h"
 #include "array/VaVssArrayWrapper.h"
+#include "array/VantorArray.h"
 #include "messages/VantorVssMessages.h"
 #include "provider/SnapshotSetInfo.h"
 #include "wincompat/Guid.h"
@@ -256,6 +257,11 @@ TEST_F(ArrayWrapper, VersionCheckAndArrayLog) {
   sim().injectFault({group.id, "debug_log", 500, "SM_internal", "down", 1});
   wrapper->LogMessageToGMD("lost", "info");
   EXPECT_EQ(sim().requestCount(group.id, "debug_log"), 2);
+
+  // The process keeps the first application name; the array sees it on every session.
+  Vantor::Array::InitRest("another-agent");
+  EXPECT_TRUE(trace.Contains("Subsequent call to InitRestSDK(another-agent). Current App Name: VSS Agent"));
+  EXPECT_EQ(GroupState()["sessions"][0]["app_name"], "VSS Agent");
 }
 
 }  // namespace
