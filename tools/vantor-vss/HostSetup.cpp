@@ -31,6 +31,8 @@
 #include "platform/win32/Win32ServiceAccount.h"
 #include "platform/win32/Win32StorageDevices.h"
 #else
+#include "common/DataProtection.h"
+#include "common/emulated/HostKeyDataProtection.h"
 #include "credstore/emulated/EncryptedFileCredentialVault.h"
 #endif
 
@@ -115,6 +117,8 @@ InstalledHost::InstalledHost(const HostOptions& options) : hostDir_(options.host
         traceDir / "events.log",
         [](DWORD id, const std::vector<std::wstring>& strings) { return messages::RenderEventText(id, strings); });
     credstore::CredentialVaultSlot::Install(std::make_unique<credstore::EncryptedFileCredentialVault>(hostDir_));
+    // Profile passwords are sealed with the host's own key, as DPAPI seals them on Windows.
+    common::DataProtectionSlot::Install(std::make_unique<common::HostKeyDataProtection>(hostDir_));
 #endif
   } else {
 #ifdef _WIN32
