@@ -18,13 +18,33 @@ build() {
   cmake --build --preset "$1" -j "$jobs"
 }
 
+passed_total=0
+failed_total=0
+
+# "N% tests passed, F tests failed out of T" of a ctest log: prints "F T".
+ctest_counts() {
+  grep -E "tests passed, [0-9]+ tests? failed out of [0-9]+" "$1" | tail -n 1 |
+    sed -E 's/.* ([0-9]+) tests? failed out of ([0-9]+).*/\1 \2/'
+}
+
 run_ctest() {
-  local preset=$1
-  if ! ctest --preset "$preset" --timeout 300; then
+  local preset=$1 log="build/$1/ctest-run.log" total failures
+  if ctest --preset "$preset" --timeout 300 | tee "$log"; then
+    read -r failures total < <(ctest_counts "$log" || echo "0 0")
+  else
+    read -r failures total < <(ctest_counts "$log" || echo "0 0")
     # One rerun of the failures tells a flaky test from a broken one; both are reported.
     echo "test.sh: rerunning the failed tests of $preset once"
-    ctest --preset "$preset" --rerun-failed --timeout 300 || failed+=("$preset")
+    if ctest --preset "$preset" --rerun-failed --timeout 300 | tee "$log.rerun"; then
+      echo "test.sh: FLAKY in $preset: $failures test(s) failed once and passed on the rerun"
+      failures=0
+    else
+      read -r failures _ < <(ctest_counts "$log.rerun" || echo "$failures 0")
+      failed+=("$preset")
+    fi
   fi
+  passed_total=$((passed_total + ${total:-0} - ${failures:-0}))
+  failed_total=$((failed_total + ${failures:-0}))
 }
 
 for lane in "${lanes[@]}"; do
@@ -73,6 +93,8 @@ done
 
 if [ "${#failed[@]}" -gt 0 ]; then
   echo "test.sh: FAILED: ${failed[*]}"
+  echo "tests: $passed_total passed, $failed_total failed"
   exit 1
 fi
 echo "test.sh: all lanes passed (${lanes[*]})"
+echo "tests: $passed_total passed, $failed_total failed"
