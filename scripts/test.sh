@@ -60,6 +60,9 @@ for lane in "${lanes[@]}"; do
       export WINEPREFIX="$PWD/build/windows/wineprefix" WINEDEBUG=-all VANTOR_WINEPREFIX="$PWD/build/windows/wineprefix"
       export PATH="$PATH:/usr/lib/wine"
       [ -f "$WINEPREFIX/system.reg" ] || wine64 wineboot -i >/dev/null 2>&1 || true
+      # The server that made the prefix lingers a few seconds; a second persistent one for the
+      # same prefix is refused, so let the first one end.
+      wineserver -w 2>/dev/null || true
       wineserver -p
       # The first program after the server starts brings up Wine's services; started here, they
       # do not inherit (and hold open) the output pipe of a test's discovery run.
