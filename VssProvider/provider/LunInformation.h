@@ -27,6 +27,16 @@ bool ReplaceIdentifierBytes(VDS_STORAGE_IDENTIFIER& identifier, const std::uint8
 inline bool LunStringIs(const char* value, const char* expected) {
   return value != nullptr && std::string(value) == expected;
 }
+// A possibly null LUN string, for log lines.
+inline const char* LunString(const char* value) { return value ? value : ""; }
+
+// A LUN of the array, and a virtual machine's disk (which may be backed by an array volume).
+inline bool IsArrayLun(const VDS_LUN_INFORMATION& lun) {
+  return LunStringIs(lun.m_szVendorId, "Vantor") && LunStringIs(lun.m_szProductId, "Server");
+}
+inline bool IsVirtualDisk(const VDS_LUN_INFORMATION& lun) {
+  return LunStringIs(lun.m_szVendorId, "VMware") && LunStringIs(lun.m_szProductId, "Virtual disk");
+}
 
 // An owned VDS_LUN_INFORMATION (for the tool and tests; VSS owns the ones it passes in).
 class OwnedLunInformation {

@@ -1,6 +1,8 @@
 #pragma once
 // The one shape of every provider operation: lock, scope trace, work, and a catch ladder that
 // lets no exception reach VSS.
+#include <cstddef>
+#include <cstdint>
 #include <exception>
 #include <mutex>
 
@@ -12,6 +14,12 @@ namespace provider {
 
 // Runs `work` (returning an HRESULT) and turns anything it throws into VSS_E_PROVIDER_VETO with
 // one error line naming the operation.
+// A dump of designator bytes in the trace (detail level).
+inline void DumpBytes(const std::uint8_t* bytes, std::size_t size) {
+  if (CFileLog* log = CFileLog::GetInstance())
+    log->LogBuffer(MSG_DEBUG, L"VaVssHwProvider", static_cast<unsigned long>(__LINE__), bytes, static_cast<int>(size));
+}
+
 template <class Work>
 HRESULT GuardedCall(const wchar_t* operation, Work&& work) noexcept {
   static constexpr const wchar_t* kLogSource = L"VaVssHwProvider";

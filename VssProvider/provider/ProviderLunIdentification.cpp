@@ -19,21 +19,6 @@ constexpr const wchar_t* kLogSource = L"VaVssHwProvider";
 constexpr DWORD kDeviceIdBufferSize = 4096;
 constexpr ULONG kDescriptorVersion = 16;
 
-bool IsArrayLun(const VDS_LUN_INFORMATION& lun) {
-  return provider::LunStringIs(lun.m_szVendorId, "Vantor") && provider::LunStringIs(lun.m_szProductId, "Server");
-}
-
-bool IsVirtualDisk(const VDS_LUN_INFORMATION& lun) {
-  return provider::LunStringIs(lun.m_szVendorId, "VMware") && provider::LunStringIs(lun.m_szProductId, "Virtual disk");
-}
-
-const char* OrEmpty(const char* text) { return text ? text : ""; }
-
-void Dump(const std::uint8_t* bytes, std::size_t size) {
-  if (CFileLog* log = CFileLog::GetInstance())
-    log->LogBuffer(MSG_DEBUG, kLogSource, static_cast<unsigned long>(__LINE__), bytes, static_cast<int>(size));
-}
-
 // Rewrites one identifier of the LUN to the provider's designator when it differs.
 bool FixIdentifier(VDS_STORAGE_IDENTIFIER& id, const std::uint8_t* wanted, ULONG size, VDS_STORAGE_IDENTIFIER_CODE_SET codeSet,
                    VDS_STORAGE_IDENTIFIER_TYPE type, const wchar_t* fixing, const wchar_t* original,
@@ -43,9 +28,9 @@ bool FixIdentifier(VDS_STORAGE_IDENTIFIER& id, const std::uint8_t* wanted, ULONG
   if (same) return true;
   VA_LOG(MSG_INFO, L"%s", fixing);
   VA_LOG(MSG_DEBUG, L"%s", original);
-  if (id.m_rgbIdentifier != nullptr) Dump(id.m_rgbIdentifier, id.m_cbIdentifier);
+  if (id.m_rgbIdentifier != nullptr) provider::DumpBytes(id.m_rgbIdentifier, id.m_cbIdentifier);
   VA_LOG(MSG_DEBUG, L"%s", replacement);
-  Dump(wanted, size);
+  provider::DumpBytes(wanted, size);
   id.m_CodeSet = codeSet;
   id.m_Type = type;
   if (!provider::ReplaceIdentifierBytes(id, wanted, size)) {
@@ -66,15 +51,15 @@ HRESULT CVaVssHwProvider::AreLunsSupported(LONG lLunCount, LONG /*lContext*/, VS
     VA_LOG(MSG_INFO, L"lunCount = %d", lLunCount);
     for (LONG i = 0; pLunInformation != nullptr && i < lLunCount; ++i) {
       const VDS_LUN_INFORMATION& lun = pLunInformation[i];
-      VA_LOG(MSG_INFO, L"Checking if LUN (%S, %S, %S, %S) is supported", OrEmpty(lun.m_szVendorId),
-             OrEmpty(lun.m_szProductId), OrEmpty(lun.m_szProductRevision), OrEmpty(lun.m_szSerialNumber));
-      const std::string serial = OrEmpty(lun.m_szSerialNumber);
+      VA_LOG(MSG_INFO, L"Checking if LUN (%S, %S, %S, %S) is supported", provider::LunString(lun.m_szVendorId),
+             provider::LunString(lun.m_szProductId), provider::LunString(lun.m_szProductRevision), provider::LunString(lun.m_szSerialNumber));
+      const std::string serial = provider::LunString(lun.m_szSerialNumber);
       const std::wstring serialWide = wincompat::ToWide(serial);
       bool supported = false;
-      if (IsArrayLun(lun)) {
+      if (provider::IsArrayLun(lun)) {
         logger::ReportProviderEvent(EVENTLOG_INFORMATION_TYPE, VA_MSG_LUN_SUPPORTED, serialWide.c_str());
         supported = true;
-      } else if (IsVirtualDisk(lun)) {
+      } else if (provider::IsVirtualDisk(lun)) {
         VirtualVolumeEntry entry;
         if (!IsVantorVirtualVolume(serial, entry)) {
           logger::ReportProviderEvent(EVENTLOG_INFORMATION_TYPE, VA_MSG_VIRTUAL_VOLUME_UNSUPPORTED, serialWide.c_str());
@@ -106,15 +91,15 @@ HRESULT CVaVssHwProvider::FillInLunInfo(VSS_PWSZ wszDeviceName, VDS_LUN_INFORMAT
   if (pbIsSupported == nullptr || pLunInfo == nullptr) return E_POINTER;
   const std::wstring deviceName = wszDeviceName ? wszDeviceName : L"";
   VDS_LUN_INFORMATION& lun = *pLunInfo;
-  VA_LOG(MSG_INFO, L"Device Name is: %s LUN Info for: %S, %S, %S, %S", deviceName, OrEmpty(lun.m_szVendorId),
-         OrEmpty(lun.m_szProductId), OrEmpty(lun.m_szProductRevision), OrEmpty(lun.m_szSerialNumber));
+  VA_LOG(MSG_INFO, L"Device Name is: %s LUN Info for: %S, %S, %S, %S", deviceName, provider::LunString(lun.m_szVendorId),
+         provider::LunString(lun.m_szProductId), provider::LunString(lun.m_szProductRevision), provider::LunString(lun.m_szSerialNumber));
   *pbIsSupported = TRUE;
   const HRESULT hr = provider::GuardedCall(L"CVaVssHwProvider::FillInLunInfo", [&]() -> HRESULT {
-    if (!IsArrayLun(lun)) {
+    if (!provider::IsArrayLun(lun)) {
       *pbIsSupported = FALSE;
       return S_OK;
     }
-    const std::string serial = OrEmpty(lun.m_szSerialNumber);
+    const std::string serial = provider::LunString(lun.m_szSerialNumber);
     std::shared_ptr<provider::DeviceIdentity> identity;
     for (const auto& located : mLocatedLuns) {
       if (located->serialNumber == serial) {
@@ -210,14 +195,14 @@ LONG CVaVssHwProvider::QueryDeviceIdentity(const std::wstring& devicePath, provi
         identity.eui64[8 + i] = id.identifier[15 - i];
       }
       VA_LOG(MSG_DEBUG, L"VPD IEEE from LUN ..");
-      Dump(identity.eui64.data(), identity.eui64.size());
+      provider::DumpBytes(identity.eui64.data(), identity.eui64.size());
       haveEui64 = true;
     } else if (id.codeSet == platform::StorageIdCodeSetAscii && id.type == platform::StorageIdTypeVendorId &&
                id.identifier.size() <= provider::kVendorIdDesignatorSize) {
       identity.vendorId.fill(0);
       std::copy(id.identifier.begin(), id.identifier.end(), identity.vendorId.begin());
       VA_LOG(MSG_DEBUG, L"VPD 10 from LUN ..");
-      Dump(id.identifier.data(), id.identifier.size());
+      provider::DumpBytes(id.identifier.data(), id.identifier.size());
       haveVendorId = true;
     }
   }

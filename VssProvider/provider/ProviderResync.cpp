@@ -16,8 +16,6 @@
 namespace {
 constexpr const wchar_t* kLogSource = L"VaVssHwProvider";
 
-const char* OrEmpty(const char* text) { return text ? text : ""; }
-
 struct RestoreResult {
   std::string target;
   HRESULT hr;
@@ -40,13 +38,12 @@ HRESULT CVaVssHwProvider::ResyncLuns(VDS_LUN_INFORMATION* pSourceLuns, VDS_LUN_I
     }
     std::map<std::string, RestoreResult> results;  // first entry of a key wins
     for (DWORD i = 0; i < dwCount; ++i) {
-      const std::string sourceSerial = OrEmpty(pSourceLuns[i].m_szSerialNumber);
-      const std::string targetSerial = OrEmpty(pTargetLuns[i].m_szSerialNumber);
+      const std::string sourceSerial = provider::LunString(pSourceLuns[i].m_szSerialNumber);
+      const std::string targetSerial = provider::LunString(pTargetLuns[i].m_szSerialNumber);
       SerialLocation snapshot;
       const bool snapshotFound = FindSerialOnArrays(sourceSerial, true, snapshot) && snapshot.snapshot != nullptr;
 
-      if (provider::LunStringIs(pTargetLuns[i].m_szVendorId, "VMware") &&
-          provider::LunStringIs(pTargetLuns[i].m_szProductId, "Virtual disk")) {
+      if (provider::IsVirtualDisk(pTargetLuns[i])) {
         logger::ReportProviderEvent(EVENTLOG_ERROR_TYPE, VA_MSG_RESTORE_VVOL_UNSUPPORTED);
         VA_LOG(MSG_ERROR, L"Restore operation is not supported for Vvols");
         virtualDiskRefused = true;

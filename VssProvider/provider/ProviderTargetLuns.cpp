@@ -18,13 +18,6 @@ constexpr DWORD kNotifyPreRecovery = 0x200;
 constexpr DWORD kNotifyPostRecovery = 0x400;
 constexpr DWORD kMaskLuns = 0x800;
 
-const char* OrEmpty(const char* text) { return text ? text : ""; }
-
-void Dump(const std::uint8_t* bytes, std::size_t size) {
-  if (CFileLog* log = CFileLog::GetInstance())
-    log->LogBuffer(MSG_DEBUG, kLogSource, static_cast<unsigned long>(__LINE__), bytes, static_cast<int>(size));
-}
-
 // The snapshot LUN as VSS must record it: the source LUN's description with the snapshot's
 // serial number and designators. Everything is task memory that VSS frees.
 bool FillTargetLun(const VDS_LUN_INFORMATION& source, const VaSnapshotInfo& info, VDS_LUN_INFORMATION& target) {
@@ -40,8 +33,8 @@ bool FillTargetLun(const VDS_LUN_INFORMATION& source, const VaSnapshotInfo& info
       {VDSStorageIdCodeSetBinary, VDSStorageIdTypeEUI64,
        std::vector<std::uint8_t>(info.mSnapshotEui64.begin(), info.mSnapshotEui64.end())}};
   VDS_LUN_INFORMATION built{};
-  if (!provider::BuildLunInformation(built, OrEmpty(source.m_szVendorId), OrEmpty(source.m_szProductId),
-                                     OrEmpty(source.m_szProductRevision), info.mSnapshotSerialNumber, identifiers))
+  if (!provider::BuildLunInformation(built, provider::LunString(source.m_szVendorId), provider::LunString(source.m_szProductId),
+                                     provider::LunString(source.m_szProductRevision), info.mSnapshotSerialNumber, identifiers))
     return false;
   target.m_szVendorId = built.m_szVendorId;
   target.m_szProductId = built.m_szProductId;
@@ -63,7 +56,7 @@ HRESULT CVaVssHwProvider::GetTargetLuns(LONG lLunCount, VSS_PWSZ* /*rgDeviceName
     if (rgSourceLuns == nullptr || rgDestinationLuns == nullptr) lLunCount = 0;
     for (LONG i = 0; i < lLunCount; ++i) {
       VDS_LUN_INFORMATION& source = rgSourceLuns[i];
-      const std::string serial = OrEmpty(source.m_szSerialNumber);
+      const std::string serial = provider::LunString(source.m_szSerialNumber);
       VA_LOG(MSG_INFO, L"rgSourceLuns[%d].m_szSerialNumber '%S'", i, serial);
       std::shared_ptr<VaSnapshotInfo> match;
       if (const auto set = FindSnapshotSet(mCurrentSnapshotSetId)) {
@@ -96,9 +89,9 @@ HRESULT CVaVssHwProvider::GetTargetLuns(LONG lLunCount, VSS_PWSZ* /*rgDeviceName
       }
       VA_LOG(MSG_INFO, L"GetTarget serial number: %S", match->mSnapshotSerialNumber);
       VA_LOG(MSG_DEBUG, L"GetTarget VPD 10...");
-      Dump(match->mSnapshotVendorId.data(), match->mSnapshotVendorId.size());
+      provider::DumpBytes(match->mSnapshotVendorId.data(), match->mSnapshotVendorId.size());
       VA_LOG(MSG_DEBUG, L"GetTarget VPD ieeee..");
-      Dump(match->mSnapshotEui64.data(), match->mSnapshotEui64.size());
+      provider::DumpBytes(match->mSnapshotEui64.data(), match->mSnapshotEui64.size());
     }
     VA_LOG(MSG_INFO, L"GetTargetLuns(), Exiting, hr %x", static_cast<unsigned>(result));
     return result;
@@ -116,7 +109,7 @@ HRESULT CVaVssHwProvider::LocateLuns(LONG lLunCount, VDS_LUN_INFORMATION* rgSour
     HRESULT result = S_OK;
     for (LONG i = 0; rgSourceLuns != nullptr && i < lLunCount; ++i) {
       const VDS_LUN_INFORMATION& lun = rgSourceLuns[i];
-      const std::string serial = OrEmpty(lun.m_szSerialNumber);
+      const std::string serial = provider::LunString(lun.m_szSerialNumber);
       const std::wstring serialWide = wincompat::ToWide(serial);
       VA_LOG(MSG_INFO, L"Exposing %S", serial);
       SerialLocation location;
@@ -149,9 +142,9 @@ HRESULT CVaVssHwProvider::LocateLuns(LONG lLunCount, VDS_LUN_INFORMATION* rgSour
                       std::min<std::size_t>(second.m_cbIdentifier, identity->eui64.size()));
       }
       VA_LOG(MSG_DEBUG, L"LocateLun VPD");
-      Dump(identity->vendorId.data(), identity->vendorId.size());
+      provider::DumpBytes(identity->vendorId.data(), identity->vendorId.size());
       VA_LOG(MSG_DEBUG, L"LocateLun eeee");
-      Dump(identity->eui64.data(), identity->eui64.size());
+      provider::DumpBytes(identity->eui64.data(), identity->eui64.size());
       mLocatedLuns.push_back(identity);
       VA_LOG(MSG_INFO, L"Pushing located lun %S", serial);
       logger::ReportProviderEvent(EVENTLOG_INFORMATION_TYPE, VA_MSG_SNAPSHOT_IMPORTED, serialWide.c_str());
@@ -162,7 +155,7 @@ HRESULT CVaVssHwProvider::LocateLuns(LONG lLunCount, VDS_LUN_INFORMATION* rgSour
 
 HRESULT CVaVssHwProvider::UnexposeSnapshotLun(const VDS_LUN_INFORMATION& lun) {
   CLogger scope(L"CVaVssHwProvider::RemoveSnapshotLun");
-  const std::string serial = OrEmpty(lun.m_szSerialNumber);
+  const std::string serial = provider::LunString(lun.m_szSerialNumber);
   HRESULT hr = S_OK;
   SerialLocation location;
   const bool found = FindSerialOnArrays(serial, true, location) && location.snapshot != nullptr;
@@ -203,7 +196,7 @@ HRESULT CVaVssHwProvider::OnLunStateChange(VDS_LUN_INFORMATION* pSnapshotLuns, V
   return provider::GuardedCall(L"CVaVssHwProvider::OnLunStateChange", [&]() -> HRESULT {
     VA_LOG(MSG_INFO, L"OnLunStateChange called with count = %ld, flags = 0x%x", static_cast<long>(dwCount), dwFlags);
     for (DWORD i = 0; pSnapshotLuns != nullptr && i < dwCount; ++i) {
-      const std::string serial = OrEmpty(pSnapshotLuns[i].m_szSerialNumber);
+      const std::string serial = provider::LunString(pSnapshotLuns[i].m_szSerialNumber);
       if (dwFlags & kNotifyReadWrite) VA_LOG(MSG_INFO, L"Snapshot LUN %S will be permanently convereted to R/W.", serial);
       if (dwFlags & kNotifyPreRecovery)
         VA_LOG(MSG_INFO, L"Snapshot LUN %S is about to undergo TxF recovery or VSS auto recovery.", serial);
