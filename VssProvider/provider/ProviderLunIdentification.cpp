@@ -122,11 +122,15 @@ HRESULT CVaVssHwProvider::FillInLunInfo(VSS_PWSZ wszDeviceName, VDS_LUN_INFORMAT
       return S_OK;
     }
     // A LUN that LocateLuns exposed is a snapshot: the arrays know it among their snapshots,
-    // not their volumes.
+    // not their volumes. So is a snapshot LUN that another provider object exposed (VSS asks
+    // again before OnLunEmpty, typically after a restart): when no group holds the serial
+    // number as a volume, it is looked up among the snapshots.
     const bool exposedSnapshot = std::any_of(mLocatedLuns.begin(), mLocatedLuns.end(),
                                              [&](const auto& located) { return located == identity; });
     SerialLocation location;
-    if (!FindSerialOnArrays(serial, exposedSnapshot, location)) {
+    const bool found = FindSerialOnArrays(serial, exposedSnapshot, location) ||
+                       (!exposedSnapshot && FindSerialOnArrays(serial, true, location));
+    if (!found) {
       VA_LOG(MSG_ERROR, L"** LUN with serial # %S not found on array.. local system name is %s", serial, deviceName);
       *pbIsSupported = FALSE;
       return S_OK;

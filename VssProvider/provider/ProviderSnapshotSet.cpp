@@ -97,7 +97,14 @@ HRESULT CVaVssHwProvider::EndPrepareSnapshots(VSS_ID SnapshotSetId) {
   }
   const HRESULT hr = provider::GuardedCall(L"CVaVssHwProvider::EndPrepareSnapshots", [&]() -> HRESULT {
     VA_LOG(MSG_INFO, L"Looking for SnapSetId %s", wincompat::ToWide(setId));
-    if (mVirtualVolumeMap.size() == set->mVolSnapshotInfoMap.size()) {
+    // Only a set made entirely of virtual disks found by AreLunsSupported needs no refresh: the
+    // map may also hold disks that were asked about but never prepared in this set.
+    const bool allVirtualDisks = std::all_of(
+        set->mVolSnapshotInfoMap.begin(), set->mVolSnapshotInfoMap.end(), [&](const auto& entry) {
+          const std::string& lunSerial = entry.second->mLunSerialNumber;
+          return !lunSerial.empty() && mVirtualVolumeMap.count(lunSerial) != 0;
+        });
+    if (allVirtualDisks) {
       VA_LOG(MSG_INFO, L"All volumes in snapshot set are VVOLs. RefreshArrays will be skipped.");
     } else if (const HRESULT refreshed = RefreshArrays(); FAILED(refreshed)) {
       VA_LOG(MSG_ERROR, L"RefreshArrays() failed, hr 0x%x", static_cast<unsigned>(refreshed));

@@ -140,6 +140,51 @@ TEST_F(HostChannel, OnlineSnapshotsAppearBehindTheirTarget) {
     EXPECT_EQ(diskSerials(kHost).size(), 3u);
 }
 
+TEST_F(HostChannel, VirtualDisksAreSeenThroughTheAclAloneWithTheirOwnIdentity) {
+    arraysim::VolumeSpec named = volume("vm-a", "volume", kHost);
+    named.presentation = "virtual_disk";
+    named.metadata = {{arraysim::kVirtualDeviceIdKey, "6000c2900000000000000000000000aa"}};
+    const auto vmA = sim.addVolume(group.id, named);
+    arraysim::VolumeSpec madeUp = volume("vm-b", "volume", kOtherHost);
+    madeUp.presentation = "virtual_disk";
+    const auto vmB = sim.addVolume(group.id, madeUp);
+    EXPECT_EQ(vmA.virtualDiskSerial, "6000c2900000000000000000000000aa");
+    ASSERT_EQ(vmB.virtualDiskSerial.size(), 32u);
+    EXPECT_NE(vmB.virtualDiskSerial, vmB.serialNumber);
+    arraysim::VolumeSpec bad = volume("vm-c", "volume", kHost);
+    bad.presentation = "hypervisor";
+    EXPECT_THROW(sim.addVolume(group.id, bad), std::invalid_argument);
+
+    // Without any session: the virtual disk is there, the array LUNs are not; the multipath
+    // driver claims none of it. A LUN seen over iSCSI mixes with it.
+    ASSERT_EQ(sim.hostDisks(kHost).size(), 1u);
+    const json disk = sim.hostDisks(kHost)[0];
+    EXPECT_EQ(disk["vendor"], "VMware");
+    EXPECT_EQ(disk["product"], "Virtual disk");
+    EXPECT_EQ(disk["serial_number"], vmA.virtualDiskSerial);
+    EXPECT_NE(disk["eui64"], vmA.vpdIeee0 + vmA.vpdIeee1);
+    EXPECT_EQ(diskSerials(kOtherHost), std::vector<std::string>{vmB.virtualDiskSerial});
+    ASSERT_EQ(sim.iscsiLogin(kHost, volA.targetName).status, 0u);
+    EXPECT_EQ(diskSerials(kHost), (std::vector<std::string>{volA.serialNumber, vmA.virtualDiskSerial}));
+    const auto entries = readDsm(sim.hostDsmRecord(kHost));
+    ASSERT_EQ(entries.size(), 1u);
+    EXPECT_EQ(entries[0].first, volA.serialNumber);
+
+    // The backing volume is the virtual volume whose metadata names the disk.
+    for (const auto& v : sim.state()["groups"][0]["volumes"]) {
+        if (v["id"] != vmA.id) continue;
+        EXPECT_EQ(v["agent_type"], "vvol");
+        EXPECT_EQ(v["virtual_disk_serial"], vmA.virtualDiskSerial);
+        EXPECT_EQ(v["metadata"], (json{{{"key", arraysim::kVirtualDeviceIdKey}, {"value", vmA.virtualDiskSerial}}}));
+    }
+
+    // A misreported designator is what every host then reads; a bad one is refused.
+    sim.misreportEui64(volA.serialNumber, "00112233445566778899aabbccddeeff");
+    EXPECT_EQ(sim.hostDisks(kHost)[0]["eui64"], "00112233445566778899aabbccddeeff");
+    EXPECT_THROW(sim.misreportEui64(volA.serialNumber, "0011"), std::invalid_argument);
+    EXPECT_THROW(sim.misreportEui64(volA.serialNumber, std::string(32, 'g')), std::invalid_argument);
+}
+
 TEST_F(HostChannel, LoginFaultsAndTheHttpChannel) {
     arraysim::FaultSpec fault;
     fault.group = group.id;

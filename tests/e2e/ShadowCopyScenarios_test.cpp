@@ -47,13 +47,22 @@ TEST_F(ShadowCopyScenarios, TwoGroupsCommitOneRequestEachAndAbortAfterCommitLeav
 }
 
 TEST_F(ShadowCopyScenarios, CommitFailingOnTheSecondGroupIsVetoedAndAbortCleansTheFirst) {
-  AddGroup("east", {"e1"});
+  const auto east = AddGroup("east", {"e1"});
   const auto west = AddGroup("west", {"w1"});
-  sim_->injectFault({west.id, "bulk_create", 503, "SM_unavailable", "array busy", 1});
+  // Groups commit in the order of their LUNs' serial numbers, which the array makes up: the
+  // fault goes to whichever group comes second.
+  const bool eastFirst = Volume("e1").serialNumber < Volume("w1").serialNumber;
+  const auto& first = eastFirst ? east : west;
+  const auto& second = eastFirst ? west : east;
+  sim_->injectFault({second.id, "bulk_create", 503, "SM_unavailable", "array busy", 1});
+  sim_->resetLog();
   const ToolRun created = Vss({"create", Volume("e1").serialNumber, Volume("w1").serialNumber});
   EXPECT_EQ(created.status, 1);
   EXPECT_EQ(created.Hr("CommitSnapshots"), kVeto) << created.output;
+  EXPECT_EQ(sim_->requestCount(first.id, "bulk_create"), 1);
+  EXPECT_EQ(sim_->requestCount(second.id, "bulk_create"), 1);
   EXPECT_EQ(created.Hr("AbortSnapshots"), kOk);
+  EXPECT_EQ(sim_->requestCount(first.id, "delete:snapshots"), 1);
   EXPECT_EQ(SnapshotCount(), 0u);
   EXPECT_TRUE(created.HasEvent(4230));
 }

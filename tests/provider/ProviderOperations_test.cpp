@@ -298,6 +298,20 @@ TEST_F(ProviderOperationsTest, SetOfVirtualDisksIsGroupedWithoutRefreshingTheArr
   EXPECT_EQ(described[0].sourceSerial, "6000c29a");
   EXPECT_EQ(described[0].snapshotSerial, "svvv1");
 
+  // GetTargetLuns knows the snapshot by the disk's own serial number; a LUN of no set is vetoed
+  // with its event while the others are still described.
+  owned.clear();
+  owned.push_back(Lun("Vantor", "Server", "not-in-the-set"));
+  owned.push_back(Lun("VMware", "Virtual disk", "6000c29a"));
+  std::vector<VDS_LUN_INFORMATION> targets(2);
+  EXPECT_EQ(hw_->GetTargetLuns(2, nullptr, Luns(owned, view), targets.data()), VSS_E_PROVIDER_VETO);
+  EXPECT_EQ(EventCount(4110), 1);
+  EXPECT_EQ(targets[0].m_szSerialNumber, nullptr);
+  ASSERT_NE(targets[1].m_szSerialNumber, nullptr);
+  EXPECT_STREQ(targets[1].m_szSerialNumber, "svvv1");
+  EXPECT_STREQ(targets[1].m_szProductId, "Virtual disk");
+  for (auto& target : targets) provider::FreeLunInformation(target);
+
   // A virtual disk no group backs is not supported.
   owned.clear();
   owned.push_back(Lun("VMware", "Virtual disk", "unknown"));
@@ -374,5 +388,56 @@ TEST_F(ProviderOperationsTest, FillInLunInfoGivesTheDevicesDesignatorsPaddedAndW
                                              {VDSStorageIdCodeSetBinary, VDSStorageIdTypePortRelative, {3}}}));
   ASSERT_EQ(hw_->FillInLunInfo(device.data(), &three.get(), &supported), S_OK);
   EXPECT_FALSE(supported);
+  platform::StorageDevicesSlot::Install(std::move(previous));
+}
+
+TEST_F(ProviderOperationsTest, VirtualDiskAskedAboutButNotPreparedDoesNotSkipTheRefresh) {
+  // The group of aaa1 is configured only after the virtual disk was asked about.
+  groupB_->AddVirtualDisk("6000c29a", "vvv1", "vm-disk");
+  discovered_.erase("127.1.0.1");
+  std::vector<provider::OwnedLunInformation> owned;
+  owned.push_back(Lun("VMware", "Virtual disk", "6000c29a"));
+  std::vector<VDS_LUN_INFORMATION> view;
+  WINBOOL supported = FALSE;
+  ASSERT_EQ(hw_->AreLunsSupported(1, 0, nullptr, Luns(owned, view), &supported), S_OK);
+  ASSERT_TRUE(supported);
+  discovered_["127.1.0.1"] = Vantor::LoginInfo("admin", "pw");
+
+  const VSS_ID set = Prepare({"aaa1"});
+  ASSERT_EQ(Sets().EndPrepareSnapshots(set), S_OK);
+  ASSERT_EQ(Sets().CommitSnapshots(set), S_OK);
+  EXPECT_EQ(groupA_->operations, std::vector<std::string>{"create:1"});
+  EXPECT_EQ(EventCount(4100), 0);
+}
+
+TEST_F(ProviderOperationsTest, SnapshotLunIsRecognisedAndReleasedByAProviderThatNeverLocatedIt) {
+  groupA_->AddSnapshot("s1", "vss-1", "vol-a1");
+  const std::vector<std::uint8_t> vendorId(40, 'S');
+  const std::vector<std::uint8_t> eui(16, 0x5A);
+  auto previous = platform::StorageDevicesSlot::Install(std::make_unique<OneDiskStorage>(platform::BuildStorageDeviceIdDescriptor(
+      {{platform::StorageIdCodeSetAscii, platform::StorageIdTypeVendorId, platform::StorageIdAssocDevice, vendorId},
+       {platform::StorageIdCodeSetBinary, platform::StorageIdTypeEUI64, platform::StorageIdAssocDevice, eui}})));
+  provider::OwnedLunInformation lun;
+  ASSERT_TRUE(provider::BuildLunInformation(lun.get(), "Vantor", "Server", "1.0", "s1",
+                                            {{VDSStorageIdCodeSetAscii, VDSStorageIdTypeVendorId, vendorId},
+                                             {VDSStorageIdCodeSetBinary, VDSStorageIdTypeEUI64, eui}}));
+  std::wstring device = L"\\\\.\\PhysicalDrive1";
+  WINBOOL supported = FALSE;
+  ASSERT_EQ(hw_->FillInLunInfo(device.data(), &lun.get(), &supported), S_OK);
+  EXPECT_TRUE(supported);
+  EXPECT_EQ(hw_->OnLunEmpty(device.data(), &lun.get()), S_OK);
+  EXPECT_EQ(groupA_->operations, (std::vector<std::string>{"unexpose:snap-s1", "offline:snap-s1"}));
+
+  // A serial number that is neither a volume nor a snapshot of any group stays unsupported, and
+  // releasing it is vetoed without touching an array.
+  provider::OwnedLunInformation stranger;
+  ASSERT_TRUE(provider::BuildLunInformation(stranger.get(), "Vantor", "Server", "1.0", "zzz",
+                                            {{VDSStorageIdCodeSetAscii, VDSStorageIdTypeVendorId, vendorId},
+                                             {VDSStorageIdCodeSetBinary, VDSStorageIdTypeEUI64, eui}}));
+  groupA_->operations.clear();
+  ASSERT_EQ(hw_->FillInLunInfo(device.data(), &stranger.get(), &supported), S_OK);
+  EXPECT_FALSE(supported);
+  EXPECT_EQ(hw_->OnLunEmpty(device.data(), &stranger.get()), VSS_E_PROVIDER_VETO);
+  EXPECT_TRUE(groupA_->operations.empty());
   platform::StorageDevicesSlot::Install(std::move(previous));
 }

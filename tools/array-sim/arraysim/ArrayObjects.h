@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -46,8 +47,16 @@ struct Lun {
     std::uint64_t dataVersion = 1;  // what the LUN's blocks hold; equal versions, equal data
 };
 
+// The disk a hypervisor makes of a volume for its virtual machines: an identity of its own.
+struct VirtualDisk {
+    std::string serialNumber;
+    std::string vpdT10;
+    Eui64 eui64{};
+};
+
 struct Volume : Lun {
     std::string iscsiTargetScope = "volume";
+    std::optional<VirtualDisk> virtualDisk;  // set when presented as a virtual disk
     std::uint64_t lastVersion = 1;  // the highest data version this volume ever had
 };
 

@@ -68,6 +68,9 @@ void checkVolumeSpec(const VolumeSpec& spec) {
     if (spec.agentType != "none" && spec.agentType != "vvol") {
         throw std::invalid_argument("agent_type must be \"none\" or \"vvol\"");
     }
+    if (spec.presentation != "iscsi" && spec.presentation != "virtual_disk") {
+        throw std::invalid_argument("presentation must be \"iscsi\" or \"virtual_disk\"");
+    }
     for (const auto& r : spec.acl) {
         if (r.accessProtocol != "iscsi" && r.accessProtocol != "fc") {
             throw std::invalid_argument("access_protocol must be \"iscsi\" or \"fc\"");
@@ -129,10 +132,17 @@ VolumeInfo ArrayState::addVolume(const std::string& groupId, const VolumeSpec& s
     volume.targetName = spec.iscsiTargetScope == "group"
                             ? group.targetName
                             : iscsiTargetName(group.name, spec.name, "v" + volume.serialNumber.substr(0, 8));
+    if (spec.presentation == "virtual_disk") presentAsVirtualDisk(volume);
     mVolumes.push_back(volume);
     const std::span<const std::uint8_t> eui(volume.eui64);
-    return {volume.id,     volume.name,   volume.serialNumber,     volume.targetName,
-            volume.vpdT10, toHex(eui.first(8)), toHex(eui.subspan(8, 8))};
+    return {volume.id,
+            volume.name,
+            volume.serialNumber,
+            volume.targetName,
+            volume.vpdT10,
+            toHex(eui.first(8)),
+            toHex(eui.subspan(8, 8)),
+            volume.virtualDisk ? volume.virtualDisk->serialNumber : std::string()};
 }
 
 nlohmann::json ArrayState::volume(const std::string& volumeId) const {
@@ -212,6 +222,7 @@ nlohmann::json ArrayState::state() const {
             if (v.groupId != g.id) continue;
             nlohmann::json volume = volumeJson(v);
             volume["data_version"] = v.dataVersion;
+            if (v.virtualDisk) volume["virtual_disk_serial"] = v.virtualDisk->serialNumber;
             group["volumes"].push_back(volume);
             if (!v.volcollId.empty()) collections[v.volcollId].push_back(v.id);
         }

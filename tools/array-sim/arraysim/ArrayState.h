@@ -86,6 +86,7 @@ public:
                                 bool headerDigest, bool dataDigest);
     std::uint32_t iscsiLogout(const std::string& initiator, const std::string& sessionId);
     std::uint32_t iscsiRefresh(const std::string& initiator) const;
+    void misreportEui64(const std::string& serialNumber, const Eui64& eui64);
 
 private:
     // Everything below expects mMutex to be held.
@@ -103,9 +104,12 @@ private:
     std::vector<const IscsiSession*> sessionsReaching(const Lun& lun) const;
     bool isReachable(const Lun& lun, const std::string& initiator) const;
     void endSessions(const std::vector<const IscsiSession*>& sessions);
+    // Gives a new volume the identity of the virtual disk a hypervisor makes of it.
+    void presentAsVirtualDisk(Volume& volume);
     struct Disk {
         const Lun* lun;
         const Group* group;
+        const VirtualDisk* virtualDisk;  // null: the LUN itself, reached over iSCSI
     };
     std::vector<Disk> disksOf(const std::string& initiator) const;
 
@@ -119,6 +123,7 @@ private:
     std::vector<RestSession> mSessions;
     std::vector<IscsiSession> mIscsiSessions;
     std::map<std::string, Host> mHosts;
+    std::map<std::string, Eui64> mMisreportedEui64;  // LUN serial -> what hosts read instead
     std::uint64_t mNextIscsiSession = 1;
     FaultTable mFaults;
     RequestLog mLog;

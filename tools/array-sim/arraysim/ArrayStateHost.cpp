@@ -1,6 +1,8 @@
-// The host channel: what an emulated Windows host sees of the array through its iSCSI
-// initiator. A host is its initiator name; it sees a LUN when the LUN is online, its access
-// control list names the initiator for iSCSI and the host holds a session to the LUN's target.
+// The host channel: what an emulated Windows host sees of the array. A host is its initiator
+// name; it sees a LUN when the LUN is online, its access control list names the initiator for
+// iSCSI and the host holds a session to the LUN's target. A volume presented as a virtual
+// machine's disk reaches the host through the hypervisor instead: the host sees the disk (with
+// the disk's identity, not the volume's) whenever the volume is online and its ACL names it.
 
 #include "arraysim/ArrayState.h"
 
@@ -30,6 +32,10 @@ bool aclNames(const Lun& lun, const std::string& initiator) {
         return r.accessProtocol == "iscsi" && r.initiatorName == initiator;
     });
 }
+
+constexpr const char* kVirtualDiskVendor = "VMware";
+constexpr const char* kVirtualDiskProduct = "Virtual disk";
+constexpr const char* kVirtualDiskRevision = "2.0";
 
 // The product revision a LUN reports: major.minor of the group's software version.
 std::string revisionOf(const std::string& version) {
@@ -65,11 +71,39 @@ void ArrayState::endSessions(const std::vector<const IscsiSession*>& sessions) {
     });
 }
 
+void ArrayState::presentAsVirtualDisk(Volume& volume) {
+    VirtualDisk disk;
+    const auto key = std::find_if(volume.metadata.begin(), volume.metadata.end(),
+                                  [](const KeyValue& kv) { return kv.key == kVirtualDeviceIdKey; });
+    if (key != volume.metadata.end()) {
+        if (key->value.empty()) throw std::invalid_argument(std::string(kVirtualDeviceIdKey) + " must not be empty");
+        disk.serialNumber = key->value;
+    } else {
+        disk.serialNumber = mIds.serialNumber();
+        volume.metadata.push_back({kVirtualDeviceIdKey, disk.serialNumber});
+    }
+    disk.vpdT10 = t10Designator(disk.serialNumber, kVirtualDiskVendor);
+    disk.eui64 = mIds.eui64();
+    volume.agentType = "vvol";
+    volume.virtualDisk = disk;
+}
+
+void ArrayState::misreportEui64(const std::string& serialNumber, const Eui64& eui64) {
+    const std::scoped_lock lock(mMutex);
+    mMisreportedEui64[serialNumber] = eui64;
+}
+
 std::vector<ArrayState::Disk> ArrayState::disksOf(const std::string& initiator) const {
     std::vector<Disk> disks;
     for (const auto& group : mGroups) {
         for (const auto& v : mVolumes) {
-            if (v.groupId == group.id && isReachable(v, initiator)) disks.push_back({&v, &group});
+            if (v.groupId != group.id) continue;
+            if (v.virtualDisk) {
+                // The hypervisor, not this host's initiator, holds the volume's sessions.
+                if (v.online && aclNames(v, initiator)) disks.push_back({&v, &group, &*v.virtualDisk});
+            } else if (isReachable(v, initiator)) {
+                disks.push_back({&v, &group, nullptr});
+            }
         }
         for (const auto& s : mSnapshots) {
             if (s.groupId != group.id) continue;
@@ -81,7 +115,7 @@ std::vector<ArrayState::Disk> ArrayState::disksOf(const std::string& initiator) 
                 viaParent.targetName = parent->targetName;
                 reachable = isReachable(viaParent, initiator);
             }
-            if (reachable) disks.push_back({&s, &group});
+            if (reachable) disks.push_back({&s, &group, nullptr});
         }
     }
     return disks;
@@ -92,21 +126,24 @@ nlohmann::json ArrayState::hostDisks(const std::string& initiator) {
     Host& host = mHosts[initiator];
     nlohmann::json disks = nlohmann::json::array();
     for (const Disk& disk : disksOf(initiator)) {
-        auto it = std::find(host.driveSerials.begin(), host.driveSerials.end(), disk.lun->serialNumber);
+        const std::string& serial = disk.virtualDisk ? disk.virtualDisk->serialNumber : disk.lun->serialNumber;
+        auto it = std::find(host.driveSerials.begin(), host.driveSerials.end(), serial);
         if (it == host.driveSerials.end()) {
-            host.driveSerials.push_back(disk.lun->serialNumber);
+            host.driveSerials.push_back(serial);
             it = std::prev(host.driveSerials.end());
         }
         // PhysicalDrive0 is the host's own system disk.
         const auto number = std::distance(host.driveSerials.begin(), it) + 1;
-        const std::string& t10 = disk.lun->vpdT10;
+        const std::string& t10 = disk.virtualDisk ? disk.virtualDisk->vpdT10 : disk.lun->vpdT10;
+        Eui64 eui = disk.virtualDisk ? disk.virtualDisk->eui64 : disk.lun->eui64;
+        if (const auto wrong = mMisreportedEui64.find(serial); wrong != mMisreportedEui64.end()) eui = wrong->second;
         disks.push_back({{"device", "\\\\.\\PhysicalDrive" + std::to_string(number)},
-                         {"vendor", "Vantor"},
-                         {"product", "Server"},
-                         {"revision", revisionOf(disk.group->version)},
-                         {"serial_number", disk.lun->serialNumber},
+                         {"vendor", disk.virtualDisk ? kVirtualDiskVendor : "Vantor"},
+                         {"product", disk.virtualDisk ? kVirtualDiskProduct : "Server"},
+                         {"revision", disk.virtualDisk ? kVirtualDiskRevision : revisionOf(disk.group->version)},
+                         {"serial_number", serial},
                          {"vpd_t10", toHex({reinterpret_cast<const std::uint8_t*>(t10.data()), t10.size()})},
-                         {"eui64", toHex(disk.lun->eui64)}});
+                         {"eui64", toHex(eui)}});
     }
     return disks;
 }
@@ -115,7 +152,8 @@ std::vector<std::uint8_t> ArrayState::hostDsmRecord(const std::string& initiator
     const std::scoped_lock lock(mMutex);
     std::vector<DsmEntry> entries;
     for (const Disk& disk : disksOf(initiator)) {
-        entries.push_back({disk.lun->serialNumber, disk.group->address});
+        // The array's multipath driver never sees a virtual machine's disks.
+        if (disk.virtualDisk == nullptr) entries.push_back({disk.lun->serialNumber, disk.group->address});
     }
     return encodeDsmRecord(entries);
 }

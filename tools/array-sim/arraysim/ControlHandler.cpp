@@ -66,6 +66,10 @@ nlohmann::json control(Simulator& sim, const std::string& method, const std::vec
         sim.clearFaults();
         return nlohmann::json::object();
     }
+    if (method == "POST" && n == 2 && s[1] == "misreport_eui64") {
+        sim.misreportEui64(stringField(body, "serial_number"), stringField(body, "eui64"));
+        return nlohmann::json::object();
+    }
     if (method == "POST" && n == 2 && s[1] == "expire_sessions") {
         sim.expireSessions(stringField(body, "group"));
         return nlohmann::json::object();

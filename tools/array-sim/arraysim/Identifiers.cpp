@@ -74,6 +74,10 @@ std::string iscsiTargetName(const std::string& groupName, const std::string& obj
     return "iqn.2007-11.com.vantor:" + iqnPart(groupName) + "-" + iqnPart(objectName) + "-" + suffix;
 }
 
-std::string t10Designator(const std::string& serialNumber) { return "Vantor  " + serialNumber; }
+std::string t10Designator(const std::string& serialNumber, const std::string& vendor) {
+    std::string designator = vendor.substr(0, 8);
+    designator.resize(8, ' ');
+    return designator + serialNumber;
+}
 
 }  // namespace arraysim

@@ -44,6 +44,6 @@ std::string iscsiTargetName(const std::string& groupName, const std::string& obj
                             const std::string& suffix);
 
 // The T10 vendor identification designator: vendor id padded to 8 bytes, then the serial.
-std::string t10Designator(const std::string& serialNumber);
+std::string t10Designator(const std::string& serialNumber, const std::string& vendor = "Vantor");
 
 }  // namespace arraysim

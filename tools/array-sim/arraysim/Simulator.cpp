@@ -217,5 +217,22 @@ std::uint32_t Simulator::iscsiLogout(const std::string& initiator, const std::st
 std::uint32_t Simulator::iscsiRefresh(const std::string& initiator) const {
     return mImpl->state().iscsiRefresh(initiator);
 }
+void Simulator::misreportEui64(const std::string& serialNumber, const std::string& eui64Hex) {
+    Eui64 eui{};
+    const auto digit = [](char c) -> int {
+        if (c >= '0' && c <= '9') return c - '0';
+        if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+        if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+        return -1;
+    };
+    if (eui64Hex.size() != 2 * eui.size()) throw std::invalid_argument("an EUI-64 designator is 32 hex digits");
+    for (std::size_t i = 0; i < eui.size(); ++i) {
+        const int high = digit(eui64Hex[2 * i]);
+        const int low = digit(eui64Hex[2 * i + 1]);
+        if (high < 0 || low < 0) throw std::invalid_argument("an EUI-64 designator is 32 hex digits");
+        eui[i] = static_cast<std::uint8_t>(high * 16 + low);
+    }
+    mImpl->state().misreportEui64(serialNumber, eui);
+}
 
 }  // namespace arraysim

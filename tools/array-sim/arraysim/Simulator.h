@@ -65,7 +65,16 @@ struct VolumeSpec {
     std::string volcollId;                    // empty: in no volume collection
     std::vector<KeyValue> metadata;
     std::vector<AccessControlRecord> acl;
+    // "iscsi": hosts reach the volume through its iSCSI target. "virtual_disk": the volume backs
+    // a virtual machine's disk; every host its ACL names sees that disk (vendor "VMware",
+    // product "Virtual disk") with the disk's own serial number and designators, without any
+    // iSCSI session. Such a volume is a virtual volume (agent_type "vvol") whose metadata key
+    // vp_vs_VAN_VIRTUAL_DEVICE_ID holds the disk's serial number (taken from the spec's
+    // metadata when it sets that key, made up otherwise).
+    std::string presentation = "iscsi";
 };
+
+inline constexpr const char* kVirtualDeviceIdKey = "vp_vs_VAN_VIRTUAL_DEVICE_ID";
 
 struct VolumeInfo {
     std::string id;
@@ -75,6 +84,7 @@ struct VolumeInfo {
     std::string vpdT10;    // ASCII T10 vendor identification designator
     std::string vpdIeee0;  // 16 hex digits: EUI-64 bytes 0..7 in device order
     std::string vpdIeee1;  // 16 hex digits: EUI-64 bytes 8..15 in device order
+    std::string virtualDiskSerial;  // the virtual disk's serial number; empty for "iscsi"
 };
 
 // One injected failure. op is one of: tokens, search:volumes, search:snapshots, search:groups,
@@ -149,6 +159,10 @@ public:
                                 bool headerDigest = false, bool dataDigest = false);
     std::uint32_t iscsiLogout(const std::string& initiator, const std::string& sessionId);
     std::uint32_t iscsiRefresh(const std::string& initiator) const;
+    // From now on every host reads the LUN with this serial number with another EUI-64
+    // designator (16 bytes as 32 hex digits) on its identifier page, as a storage stack that
+    // mixed up two LUNs would. The array's own records stay as they are.
+    void misreportEui64(const std::string& serialNumber, const std::string& eui64Hex);
 
 private:
     class Impl;

@@ -56,6 +56,7 @@ VolumeSpec volumeSpecFromJson(const nlohmann::json& json) {
     spec.iscsiTargetScope = member(json, "iscsi_target_scope", spec.iscsiTargetScope);
     spec.agentType = member(json, "agent_type", spec.agentType);
     spec.volcollId = member(json, "volcoll_id", spec.volcollId);
+    spec.presentation = member(json, "presentation", spec.presentation);
     for (const auto& pair : member(json, "metadata", nlohmann::json::array())) {
         requireObject(pair, "a metadata entry");
         spec.metadata.push_back({member(pair, "key", std::string()), member(pair, "value", std::string())});
@@ -101,7 +102,8 @@ nlohmann::json toJson(const VolumeInfo& volume) {
             {"target_name", volume.targetName},
             {"vpd_t10", volume.vpdT10},
             {"vpd_ieee0", volume.vpdIeee0},
-            {"vpd_ieee1", volume.vpdIeee1}};
+            {"vpd_ieee1", volume.vpdIeee1},
+            {"virtual_disk_serial", volume.virtualDiskSerial}};
 }
 
 }  // namespace arraysim
