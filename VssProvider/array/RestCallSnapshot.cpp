@@ -1,5 +1,8 @@
 #include "array/RestCallSnapshot.h"
 
+#include <algorithm>
+#include <optional>
+
 #include "array/RestConnection.h"
 #include "array/RestSearch.h"
 #include "logger/FileLog.h"
@@ -21,6 +24,24 @@ std::string JoinIds(const Range& ids) {
   std::string text;
   for (const auto& id : ids) text += id + ", ";
   return text;
+}
+
+// Id, name and parent volume name of an answered snapshot, each only when the array sent it.
+// Nullopt without an id: such an entry names nothing that could be removed.
+std::optional<SnapshotRecord> NamedSnapshot(const v1::Snapshot& snapshot) {
+  const auto text = [&](auto accessor) -> std::string {
+    try {
+      return (snapshot.*accessor)();
+    } catch (const VantorStorage::WS::AttributeNotSetException&) {
+      return {};
+    }
+  };
+  SnapshotRecord record;
+  record.mId = text(&v1::Snapshot::getId);
+  if (record.mId.empty()) return std::nullopt;
+  record.mName = text(&v1::Snapshot::getName);
+  record.mVolName = text(&v1::Snapshot::getVolName);
+  return record;
 }
 
 }  // namespace
@@ -115,9 +136,46 @@ std::vector<std::string> RestCallSnapVolList::GetCreatedSnapshotIds() const {
   return ids;
 }
 
+std::vector<SnapshotRecord> RestCallSnapVolList::GetCreatedSnapshots() const {
+  std::vector<SnapshotRecord> made;
+  v1::SnapshotListPtr list;
+  try {
+    if (mResult) list = mResult->getSnapList();
+  } catch (const VantorStorage::WS::AttributeNotSetException&) {
+    return made;  // an answer without its list names nothing
+  }
+  if (!list) return made;
+  for (const auto& snapshot : *list) {
+    if (!snapshot) continue;
+    if (auto record = NamedSnapshot(*snapshot)) made.push_back(std::move(*record));
+  }
+  return made;
+}
+
 void RestCallSnapVolList::ProcessResult() {
   VA_LOG(MSG_INFO, L"Created snapshots with IDs: %S for volume IDs: %S", JoinIds(GetCreatedSnapshotIds()),
          JoinIds(mVolumeIds));
+}
+
+void RestCallFindSnapshotsByName::Initialize() {
+  RestCallSnapshotBase::Initialize();
+  mParams = MakeGetParams(MakeFilterGroup({{"name", mName}}, v1::OPERATOR_OR), {"id", "name", "vol_name"});
+}
+
+void RestCallFindSnapshotsByName::Call() { mSnapshots = mSnapshotSet->getObjectList(mParams); }
+
+void RestCallFindSnapshotsByName::ProcessResult() {
+  mRecords.clear();
+  for (const auto& snapshot : *mSnapshots) {
+    if (!snapshot) continue;
+    // A snapshot whose name or id the answer hides throws here: such an answer cannot tell
+    // whether the set still has snapshots.
+    if (snapshot->getName() != mName) continue;
+    const std::string& id = snapshot->getId();
+    const bool seen = std::any_of(mRecords.begin(), mRecords.end(), [&](const SnapshotRecord& known) { return known.mId == id; });
+    if (seen) continue;
+    if (auto record = NamedSnapshot(*snapshot)) mRecords.push_back(std::move(*record));
+  }
 }
 
 void RestCallDeleteSnapBySnapId::Call() { mSnapshotSet->deleteObject(mSnapshotId); }

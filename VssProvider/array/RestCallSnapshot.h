@@ -85,6 +85,10 @@ class RestCallSnapVolList final : public RestCallSnapshotBase {
         mVolumeIds(std::move(volumeIds)) {}
   // Ids of the created snapshots, in the order the array answered.
   std::vector<std::string> GetCreatedSnapshotIds() const;
+  // What the answer says about each snapshot made (id, name and parent volume name as far as
+  // the array sent them), also when the answer failed its check; entries without an id are
+  // left out. Empty when no answer came.
+  std::vector<SnapshotRecord> GetCreatedSnapshots() const;
 
  protected:
   void Initialize() override;
@@ -102,6 +106,32 @@ class RestCallSnapVolList final : public RestCallSnapshotBase {
   std::set<std::string> mVolumeIds;
   VantorStorage::WS::v1::VsSnapVolList mRequest;
   std::shared_ptr<VantorStorage::WS::v1::VsSnapVolListReturn> mResult;
+};
+
+// Every snapshot that carries one name. A snapshot set's snapshots all carry the set's name,
+// so this finds what a bulk create of the set left on the array, whether or not its answer
+// ever came back. Only snapshots that really carry the name count, whatever else the array
+// answered.
+class RestCallFindSnapshotsByName final : public RestCallSnapshotBase {
+ public:
+  RestCallFindSnapshotsByName(RestConnection& restConn, std::string name)
+      : RestCallSnapshotBase(restConn), mName(std::move(name)) {}
+  // Id, name and parent volume name of each, in the order the array answered, once each.
+  const std::vector<SnapshotRecord>& GetSnapshots() const { return mRecords; }
+
+ protected:
+  void Initialize() override;
+  void Call() override;
+  bool IsResultValid() const override { return mSnapshots != nullptr; }
+  std::string GetInputDescription() const override { return "Snap name: " + mName; }
+  std::string GetName() const override { return "Get Snap List by Name"; }
+  std::string GetFailureMessage() const override { return "No snapshot list returned."; }
+  void ProcessResult() override;
+
+ private:
+  std::string mName;
+  VantorStorage::WS::v1::SnapshotListPtr mSnapshots;
+  std::vector<SnapshotRecord> mRecords;
 };
 
 class RestCallDeleteSnapBySnapId final : public RestCallSnapshotBase {

@@ -234,6 +234,8 @@ HRESULT VaVssArrayWrapper::CreateSnapshotSet(const GUID& snapshotSetId,
     if (FAILED(hr)) return hr;
     if (snapshots.size() != volumeIds.size()) {
       VA_LOG(MSG_ERROR, L"  ** Invalid number of snapshots returned .. ");
+      // The LUN records stay untouched, so nothing else tells an abort what was made.
+      RememberMadeSnapshots(wincompat::GuidToString(snapshotSetId), snapshots);
       return VSS_E_PROVIDER_VETO;
     }
     for (const auto& lun : luns) {
@@ -271,16 +273,65 @@ HRESULT VaVssArrayWrapper::CreateSnapshotSetForVolumes(const GUID& snapshotSetId
     const std::string setIdText = wincompat::GuidToString(snapshotSetId);
     snapshots.clear();
     Vantor::RestCallSnapVolList create(TheArray(), setIdText, volumeIds);
-    create.Execute();
-    Vantor::RestCallFindSnapshotsByIDs read(TheArray(), create.GetCreatedSnapshotIds());
-    read.Execute();
-    snapshots = read.GetSnapshots();
+    try {
+      create.Execute();
+      Vantor::RestCallFindSnapshotsByIDs read(TheArray(), create.GetCreatedSnapshotIds());
+      read.Execute();
+      snapshots = read.GetSnapshots();
+    } catch (const std::exception&) {
+      // A create whose answer failed its check, or whose snapshots could not be read back,
+      // still made them: its answer names them.
+      RememberMadeSnapshots(setIdText, create.GetCreatedSnapshots());
+      throw;
+    }
     VA_LOG(MSG_INFO, L"Successfully created snapshot set.");
     return S_OK;
   } catch (const std::exception& e) {
     VA_LOG(MSG_ERROR, L"** CreateSnapshotSet() (createSnapshotSet()) failed, '%s'", Why(e));
     return VSS_E_PROVIDER_VETO;
   }
+}
+
+void VaVssArrayWrapper::RememberMadeSnapshots(const std::string& setIdText,
+                                              const std::vector<Vantor::SnapshotRecord>& made) {
+  auto& known = mMadeByFailedCreates[setIdText];
+  for (const auto& snapshot : made) {
+    if (snapshot.mId.empty()) continue;
+    const bool seen = std::any_of(known.begin(), known.end(),
+                                  [&](const Vantor::SnapshotRecord& s) { return s.mId == snapshot.mId; });
+    if (!seen) known.push_back(snapshot);
+  }
+  if (known.empty()) mMadeByFailedCreates.erase(setIdText);
+}
+
+HRESULT VaVssArrayWrapper::FindSnapshotsOfSet(const GUID& snapshotSetId, std::vector<Vantor::SnapshotRecord>& snapshots) {
+  CLogger scope(L"VaVssArrayWrapper::FindSnapshotsOfSet");
+  const std::string setIdText = wincompat::GuidToString(snapshotSetId);
+  snapshots.clear();
+  HRESULT hr = S_OK;
+  try {
+    Vantor::RestCallFindSnapshotsByName call(TheArray(), setIdText);
+    call.Execute();
+    snapshots = call.GetSnapshots();
+  } catch (const std::exception& e) {
+    VA_LOG(MSG_ERROR, L"** FindSnapshotsOfSet() (findSnapshotsByName) failed! '%s', snapshot set %S", Why(e),
+           setIdText);
+    hr = E_FAIL;
+  }
+  // What a failed create made is handed out once; the caller removes it now.
+  if (const auto made = mMadeByFailedCreates.find(setIdText); made != mMadeByFailedCreates.end()) {
+    for (const auto& snapshot : made->second) {
+      const bool found = std::any_of(snapshots.begin(), snapshots.end(),
+                                     [&](const Vantor::SnapshotRecord& s) { return s.mId == snapshot.mId; });
+      // A search that answered knows better than the memory of a failed create: a snapshot it
+      // did not find is gone already.
+      if (!found && FAILED(hr)) snapshots.push_back(snapshot);
+    }
+    mMadeByFailedCreates.erase(made);
+  }
+  VA_LOG(MSG_INFO, L"Snapshot set %S: %d snapshots found on group %S", setIdText, static_cast<int>(snapshots.size()),
+         GetGroupAddress());
+  return hr;
 }
 
 HRESULT VaVssArrayWrapper::DeleteSnapshot(const std::string& snapshotId, const std::string& snapshotName,

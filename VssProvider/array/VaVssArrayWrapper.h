@@ -69,6 +69,11 @@ class VaVssArrayWrapper {
   // The array half: one bulk create for `volumeIds`, then the complete records of what it made.
   virtual HRESULT CreateSnapshotSetForVolumes(const GUID& snapshotSetId, const std::set<std::string>& volumeIds,
                                               std::vector<Vantor::SnapshotRecord>& snapshots);
+  // The snapshots of a set that this group may hold without the provider knowing them: every
+  // snapshot carrying the set's name (an array may finish a create after the provider stopped
+  // waiting for it), and those that a failed create of the set is known to have made. E_FAIL
+  // when the array could not be searched; `snapshots` then holds what is known all the same.
+  virtual HRESULT FindSnapshotsOfSet(const GUID& snapshotSetId, std::vector<Vantor::SnapshotRecord>& snapshots);
   // The volumes a snapshot set over `luns` must cover. A set that lies wholly in one
   // virtual-volume collection covers the whole collection (unless the administrator said
   // otherwise), because the collection's volumes belong to one virtual machine. Throws when the
@@ -113,6 +118,9 @@ class VaVssArrayWrapper {
   Vantor::Array& TheArray() const;
   // Reads the snapshot by serial number, then its parent volume for the target that carries it.
   void SetSnapshotTargetScope(const std::string& serialNumber, Vantor::SnapshotRecord& snapshot);
+  // Keeps what a create of the set made, for FindSnapshotsOfSet, when the provider will not
+  // learn of it through the LUN records.
+  void RememberMadeSnapshots(const std::string& setIdText, const std::vector<Vantor::SnapshotRecord>& made);
   HRESULT Expose(const std::vector<std::uint32_t>& protocols, bool parentIsVirtualVolume, std::uint32_t targetScope,
                  const std::string& targetName, DWORD digestFlags);
 
@@ -120,6 +128,8 @@ class VaVssArrayWrapper {
   std::string mConfiguredAddress;
   // Serial number to the volume or snapshot found under it, for the wrapper's life.
   std::map<std::string, CachedObject> mRecordCache;
+  // Snapshot set id text to the snapshots a failed create of that set made.
+  std::map<std::string, std::vector<Vantor::SnapshotRecord>> mMadeByFailedCreates;
   // Lower-case device serial number to virtual volume.
   std::map<std::string, std::shared_ptr<Vantor::VolumeRecord>> mVirtualVolumeCache;
 };

@@ -190,6 +190,7 @@ HRESULT CVaVssHwProvider::CommitSnapshots(VSS_ID SnapshotSetId) {
     }
     for (const auto& group : set->mGroups) {
       VA_LOG(MSG_INFO, L"Issuing a create snapshot request...");
+      group->mCreateRequested = true;
       const HRESULT created = group->mArray->CreateSnapshotSet(SnapshotSetId, group->mSnapshots);
       if (FAILED(created)) {
         // Snapshots of the groups before this one stay for AbortSnapshots to remove.
@@ -275,28 +276,59 @@ HRESULT CVaVssHwProvider::AbortSnapshots(VSS_ID SnapshotSetId) {
                    info->mSnapshotName);
             continue;
           }
-          VA_LOG(MSG_INFO, L"offlining snapshot %S, %S", info->mVolumeName, info->mSnapshotName);
-          const HRESULT offline = group->mArray->OfflineSnapshot(info->mSnapshotId, info->mSnapshotName, info->mVolumeName);
-          if (FAILED(offline)) {
-            VA_LOG(MSG_ERROR, L"** Failed to offline snapshot  HRESULT 0x%08X %S , %S", static_cast<unsigned>(offline),
-                   info->mVolumeName, info->mSnapshotName);
-          }
-          VA_LOG(MSG_INFO, L"Deleting snapshot %S, %S", info->mVolumeName, info->mSnapshotName);
-          const HRESULT deleted = group->mArray->DeleteSnapshot(info->mSnapshotId, info->mSnapshotName, info->mVolumeName);
-          if (FAILED(deleted)) {
-            VA_LOG(MSG_ERROR, L"** Failed to delete snapshot  HRESULT 0x%08X %S , %S", static_cast<unsigned>(deleted),
-                   info->mVolumeName, info->mSnapshotName);
-            result = VSS_E_PROVIDER_VETO;
-          } else {
+          if (RemoveSnapshot(*group->mArray, info->mSnapshotId, info->mSnapshotName, info->mVolumeName))
             info->mSnapshotExists = false;
-          }
+          else
+            result = VSS_E_PROVIDER_VETO;
         }
       }
+      if (FAILED(RemoveUnrecordedSnapshots(SnapshotSetId, *set))) result = VSS_E_PROVIDER_VETO;
       EndSnapshotSet(setId);
     }
     VA_LOG(MSG_INFO, L"** AbortSnapshots, On Exit, hr 0x%x", static_cast<unsigned>(result));
     return result;
   });
+}
+
+bool CVaVssHwProvider::RemoveSnapshot(VaVssArrayWrapper& array, const std::string& snapshotId,
+                                      const std::string& snapshotName, const std::string& volumeName) {
+  VA_LOG(MSG_INFO, L"offlining snapshot %S, %S", volumeName, snapshotName);
+  const HRESULT offline = array.OfflineSnapshot(snapshotId, snapshotName, volumeName);
+  if (FAILED(offline)) {
+    VA_LOG(MSG_ERROR, L"** Failed to offline snapshot  HRESULT 0x%08X %S , %S", static_cast<unsigned>(offline),
+           volumeName, snapshotName);
+  }
+  VA_LOG(MSG_INFO, L"Deleting snapshot %S, %S", volumeName, snapshotName);
+  const HRESULT deleted = array.DeleteSnapshot(snapshotId, snapshotName, volumeName);
+  if (FAILED(deleted)) {
+    VA_LOG(MSG_ERROR, L"** Failed to delete snapshot  HRESULT 0x%08X %S , %S", static_cast<unsigned>(deleted),
+           volumeName, snapshotName);
+    return false;
+  }
+  return true;
+}
+
+// The LUN records name only the snapshots whose create was answered and read back. A create
+// whose answer was lost or could not be read, a collection's snapshots beyond the named LUNs,
+// a delete that failed above: each can leave snapshots of the set that no record names, so
+// every group that was asked to create is searched for snapshots carrying the set's name.
+HRESULT CVaVssHwProvider::RemoveUnrecordedSnapshots(const VSS_ID& snapshotSetId, const VaSnapshotSetInfo& set) {
+  HRESULT result = S_OK;
+  for (const auto& group : set.mGroups) {
+    if (!group->mCreateRequested) continue;
+    VaVssArrayWrapper& array = *group->mArray;
+    VA_LOG(MSG_INFO, L"Looking for snapshots of the set left on group %S", array.GetGroupAddress());
+    std::vector<Vantor::SnapshotRecord> left;
+    if (FAILED(array.FindSnapshotsOfSet(snapshotSetId, left))) {
+      VA_LOG(MSG_ERROR, L"** Could not search group %S for snapshots of the set; some may be left on it",
+             array.GetGroupAddress());
+      result = VSS_E_PROVIDER_VETO;
+    }
+    for (const auto& snapshot : left) {
+      if (!RemoveSnapshot(array, snapshot.mId, snapshot.mName, snapshot.mVolName)) result = VSS_E_PROVIDER_VETO;
+    }
+  }
+  return result;
 }
 
 std::size_t CVaVssHwProvider::SnapshotSetCount() const {

@@ -51,6 +51,9 @@ struct VaSnapshotInfo {
 struct VaSnapshotGroup {
   std::shared_ptr<VaVssArrayWrapper> mArray;
   std::vector<std::shared_ptr<VaSnapshotInfo>> mSnapshots;
+  // Set once the group was asked to create its snapshots, whatever came of it: from then on
+  // the array may hold snapshots of the set that no LUN record names.
+  bool mCreateRequested = false;
 };
 
 struct VaSnapshotSetInfo {

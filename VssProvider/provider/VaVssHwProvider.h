@@ -115,6 +115,11 @@ class CVaVssHwProvider final : public IVssHardwareSnapshotProviderEx,
 
   std::shared_ptr<VaSnapshotSetInfo> FindSnapshotSet(const std::string& setId) const;
   void EndSnapshotSet(const std::string& setId);
+  // Abort: offlines and deletes one snapshot (true when it is gone), and removes the snapshots
+  // of the set that no LUN record names.
+  bool RemoveSnapshot(VaVssArrayWrapper& array, const std::string& snapshotId, const std::string& snapshotName,
+                      const std::string& volumeName);
+  HRESULT RemoveUnrecordedSnapshots(const VSS_ID& snapshotSetId, const VaSnapshotSetInfo& set);
 
   provider::ArrayAccess mArrayAccess;
 

@@ -1,6 +1,7 @@
 #pragma once
 // A scripted array group for the provider's unit tests: it knows some volumes and snapshots
 // by serial number and records every operation the provider asks of it.
+#include <algorithm>
 #include <map>
 #include <memory>
 #include <string>
@@ -72,14 +73,25 @@ class FakeArray : public VaVssArrayWrapper {
 
   HRESULT CreateSnapshotSet(const GUID&, const std::vector<std::shared_ptr<VaSnapshotInfo>>& luns) override {
     operations.push_back("create:" + std::to_string(luns.size()));
-    if (failCreate) return VSS_E_PROVIDER_VETO;
+    if (failCreate && !madeButUnanswered) return VSS_E_PROVIDER_VETO;
     for (const auto& lun : luns) {
-      lun->mSnapshotId = "snap-of-" + lun->mSourceSerialNumber;
-      lun->mSnapshotName = "vss-" + lun->mVolumeName;
+      Vantor::SnapshotRecord made;
+      made.mId = "snap-of-" + lun->mSourceSerialNumber;
+      made.mName = "vss-" + lun->mVolumeName;
+      made.mVolName = lun->mVolumeName;
+      onArray.push_back(made);
+      if (failCreate) continue;  // the array made it, the provider never heard
+      lun->mSnapshotId = made.mId;
+      lun->mSnapshotName = made.mName;
       lun->mSnapshotSerialNumber = "s" + lun->mSourceSerialNumber;
       lun->mSnapshotExists = true;
     }
-    return S_OK;
+    return failCreate ? VSS_E_PROVIDER_VETO : S_OK;
+  }
+  HRESULT FindSnapshotsOfSet(const GUID&, std::vector<Vantor::SnapshotRecord>& found) override {
+    operations.push_back("find-set");
+    found = onArray;
+    return failFind ? E_FAIL : S_OK;
   }
   HRESULT OfflineSnapshot(const std::string& id, const std::string&, const std::string&) override {
     operations.push_back("offline:" + id);
@@ -87,7 +99,12 @@ class FakeArray : public VaVssArrayWrapper {
   }
   HRESULT DeleteSnapshot(const std::string& id, const std::string&, const std::string&) override {
     operations.push_back("delete:" + id);
-    return failDelete ? E_FAIL : S_OK;
+    if (failDelete || deleteFailures > 0) {
+      deleteFailures = std::max(0, deleteFailures - 1);
+      return E_FAIL;
+    }
+    std::erase_if(onArray, [&](const Vantor::SnapshotRecord& s) { return s.mId == id; });
+    return S_OK;
   }
   HRESULT OnlineSnapshot(const Vantor::SnapshotRecord& s) override {
     operations.push_back("online:" + s.mId);
@@ -129,8 +146,13 @@ class FakeArray : public VaVssArrayWrapper {
   std::vector<std::string> lookups;
   std::vector<std::string> messages;
   std::vector<HRESULT> exposeResults;
+  // Snapshots the group holds (made by its creates, until deleted).
+  std::vector<Vantor::SnapshotRecord> onArray;
   bool failCreate = false;
+  bool madeButUnanswered = false;  // a failing create still makes its snapshots
+  bool failFind = false;
   bool failDelete = false;
+  int deleteFailures = 0;  // so many deletes fail before they work again
   bool failOnlineVolume = false;
   bool supported = true;
 

@@ -148,8 +148,9 @@ TEST_F(ProviderOperationsTest, CommitFailingOnTheSecondGroupLeavesTheFirstGroups
   ASSERT_EQ(Sets().EndPrepareSnapshots(set), S_OK);
   EXPECT_EQ(Sets().CommitSnapshots(set), VSS_E_PROVIDER_VETO);
   EXPECT_EQ(Sets().AbortSnapshots(set), S_OK);
-  EXPECT_EQ(groupA_->operations, (std::vector<std::string>{"create:1", "offline:snap-of-aaa1", "delete:snap-of-aaa1"}));
-  EXPECT_EQ(groupB_->operations, std::vector<std::string>{"create:1"});
+  EXPECT_EQ(groupA_->operations,
+            (std::vector<std::string>{"create:1", "offline:snap-of-aaa1", "delete:snap-of-aaa1", "find-set"}));
+  EXPECT_EQ(groupB_->operations, (std::vector<std::string>{"create:1", "find-set"}));
   EXPECT_EQ(EventCount(4230), 1);
   EXPECT_EQ(provider_->SnapshotSetCount(), 0u);
 }

@@ -1,0 +1,133 @@
+// AbortSnapshots against scripted groups: every snapshot of the set goes, also those that no
+// LUN record names, and a delete that fails is tried again but still vetoes.
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "FakeArray.h"
+#include "HostTestSupport.h"
+#include "messages/VantorVssMessages.h"
+#include "platform/Registry.h"
+#include "platform/emulated/EmulatedRegistry.h"
+#include "provider/LunInformation.h"
+#include "provider/VaVssHwProvider.h"
+#include "wincompat/Guid.h"
+
+namespace {
+
+using Operations = std::vector<std::string>;
+
+class ProviderAbort : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    groupA_->AddVolume("aaa1", "vol-a1");
+    groupA_->AddVolume("aaa2", "vol-a2");
+    groupB_->AddVolume("bbb1", "vol-b1");
+    ASSERT_EQ(CreateVaVssHwProvider(wincompat::kIID_IVssHardwareSnapshotProviderEx, reinterpret_cast<void**>(&hw_)),
+              S_OK);
+    provider_ = static_cast<CVaVssHwProvider*>(hw_);
+    provider_->UseArrayAccess(provider::ArrayAccess{
+        [] {
+          return std::map<std::string, Vantor::LoginInfo>{{"127.1.0.1", Vantor::LoginInfo("admin", "pw")},
+                                                          {"127.2.0.1", Vantor::LoginInfo("admin", "pw")}};
+        },
+        [](const std::string&) { return std::string(); },
+        [](const std::string&) { return provider::RestSupport::Supported; },
+        [this](const std::string& address, const Vantor::LoginInfo&) -> std::shared_ptr<VaVssArrayWrapper> {
+          if (address == "127.1.0.1") return groupA_;
+          return groupB_;
+        }});
+  }
+  void TearDown() override { hw_->Release(); }
+
+  // A set over `serials` that got as far as the commit; returns the commit's answer.
+  HRESULT Commit(VSS_ID& set, const std::vector<std::string>& serials) {
+    set = wincompat::NewGuid();
+    for (const auto& serial : serials) {
+      provider::OwnedLunInformation lun;
+      EXPECT_TRUE(provider::BuildLunInformation(lun.get(), "Vantor", "Server", "1.0", serial, {}));
+      VDS_LUN_INFORMATION view = lun.get();
+      EXPECT_EQ(hw_->BeginPrepareSnapshot(set, wincompat::NewGuid(), 0, 1, nullptr, &view), S_OK);
+    }
+    EXPECT_EQ(provider_->EndPrepareSnapshots(set), S_OK);
+    return provider_->CommitSnapshots(set);
+  }
+  void ForgetOperations() {
+    groupA_->operations.clear();
+    groupB_->operations.clear();
+  }
+
+  hosttest::TraceCapture trace_;
+  hosttest::EventCapture events_;
+  hosttest::ScopedSeam<platform::Registry> registry_{std::make_unique<platform::EmulatedRegistry>()};
+  std::shared_ptr<FakeArray> groupA_ = std::make_shared<FakeArray>("uid-a", "127.1.0.1");
+  std::shared_ptr<FakeArray> groupB_ = std::make_shared<FakeArray>("uid-b", "127.2.0.1");
+  IVssHardwareSnapshotProviderEx* hw_ = nullptr;
+  CVaVssHwProvider* provider_ = nullptr;
+};
+
+}  // namespace
+
+TEST_F(ProviderAbort, FailedDeleteIsTriedAgainAndStillVetoesWhileTheOtherSnapshotsGo) {
+  VSS_ID set{};
+  ASSERT_EQ(Commit(set, {"aaa1", "aaa2", "bbb1"}), S_OK);
+  ForgetOperations();
+  groupA_->deleteFailures = 1;  // the first delete fails, the array lets the second one work
+
+  EXPECT_EQ(provider_->AbortSnapshots(set), VSS_E_PROVIDER_VETO);
+  EXPECT_EQ(groupA_->operations,
+            (Operations{"offline:snap-of-aaa1", "delete:snap-of-aaa1", "offline:snap-of-aaa2", "delete:snap-of-aaa2",
+                        "find-set", "offline:snap-of-aaa1", "delete:snap-of-aaa1"}));
+  EXPECT_EQ(groupB_->operations, (Operations{"offline:snap-of-bbb1", "delete:snap-of-bbb1", "find-set"}));
+  EXPECT_TRUE(groupA_->onArray.empty());
+  EXPECT_TRUE(groupB_->onArray.empty());
+  EXPECT_EQ(trace_.Count("** Failed to delete snapshot  HRESULT 0x80004005 vol-a1 , vss-vol-a1"), 1u);
+  EXPECT_TRUE(trace_.Contains("** AbortSnapshots, On Exit, hr 0x80042306"));
+  EXPECT_EQ(events_.WithId(VA_MSG_ABORTING_SET).size(), 1u);
+  EXPECT_EQ(provider_->SnapshotSetCount(), 0u);
+
+  // A delete that keeps failing: every snapshot is still tried, twice, and the set ends anyway.
+  ASSERT_EQ(Commit(set, {"bbb1"}), S_OK);
+  ForgetOperations();
+  groupB_->failDelete = true;
+  EXPECT_EQ(provider_->AbortSnapshots(set), VSS_E_PROVIDER_VETO);
+  EXPECT_EQ(groupB_->operations, (Operations{"offline:snap-of-bbb1", "delete:snap-of-bbb1", "find-set",
+                                             "offline:snap-of-bbb1", "delete:snap-of-bbb1"}));
+  EXPECT_EQ(groupB_->onArray.size(), 1u);
+  EXPECT_EQ(provider_->SnapshotSetCount(), 0u);
+}
+
+TEST_F(ProviderAbort, SnapshotsThatNoRecordNamesAreFoundOnTheGroupsAskedToCreate) {
+  // The second group made its snapshot, but its answer never came back.
+  groupB_->failCreate = true;
+  groupB_->madeButUnanswered = true;
+  VSS_ID set{};
+  EXPECT_EQ(Commit(set, {"aaa1", "bbb1"}), VSS_E_PROVIDER_VETO);
+  ForgetOperations();
+  EXPECT_EQ(provider_->AbortSnapshots(set), S_OK);
+  EXPECT_EQ(groupA_->operations, (Operations{"offline:snap-of-aaa1", "delete:snap-of-aaa1", "find-set"}));
+  EXPECT_EQ(groupB_->operations, (Operations{"find-set", "offline:snap-of-bbb1", "delete:snap-of-bbb1"}));
+  EXPECT_TRUE(groupB_->onArray.empty());
+  EXPECT_TRUE(trace_.Contains("Deleting snapshot vol-b1, vss-vol-b1"));
+
+  // A group that cannot be searched may still hold some: the abort says so.
+  groupB_->failFind = true;
+  EXPECT_EQ(Commit(set, {"bbb1"}), VSS_E_PROVIDER_VETO);
+  EXPECT_EQ(provider_->AbortSnapshots(set), VSS_E_PROVIDER_VETO);
+  EXPECT_TRUE(trace_.Contains("** Could not search group 127.2.0.1 for snapshots of the set"));
+
+  // A group never asked to create is not searched: the set failed before its commit.
+  groupB_->onArray.clear();
+  ForgetOperations();
+  set = wincompat::NewGuid();
+  provider::OwnedLunInformation lost;
+  ASSERT_TRUE(provider::BuildLunInformation(lost.get(), "Vantor", "Server", "1.0", "zzz9", {}));
+  VDS_LUN_INFORMATION view = lost.get();
+  ASSERT_EQ(hw_->BeginPrepareSnapshot(set, wincompat::NewGuid(), 0, 1, nullptr, &view), S_OK);
+  ASSERT_EQ(provider_->EndPrepareSnapshots(set), VSS_E_PROVIDER_VETO);
+  EXPECT_EQ(provider_->AbortSnapshots(set), S_OK);
+  EXPECT_TRUE(groupA_->operations.empty());
+  EXPECT_TRUE(groupB_->operations.empty());
+}
