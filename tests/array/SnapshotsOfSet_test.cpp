@@ -76,3 +76,19 @@ TEST_F(SnapshotsOfSet, CreateWhoseReadBackFailedIsRememberedUntilTheArrayCanBeSe
   EXPECT_TRUE(found.empty());
   EXPECT_EQ(IdsOnArray().size(), 1u);
 }
+
+TEST_F(SnapshotsOfSet, AnswerThatHidesASnapshotsNameIsNoAnswer) {
+  const auto data = Lun("data");
+  const GUID set = wincompat::NewGuid();
+  ASSERT_EQ(wrapper->CreateSnapshotSet(set, {data}), S_OK);
+  arraysim::FaultSpec hidden;
+  hidden.group = group.id;
+  hidden.op = "search:snapshots";
+  hidden.omit = "name";
+  sim().injectFault(hidden);
+  std::vector<Vantor::SnapshotRecord> found;
+  EXPECT_EQ(wrapper->FindSnapshotsOfSet(set, found), E_FAIL);
+  EXPECT_TRUE(found.empty());
+  EXPECT_EQ(wrapper->FindSnapshotsOfSet(set, found), S_OK);
+  EXPECT_EQ(Ids(found), std::vector<std::string>{data->mSnapshotId});
+}

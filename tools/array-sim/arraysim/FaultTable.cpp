@@ -19,7 +19,13 @@ void FaultTable::add(const FaultSpec& fault) {
     if (!isFaultOperation(fault.op)) throw std::invalid_argument("unknown fault operation '" + fault.op + "'");
     if (fault.count < 1) throw std::invalid_argument("fault count must be at least 1");
     if (fault.delayMs < 0) throw std::invalid_argument("fault delay_ms must not be negative");
-    mPending.push_back({fault, fault.count});
+    if (fault.skip < 0) throw std::invalid_argument("fault skip must not be negative");
+    if (fault.trickleMs < 0) throw std::invalid_argument("fault trickle_ms must not be negative");
+    if (fault.trickleBytes < 1) throw std::invalid_argument("fault trickle_bytes must be at least 1");
+    if (fault.oversize < 0 || fault.oversize > kMaxOversize) {
+        throw std::invalid_argument("fault oversize must be between 0 and " + std::to_string(kMaxOversize));
+    }
+    mPending.push_back({fault, fault.skip, fault.count});
 }
 
 std::optional<FaultSpec> FaultTable::take(const std::string& groupId, const std::string& op) {
@@ -27,6 +33,10 @@ std::optional<FaultSpec> FaultTable::take(const std::string& groupId, const std:
         return p.fault.group == groupId && p.fault.op == op;
     });
     if (it == mPending.end()) return std::nullopt;
+    if (it->toSkip > 0) {
+        --it->toSkip;
+        return std::nullopt;
+    }
     FaultSpec fault = it->fault;
     if (--it->remaining == 0) mPending.erase(it);
     return fault;
@@ -40,7 +50,10 @@ nlohmann::json FaultTable::toJson() const {
         list.push_back({{"group", p.fault.group}, {"op", p.fault.op}, {"status", p.fault.status},
                         {"code", p.fault.code}, {"text", p.fault.text}, {"remaining", p.remaining},
                         {"delay_ms", p.fault.delayMs}, {"drop", p.fault.drop},
-                        {"malformed", p.fault.malformed}});
+                        {"malformed", p.fault.malformed}, {"skip", p.toSkip}, {"lost", p.fault.lost},
+                        {"trickle_ms", p.fault.trickleMs}, {"trickle_bytes", p.fault.trickleBytes},
+                        {"wrong_type", p.fault.wrongType}, {"omit", p.fault.omit},
+                        {"oversize", p.fault.oversize}});
     }
     return list;
 }

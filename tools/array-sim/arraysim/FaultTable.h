@@ -14,12 +14,17 @@ namespace arraysim {
 // own for requests no fault can target).
 bool isFaultOperation(const std::string& op);
 
+// The longest list an oversize fault makes: enough to show that a client bounds what it reads,
+// small enough that the simulator itself never runs short of memory.
+inline constexpr int kMaxOversize = 100000;
+
 class FaultTable {
 public:
-    // Throws std::invalid_argument for an unknown operation or a count below 1.
+    // Throws std::invalid_argument for an unknown operation, a count below 1 or a member out
+    // of its range.
     void add(const FaultSpec& fault);
     // The fault that the next request of this operation on this group meets, if any; each
-    // call uses up one of its count.
+    // call uses up one of its skip or, once those are gone, one of its count.
     std::optional<FaultSpec> take(const std::string& groupId, const std::string& op);
     void clear();
     nlohmann::json toJson() const;
@@ -27,6 +32,7 @@ public:
 private:
     struct Pending {
         FaultSpec fault;
+        int toSkip;
         int remaining;
     };
     std::vector<Pending> mPending;

@@ -77,11 +77,15 @@ void sendJson(Poco::Net::HTTPServerResponse& response, int status, const nlohman
     response.send() << text;
 }
 
-void sendError(Poco::Net::HTTPServerResponse& response, int status, const std::string& code,
-               const std::string& text) {
+nlohmann::json errorBody(const std::string& code, const std::string& text) {
     nlohmann::json messages = nlohmann::json::array();
     if (!code.empty()) messages.push_back({{"code", code}, {"text", text}, {"severity", "error"}});
-    sendJson(response, status, {{"messages", messages}});
+    return {{"messages", messages}};
+}
+
+void sendError(Poco::Net::HTTPServerResponse& response, int status, const std::string& code,
+               const std::string& text) {
+    sendJson(response, status, errorBody(code, text));
 }
 
 int applyTransportFault(ArrayState& state, const FaultSpec& fault, Poco::Net::HTTPServerResponse& response) {

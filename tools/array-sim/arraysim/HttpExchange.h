@@ -25,6 +25,7 @@ std::vector<std::string> pathSegments(const Poco::Net::HTTPServerRequest& reques
 
 void sendJson(Poco::Net::HTTPServerResponse& response, int status, const nlohmann::json& body);
 // {"messages":[{"code","text","severity":"error"}]}, or an empty list when there is no code.
+nlohmann::json errorBody(const std::string& code, const std::string& text);
 void sendError(Poco::Net::HTTPServerResponse& response, int status, const std::string& code,
                const std::string& text);
 

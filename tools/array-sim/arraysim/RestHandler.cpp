@@ -1,5 +1,6 @@
 #include "arraysim/RestHandler.h"
 
+#include "arraysim/AnswerFaults.h"
 #include "arraysim/ArrayError.h"
 #include "arraysim/ArrayState.h"
 #include "arraysim/HttpExchange.h"
@@ -47,7 +48,27 @@ void RestHandler::operator()(Poco::Net::HTTPServerRequest& request, Poco::Net::H
                 injected = true;
             }
         }
-        if (status == -1) status = serve(route, method, request, body, response);
+        if (status == -1) {
+            Answer answer = serve(route, method, request, body);
+            const FaultSpec* shaping = ticket.fault && shapesAnswer(*ticket.fault) ? &*ticket.fault : nullptr;
+            if (shaping == nullptr) {
+                sendJson(response, answer.status, answer.body);
+                status = answer.status;
+            } else {
+                injected = true;
+                if (answer.status / 100 == 2) shapeAnswerBody(*shaping, answer.body);
+                if (shaping->lost) {
+                    // The work is done; the answer never leaves. POCO closes the connection.
+                    response.setKeepAlive(false);
+                    status = 0;
+                } else if (shaping->trickleMs > 0) {
+                    status = sendTrickled(mState, *shaping, response, answer.status, answer.body) ? answer.status : 0;
+                } else {
+                    sendJson(response, answer.status, answer.body);
+                    status = answer.status;
+                }
+            }
+        }
     } catch (const ArrayError& e) {
         sendError(response, e.status(), e.code(), e.what());
         status = e.status();
@@ -60,47 +81,40 @@ void RestHandler::operator()(Poco::Net::HTTPServerRequest& request, Poco::Net::H
     mState.finishRequest(ticket.ticket, status, injected);
 }
 
-int RestHandler::serve(const RestRoute& route, const std::string& method,
-                       const Poco::Net::HTTPServerRequest& request, const std::string& bodyText,
-                       Poco::Net::HTTPServerResponse& response) const {
-    int status = 200;
-    nlohmann::json answer = nlohmann::json::object();
+RestHandler::Answer RestHandler::serve(const RestRoute& route, const std::string& method,
+                                       const Poco::Net::HTTPServerRequest& request, const std::string& bodyText) const {
+    Answer answer{200, nlohmann::json::object()};
     try {
         const nlohmann::json body = parseBody(bodyText);
         if (route.op == "unknown") throw notFound("No such resource: " + method + " " + request.getURI());
         if (route.op != "tokens") mState.authorize(mGroupId, request.get("X-Auth-Token", ""));
 
         if (route.op == "tokens") {
-            answer = mState.createToken(mGroupId, body);
-            status = 201;
+            answer = {201, mState.createToken(mGroupId, body)};
         } else if (route.op == "delete:tokens") {
             mState.deleteToken(mGroupId, route.id);
         } else if (route.op.starts_with("search:")) {
-            answer = mState.search(mGroupId, route.op.substr(7), body);
+            answer.body = mState.search(mGroupId, route.op.substr(7), body);
         } else if (route.op == "bulk_create") {
-            answer = mState.bulkCreate(mGroupId, body);
-            status = 201;
+            answer = {201, mState.bulkCreate(mGroupId, body)};
         } else if (route.op == "update:snapshots") {
-            answer = mState.updateSnapshot(mGroupId, route.id, body);
+            answer.body = mState.updateSnapshot(mGroupId, route.id, body);
         } else if (route.op == "update:volumes") {
-            answer = mState.updateVolume(mGroupId, route.id, body);
+            answer.body = mState.updateVolume(mGroupId, route.id, body);
         } else if (route.op == "delete:snapshots") {
             mState.deleteSnapshot(mGroupId, route.id);
         } else if (route.op == "restore") {
-            answer = mState.restore(mGroupId, route.id, body);
+            answer.body = mState.restore(mGroupId, route.id, body);
         } else if (route.op == "debug_log") {
             mState.debugLog(mGroupId, body);
-            status = 201;
+            answer.status = 201;
         }
     } catch (const ArrayError& e) {
-        sendError(response, e.status(), e.code(), e.what());
-        return e.status();
+        return {e.status(), errorBody(e.code(), e.what())};
     } catch (const nlohmann::json::exception& e) {
-        sendError(response, 400, "SM_invalid_arg", e.what());
-        return 400;
+        return {400, errorBody("SM_invalid_arg", e.what())};
     }
-    sendJson(response, status, answer);
-    return status;
+    return answer;
 }
 
 }  // namespace arraysim

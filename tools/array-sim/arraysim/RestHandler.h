@@ -4,6 +4,7 @@
 
 #include <Poco/Net/HTTPServerRequest.h>
 #include <Poco/Net/HTTPServerResponse.h>
+#include <nlohmann/json.hpp>
 
 #include <string>
 #include <vector>
@@ -25,8 +26,13 @@ public:
     void operator()(Poco::Net::HTTPServerRequest& request, Poco::Net::HTTPServerResponse& response) const;
 
 private:
-    int serve(const RestRoute& route, const std::string& method, const Poco::Net::HTTPServerRequest& request,
-              const std::string& bodyText, Poco::Net::HTTPServerResponse& response) const;
+    struct Answer {
+        int status = 200;
+        nlohmann::json body;
+    };
+    // Carries the request out; what the array answers, refusals included.
+    Answer serve(const RestRoute& route, const std::string& method, const Poco::Net::HTTPServerRequest& request,
+                 const std::string& bodyText) const;
 
     ArrayState& mState;
     std::string mGroupId;

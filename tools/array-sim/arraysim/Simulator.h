@@ -92,6 +92,8 @@ struct VolumeInfo {
 // iscsi_login, iscsi_logout. status 0 with only delayMs slows the requests without failing
 // them; drop closes the connection without an answer; malformed answers a non-JSON body.
 // For iscsi_login/iscsi_logout, status is the Win32/iSCSI status the host channel answers.
+// The members after `malformed` apply to REST operations only: they shape an answer that the
+// array really gives (the request is carried out first).
 struct FaultSpec {
     std::string group;  // group id
     std::string op;
@@ -102,6 +104,13 @@ struct FaultSpec {
     int delayMs = 0;
     bool drop = false;
     bool malformed = false;
+    int skip = 0;           // matching requests let through untouched before the fault strikes
+    bool lost = false;      // carried out, then the connection closes without an answer
+    int trickleMs = 0;      // the answer's body goes out in pieces this many ms apart
+    int trickleBytes = 1;   // bytes per piece
+    std::string wrongType{};  // this attribute answers a value of another JSON type
+    std::string omit{};       // this attribute is left out of the answer
+    int oversize = 0;       // the answer's list is grown to this many entries
 };
 
 struct IScsiLoginResult {

@@ -81,6 +81,13 @@ FaultSpec faultSpecFromJson(const nlohmann::json& json) {
     fault.delayMs = member(json, "delay_ms", fault.delayMs);
     fault.drop = member(json, "drop", fault.drop);
     fault.malformed = member(json, "malformed", fault.malformed);
+    fault.skip = member(json, "skip", fault.skip);
+    fault.lost = member(json, "lost", fault.lost);
+    fault.trickleMs = member(json, "trickle_ms", fault.trickleMs);
+    fault.trickleBytes = member(json, "trickle_bytes", fault.trickleBytes);
+    fault.wrongType = member(json, "wrong_type", fault.wrongType);
+    fault.omit = member(json, "omit", fault.omit);
+    fault.oversize = member(json, "oversize", fault.oversize);
     return fault;
 }
 
