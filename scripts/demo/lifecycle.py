@@ -1,11 +1,13 @@
 #!/usr/bin/env python3
 """The demo: one shadow copy's whole road through vantor-vss against the array simulator.
 
-Starts vantor-array-sim with two groups (one holding a virtual-volume collection), writes an
-emulated Windows host, and runs: a shadow copy over volumes of both groups, import and hide of
-its snapshots, an in-place restore that brings back data written after the snapshot, and an
-aborted set that leaves no snapshot behind. Exits non-zero when any step does not do what it
-should.
+Starts vantor-array-sim with two groups (one also backing a virtual machine's three disks, one
+volume collection), writes an emulated Windows host, and runs: a shadow copy over volumes of
+both groups, import and hide of its snapshots, an in-place restore that brings back data written
+after the snapshot, a shadow copy of one virtual disk that snapshots the disk's whole volume
+collection, a transportable shadow copy made on this host and imported, then released, on a
+second host, and an aborted set that leaves no snapshot behind. Exits non-zero when any step
+does not do what it should.
 """
 import argparse
 import json
@@ -19,6 +21,8 @@ import time
 import urllib.request
 
 INITIATOR = "iqn.1991-05.com.microsoft:demo-host"
+INITIATOR_B = "iqn.1991-05.com.microsoft:demo-host-b"
+PASSWORDS = {"group-east": "east-secret", "group-west": "west-secret"}
 
 
 def step(text):
@@ -32,6 +36,8 @@ class Demo:
         self.work = work
         self.host = work / "host"
         self.host.mkdir(parents=True)
+        self.host_b = work / "host-b"
+        self.host_b.mkdir(parents=True)
         self.sim_proc = None
         self.control = None
 
@@ -74,34 +80,43 @@ class Demo:
         return [s for g in self.state()["groups"] for s in g.get("snapshots", [])]
 
     # --- the host and the tool ---------------------------------------------------------------
-    def vantor_vss(self, *args, stdin=None, expect=0):
-        cmd = [*self.vss_command, "--host-dir", str(self.host), "--json", *args]
-        print("$ vantor-vss " + " ".join(args), flush=True)
+    def disk_serials(self, initiator):
+        return [d["serial_number"] for d in self.http("GET", f"/host/{initiator}/disks")]
+
+    def vantor_vss(self, *args, stdin=None, expect=0, host=None):
+        host = host or self.host
+        cmd = [*self.vss_command, "--host-dir", str(host), "--json", *args]
+        where = "" if host == self.host else f"[{host.name}] "
+        print(f"$ {where}vantor-vss " + " ".join(args), flush=True)
         done = subprocess.run(cmd, input=stdin, capture_output=True, text=True, timeout=300)
         try:
             report = json.loads(done.stdout)
         except json.JSONDecodeError:
             raise RuntimeError(f"vantor-vss printed no JSON:\n{done.stdout}\n{done.stderr}")
         for call in report.get("calls", []):
-            print(f"  {call['name']:<26} {call['hr']}  {call['ms']:8.1f} ms")
+            answer = "" if "supported" not in call else ("  supported" if call["supported"] else "  not supported")
+            print(f"  {call['name']:<26} {call['hr']}  {call['ms']:8.1f} ms  {call.get('lun', '')}{answer}")
         for note in report.get("notes", []):
             print(f"  {note}")
         if done.returncode != expect:
             raise RuntimeError(f"vantor-vss {' '.join(args)} exited {done.returncode}, expected {expect}")
         return report
 
-    def write_host(self):
-        (self.host / "host.json").write_text(json.dumps({"initiator": INITIATOR, "control": self.control}))
-        (self.host / "registry.reg").write_text(
+    def write_host(self, host, initiator, groups):
+        (host / "host.json").write_text(json.dumps({"initiator": initiator, "control": self.control}))
+        (host / "registry.reg").write_text(
             "Windows Registry Editor Version 5.00\n\n"
             "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Vantor Storage\\Configuration]\n")
-        passwords = {"group-east": "east-secret", "group-west": "west-secret"}
         for g in self.ready["groups"]:
-            self.vantor_vss("config", "add-group", g["address"], "--user", "admin", "--password-stdin",
-                            stdin=passwords[g["name"]] + "\n")
-        # The administrator connected the host to its volumes' targets once.
-        for target in sorted({v["target_name"] for v in self.volumes()}):
-            answer = self.http("POST", f"/host/{INITIATOR}/iscsi/login", {"target_name": target})
+            if g["name"] in groups:
+                self.vantor_vss("config", "add-group", g["address"], "--user", "admin", "--password-stdin",
+                                stdin=PASSWORDS[g["name"]] + "\n", host=host)
+
+    def log_in(self, initiator):
+        # The administrator connected the host to its volumes' targets once; the virtual
+        # machine's disks come through the hypervisor instead.
+        for target in sorted({v["target_name"] for v in self.volumes() if "virtual_disk_serial" not in v}):
+            answer = self.http("POST", f"/host/{initiator}/iscsi/login", {"target_name": target})
             if answer.get("status") != 0:
                 raise RuntimeError(f"login to {target} failed: {answer}")
 
@@ -130,26 +145,27 @@ def main():
             step("array simulator with two groups")
             demo.start_simulator()
             step("emulated Windows host: groups and credentials configured, targets logged in")
-            demo.write_host()
+            demo.write_host(demo.host, INITIATOR, PASSWORDS.keys())
+            demo.log_in(INITIATOR)
             demo.vantor_vss("config", "show")
             demo.vantor_vss("doctor")
             demo.vantor_vss("disks")
 
             vols = {v["name"]: v for v in demo.volumes()}
-            step("shadow copy over sql-data (group-east) and vm-disk-1 (group-west)")
-            created = demo.vantor_vss("create", vols["sql-data"]["serial_number"], vols["vm-disk-1"]["serial_number"])
+            step("shadow copy over sql-data (group-east) and file-share (group-west)")
+            created = demo.vantor_vss("create", vols["sql-data"]["serial_number"], vols["file-share"]["serial_number"])
             commit = created["commit_ms"]
             print(f"  commit took {commit:.1f} ms of the 10 s hold-writes window")
             snaps = {s["source_serial"]: s for s in created["snapshots"]}
             for s in demo.snapshots():
                 print(f"  on the array: snapshot {s['name']} of {s['vol_name']}, serial {s['serial_number']}")
             sql_snap = snaps[vols["sql-data"]["serial_number"]]["snapshot_serial"]
-            vm_snap = snaps[vols["vm-disk-1"]["serial_number"]]["snapshot_serial"]
+            share_snap = snaps[vols["file-share"]["serial_number"]]["snapshot_serial"]
 
             step("import: the snapshots appear as disks with the identity GetTargetLuns gave")
-            demo.vantor_vss("import", sql_snap, vm_snap)
+            demo.vantor_vss("import", sql_snap, share_snap)
             step("hide the imported snapshots again")
-            demo.vantor_vss("hide", sql_snap, vm_snap)
+            demo.vantor_vss("hide", sql_snap, share_snap)
 
             step("in-place restore of sql-data from its snapshot")
             sql = vols["sql-data"]
@@ -162,6 +178,30 @@ def main():
             print(f"  data version after the restore: {after}")
             if after != before:
                 raise RuntimeError("the restore did not bring back the snapshot's data")
+
+            step("shadow copy of one disk of a virtual machine: its whole volume collection is snapshotted")
+            vm_disk = vols["vm-disk-1"]["virtual_disk_serial"]
+            before = {s["id"] for s in demo.snapshots()}
+            demo.vantor_vss("create", vm_disk)
+            taken = sorted(s["vol_name"] for s in demo.snapshots() if s["id"] not in before)
+            print(f"  on the array: new snapshots of {', '.join(taken)}")
+            if taken != ["vm-disk-1", "vm-disk-2", "vm-disk-3"]:
+                raise RuntimeError("the virtual disk's volume collection was not snapshotted whole")
+
+            step("transportable shadow copy of sql-log, made on this host, imported and released on host B")
+            demo.write_host(demo.host_b, INITIATOR_B, ["group-east"])
+            made = demo.vantor_vss("create", "--context", "transportable", vols["sql-log"]["serial_number"])
+            set_id = made["snapshot_set_id"]
+            log_snap = made["snapshots"][0]["snapshot_serial"]
+            demo.vantor_vss("import", "--document", str(demo.host / "shadow-copies.json"), set_id, host=demo.host_b)
+            on_b, on_a = log_snap in demo.disk_serials(INITIATOR_B), log_snap in demo.disk_serials(INITIATOR)
+            print(f"  snapshot {log_snap}: a disk of host B {on_b}, of this host {on_a}")
+            if not on_b or on_a:
+                raise RuntimeError("the transportable snapshot did not appear on host B alone")
+            demo.vantor_vss("delete", set_id, host=demo.host_b)
+            if log_snap in demo.disk_serials(INITIATOR_B) or demo.http("GET", f"/host/{INITIATOR_B}/iscsi/sessions"):
+                raise RuntimeError("host B still sees the released snapshot or holds its session")
+            print("  released on host B: its disk and iSCSI session are gone")
 
             step("a set aborted after its commit leaves no snapshot behind")
             count_before = len(demo.snapshots())

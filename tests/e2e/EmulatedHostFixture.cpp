@@ -12,10 +12,13 @@ std::string ToolRun::Hr(const std::string& name) const {
   return "";
 }
 
-int ToolRun::CountCalls(const std::string& name) const {
-  int n = 0;
-  for (const auto& call : report.value("calls", nlohmann::json::array())) n += call["name"] == name ? 1 : 0;
-  return n;
+int ToolRun::CountCalls(const std::string& name) const { return static_cast<int>(Calls(name).size()); }
+
+std::vector<nlohmann::json> ToolRun::Calls(const std::string& name) const {
+  std::vector<nlohmann::json> calls;
+  for (const auto& call : report.value("calls", nlohmann::json::array()))
+    if (call["name"] == name) calls.push_back(call);
+  return calls;
 }
 
 bool ToolRun::HasEvent(unsigned id) const {
@@ -27,21 +30,41 @@ bool ToolRun::HasEvent(unsigned id) const {
 void EmulatedHostFixture::SetUp() {
   sim_ = std::make_unique<arraysim::Simulator>();
   std::random_device random;
-  host_ = std::filesystem::temp_directory_path() / ("vantor-e2e-" + std::to_string(random()));
-  std::filesystem::create_directories(host_);
-  std::ofstream(host_ / "host.json") << nlohmann::json{{"initiator", kInitiator}, {"control", sim_->controlUrl()}}.dump();
-  std::ofstream(host_ / "registry.reg") << "Windows Registry Editor Version 5.00\n\n"
-                                          "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Vantor Storage\\Configuration]\n";
+  root_ = std::filesystem::temp_directory_path() / ("vantor-e2e-" + std::to_string(random()));
+  hostA_ = MakeHost("host-a", kInitiator);
+  hostB_ = MakeHost("host-b", kInitiatorB);
+}
+
+EmulatedHost EmulatedHostFixture::MakeHost(const std::string& folder, const std::string& initiator) {
+  const EmulatedHost host{root_ / folder, initiator};
+  std::filesystem::create_directories(host.dir);
+  std::ofstream(host.dir / "host.json") << nlohmann::json{{"initiator", initiator}, {"control", sim_->controlUrl()}}.dump();
+  std::ofstream(host.dir / "registry.reg") << "Windows Registry Editor Version 5.00\n\n"
+                                              "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Vantor Storage\\Configuration]\n";
+  return host;
 }
 
 void EmulatedHostFixture::TearDown() {
   sim_.reset();
   if (!HasFailure()) {
     std::error_code ignored;
-    std::filesystem::remove_all(host_, ignored);
+    std::filesystem::remove_all(root_, ignored);
   } else {
-    std::cerr << "emulated host kept for inspection: " << host_ << "\n";
+    std::cerr << "emulated hosts kept for inspection: " << root_ << "\n";
   }
+}
+
+arraysim::GroupInfo EmulatedHostFixture::AddVolumes(const arraysim::GroupSpec& spec,
+                                                    const std::vector<arraysim::VolumeSpec>& volumes, bool logIn) {
+  const arraysim::GroupInfo group = sim_->addGroup(spec);
+  for (const auto& v : volumes) {
+    const auto info = sim_->addVolume(group.id, v);
+    volumes_.push_back(info);
+    if (logIn) {
+      EXPECT_EQ(sim_->iscsiLogin(kInitiator, info.targetName).status, 0u);
+    }
+  }
+  return group;
 }
 
 arraysim::GroupInfo EmulatedHostFixture::AddGroup(const std::string& name, const std::vector<std::string>& volumes,
@@ -49,29 +72,75 @@ arraysim::GroupInfo EmulatedHostFixture::AddGroup(const std::string& name, const
   arraysim::GroupSpec spec;
   spec.name = name;
   spec.password = name + "-pw";
-  const arraysim::GroupInfo group = sim_->addGroup(spec);
+  std::vector<arraysim::VolumeSpec> specs;
   for (const auto& volumeName : volumes) {
     arraysim::VolumeSpec v;
     v.name = volumeName;
     v.volcollId = volcoll;
     v.agentType = agentType;
-    v.acl.push_back({"iscsi", kInitiator});
-    const auto info = sim_->addVolume(group.id, v);
-    volumes_.push_back(info);
-    EXPECT_EQ(sim_->iscsiLogin(kInitiator, info.targetName).status, 0u);
+    v.acl = {{"iscsi", kInitiator}, {"iscsi", kInitiatorB}};
+    specs.push_back(v);
   }
-  const ToolRun added = Vss({"config", "add-group", group.address, "--user", "admin", "--password-stdin"}, spec.password + "\n");
-  EXPECT_EQ(added.status, 0) << added.output;
+  const auto group = AddVolumes(spec, specs, true);
+  Configure(hostA_, group);
   return group;
 }
 
-ToolRun EmulatedHostFixture::Vss(const std::vector<std::string>& args, const std::string& input) {
+arraysim::GroupInfo EmulatedHostFixture::AddVirtualDiskGroup(const std::string& name,
+                                                             const std::vector<std::string>& volumes,
+                                                             const std::string& volcoll) {
+  arraysim::GroupSpec spec;
+  spec.name = name;
+  spec.password = name + "-pw";
+  std::vector<arraysim::VolumeSpec> specs;
+  for (const auto& volumeName : volumes) {
+    arraysim::VolumeSpec v;
+    v.name = volumeName;
+    v.volcollId = volcoll;
+    v.presentation = "virtual_disk";
+    v.acl = {{"iscsi", kInitiator}};
+    specs.push_back(v);
+  }
+  const auto group = AddVolumes(spec, specs, false);
+  Configure(hostA_, group);
+  return group;
+}
+
+arraysim::GroupInfo EmulatedHostFixture::AddGroupWithoutRest(const std::string& name,
+                                                             const std::vector<std::string>& volumes) {
+  arraysim::GroupSpec spec;
+  spec.name = name;
+  spec.rest = false;
+  std::vector<arraysim::VolumeSpec> specs;
+  for (const auto& volumeName : volumes) {
+    arraysim::VolumeSpec v;
+    v.name = volumeName;
+    v.acl = {{"iscsi", kInitiator}};
+    specs.push_back(v);
+  }
+  return AddVolumes(spec, specs, true);
+}
+
+void EmulatedHostFixture::Configure(const EmulatedHost& host, const arraysim::GroupInfo& group) {
+  const ToolRun added = VssOn(host, {"config", "add-group", group.address, "--user", "admin", "--password-stdin"},
+                              group.name + "-pw\n");
+  EXPECT_EQ(added.status, 0) << added.output;
+}
+
+void EmulatedHostFixture::SetConfiguration(const EmulatedHost& host, const std::string& regLines) {
+  std::ofstream(host.dir / "registry.reg", std::ios::app)
+      << "\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\Vantor Storage\\Configuration]\n" << regLines << "\n";
+}
+
+ToolRun EmulatedHostFixture::VssOn(const EmulatedHost& host, const std::vector<std::string>& args,
+                                   const std::string& input) {
   std::ostringstream command;
-  command << "'" << VANTOR_VSS_EXE << "' --host-dir '" << host_.string() << "' --json";
+  command << "'" << VANTOR_VSS_EXE << "' --host-dir '" << host.dir.string() << "' --json";
   for (const auto& a : args) command << " '" << a << "'";
-  const std::filesystem::path inputFile = host_ / "stdin.txt";
+  const std::filesystem::path inputFile = host.dir / "stdin.txt";
   std::ofstream(inputFile) << input;
-  command << " < '" << inputFile.string() << "' 2>&1";
+  // Standard error stays apart, so that the output is the JSON report alone.
+  command << " < '" << inputFile.string() << "' 2>'" << (host.dir / "stderr.txt").string() << "'";
   ToolRun run;
   FILE* pipe = popen(command.str().c_str(), "r");
   if (pipe == nullptr) return run;
@@ -81,6 +150,8 @@ ToolRun EmulatedHostFixture::Vss(const std::vector<std::string>& args, const std
   run.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
   run.report = nlohmann::json::parse(run.output, nullptr, false);
   if (run.report.is_discarded()) run.report = nlohmann::json::object();
+  std::ifstream errors(host.dir / "stderr.txt");
+  run.output += std::string(std::istreambuf_iterator<char>(errors), {});
   return run;
 }
 
@@ -105,9 +176,21 @@ std::size_t EmulatedHostFixture::SnapshotCount() const {
   return n;
 }
 
+std::vector<std::string> EmulatedHostFixture::DiskSerials(const EmulatedHost& host) const {
+  std::vector<std::string> serials;
+  for (const auto& disk : sim_->hostDisks(host.initiator)) serials.push_back(disk["serial_number"]);
+  return serials;
+}
+
+std::vector<std::string> EmulatedHostFixture::SessionTargets(const EmulatedHost& host) const {
+  std::vector<std::string> targets;
+  for (const auto& session : sim_->hostSessions(host.initiator)) targets.push_back(session["target_name"]);
+  return targets;
+}
+
 std::string EmulatedHostFixture::Trace() const {
   std::string all;
-  for (const auto& entry : std::filesystem::directory_iterator(host_ / "logs")) {
+  for (const auto& entry : std::filesystem::directory_iterator(hostA_.dir / "logs")) {
     std::ifstream in(entry.path());
     all += std::string(std::istreambuf_iterator<char>(in), {});
   }

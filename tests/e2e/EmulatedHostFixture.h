@@ -1,6 +1,6 @@
 #pragma once
-// A simulator with groups and volumes, an emulated host folder that vantor-vss runs against,
-// and a way to run the tool and read its JSON report.
+// A simulator with groups and volumes, emulated host folders that vantor-vss runs against (host
+// A, and host B for transportable imports), and a way to run the tool and read its JSON report.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -18,28 +18,56 @@ struct ToolRun {
   // The HRESULT text of the first call named `name`, or "" when it was not called.
   std::string Hr(const std::string& name) const;
   int CountCalls(const std::string& name) const;
+  // The calls named `name`, in order.
+  std::vector<nlohmann::json> Calls(const std::string& name) const;
   bool HasEvent(unsigned id) const;
+};
+
+struct EmulatedHost {
+  std::filesystem::path dir;
+  std::string initiator;
 };
 
 class EmulatedHostFixture : public ::testing::Test {
  protected:
   static constexpr const char* kInitiator = "iqn.1991-05.com.microsoft:e2e-host";
+  static constexpr const char* kInitiatorB = "iqn.1991-05.com.microsoft:e2e-host-b";
 
   void SetUp() override;
   void TearDown() override;
 
-  // A group with `volumes` volume names; the host is configured for it and logged in to every
-  // volume's target.
+  // A group with `volumes` volume names, each reachable over iSCSI by hosts A and B (the ACL
+  // names both); host A is configured for the group and logged in to every volume's target.
   arraysim::GroupInfo AddGroup(const std::string& name, const std::vector<std::string>& volumes,
                                const std::string& volcoll = "", const std::string& agentType = "none");
-  ToolRun Vss(const std::vector<std::string>& args, const std::string& input = "");
+  // A group whose volumes back virtual disks of host A (a virtual machine), all in `volcoll`.
+  arraysim::GroupInfo AddVirtualDiskGroup(const std::string& name, const std::vector<std::string>& volumes,
+                                          const std::string& volcoll);
+  // A group that does not speak REST; host A is logged in to its volumes but not configured.
+  arraysim::GroupInfo AddGroupWithoutRest(const std::string& name, const std::vector<std::string>& volumes);
+  // Host A, or B, is configured for the group (GroupMgmtIps and the credential).
+  void Configure(const EmulatedHost& host, const arraysim::GroupInfo& group);
+  // Appends values to the host's registry under the provider's configuration key.
+  void SetConfiguration(const EmulatedHost& host, const std::string& regLines);
+
+  ToolRun Vss(const std::vector<std::string>& args, const std::string& input = "") { return VssOn(hostA_, args, input); }
+  ToolRun VssOn(const EmulatedHost& host, const std::vector<std::string>& args, const std::string& input = "");
 
   const arraysim::VolumeInfo& Volume(const std::string& name) const;
   nlohmann::json VolumeState(const std::string& name) const;
   std::size_t SnapshotCount() const;
+  std::vector<std::string> DiskSerials(const EmulatedHost& host) const;
+  std::vector<std::string> SessionTargets(const EmulatedHost& host) const;
   std::string Trace() const;
 
   std::unique_ptr<arraysim::Simulator> sim_;
-  std::filesystem::path host_;
+  EmulatedHost hostA_;
+  EmulatedHost hostB_;
   std::vector<arraysim::VolumeInfo> volumes_;
+
+ private:
+  EmulatedHost MakeHost(const std::string& folder, const std::string& initiator);
+  arraysim::GroupInfo AddVolumes(const arraysim::GroupSpec& spec, const std::vector<arraysim::VolumeSpec>& volumes,
+                                 bool logIn);
+  std::filesystem::path root_;
 };

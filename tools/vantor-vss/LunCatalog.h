@@ -1,9 +1,6 @@
 #pragma once
-// The LUNs as VSS would pass them: the host's disks described from the storage stack, and the
-// snapshot LUNs that a shadow copy created (what VSS keeps in its backup components document,
-// kept here in a JSON file of the host folder so that import, hide and resync can follow a
-// create in a later run).
-#include <filesystem>
+// The LUNs as VSS sees them: the host's disks described from the storage stack, the identity
+// comparison VSS makes on import, and LUN descriptions laid out as VSS passes them.
 #include <optional>
 #include <string>
 #include <vector>
@@ -18,7 +15,7 @@ struct HostDisk {
   std::string product;
   std::string revision;
   std::string serial;
-  std::vector<provider::LunIdentifier> identifiers;  // from the device identifier page
+  std::vector<provider::LunIdentifier> identifiers;  // the device's own, from page 0x83
 };
 
 // Every disk the host sees now, with its identifiers. Throws std::runtime_error when the
@@ -29,34 +26,31 @@ std::optional<HostDisk> FindDisk(const std::vector<HostDisk>& disks, const std::
 
 provider::OwnedLunInformation ToLunInformation(const HostDisk& disk);
 
-// A snapshot LUN as GetTargetLuns described it.
-struct SnapshotLun {
-  std::string snapshotSerial;
-  std::string sourceSerial;
-  std::string snapshotName;
-  std::string vendor;
-  std::string product;
-  std::string revision;
-  std::vector<provider::LunIdentifier> identifiers;
-};
+// How the identity the storage stack reports for `disk` differs from `target` (what
+// GetTargetLuns gave); empty when it does not. Compared as VSS compares on import: vendor,
+// product, revision, serial number and the device identifiers, but not the bus type, the disk
+// signature or the interconnects. An ASCII designator compares without the zero padding the
+// provider gives it.
+std::string IdentityDifference(const HostDisk& disk, const VDS_LUN_INFORMATION& target);
 
-SnapshotLun FromTargetLun(const VDS_LUN_INFORMATION& target, const std::string& sourceSerial,
-                          const std::string& snapshotName);
-provider::OwnedLunInformation ToLunInformation(const SnapshotLun& lun);
-
-class SnapshotStore {
+// LUN descriptions in one contiguous array that owns them, as VSS passes them; the provider
+// may rewrite them in place.
+class LunArray {
  public:
-  explicit SnapshotStore(std::filesystem::path file);
-  // Throws std::runtime_error naming the file when it is unreadable or malformed.
-  std::vector<SnapshotLun> Load() const;
-  void Add(const std::vector<SnapshotLun>& luns) const;
-  std::optional<SnapshotLun> Find(const std::string& snapshotSerial) const;
+  LunArray() = default;
+  ~LunArray();
+  LunArray(const LunArray&) = delete;
+  LunArray& operator=(const LunArray&) = delete;
+
+  void Add(provider::OwnedLunInformation lun);
+  VDS_LUN_INFORMATION* data() { return luns_.data(); }
+  VDS_LUN_INFORMATION& operator[](std::size_t i) { return luns_[i]; }
+  const VDS_LUN_INFORMATION& operator[](std::size_t i) const { return luns_[i]; }
+  std::size_t size() const { return luns_.size(); }
+  LONG count() const { return static_cast<LONG>(luns_.size()); }
 
  private:
-  void Save(const std::vector<SnapshotLun>& luns) const;
-  std::filesystem::path file_;
+  std::vector<VDS_LUN_INFORMATION> luns_;
 };
-
-std::string ToHex(const std::vector<std::uint8_t>& bytes);
 
 }  // namespace vantorvss

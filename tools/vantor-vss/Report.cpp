@@ -14,13 +14,22 @@ std::string HresultText(HRESULT hr) {
   return text;
 }
 
+int FinishRun(VssRun& vss, Report& report, bool ok) {
+  report.calls = vss.Finish();
+  return ok && vss.AllSucceeded() ? 0 : 1;
+}
+
 void Report::PrintText(std::ostream& out) const {
-  for (const auto& call : calls)
+  for (const auto& call : calls) {
     out << std::left << std::setw(28) << call.name << " " << HresultText(call.hr) << "  " << std::fixed
-        << std::setprecision(1) << call.ms << " ms\n";
+        << std::setprecision(1) << std::setw(8) << std::right << call.ms << " ms";
+    if (!call.lun.empty()) out << "  " << call.lun;
+    if (call.supported) out << (*call.supported ? "  supported" : "  NOT supported");
+    out << "\n";
+  }
   if (!snapshotSetId.empty()) out << "snapshot set " << snapshotSetId << "\n";
   for (const auto& s : snapshots)
-    out << "  " << s.sourceSerial << " -> snapshot " << s.snapshotSerial << " (" << s.snapshotName << ")\n";
+    out << "  " << s.sourceSerial << " -> snapshot " << s.snapshotSerial << "\n";
   if (commitMs >= 0)
     out << "commit took " << std::fixed << std::setprecision(1) << commitMs << " ms of the "
         << static_cast<int>(kHoldWritesWindowMs / 1000) << " s hold-writes window ("
@@ -36,12 +45,16 @@ void Report::PrintText(std::ostream& out) const {
 void Report::PrintJson(std::ostream& out) const {
   nlohmann::json j = extra;
   j["calls"] = nlohmann::json::array();
-  for (const auto& call : calls) j["calls"].push_back({{"name", call.name}, {"hr", HresultText(call.hr)}, {"ms", call.ms}});
+  for (const auto& call : calls) {
+    nlohmann::json entry = {{"name", call.name}, {"hr", HresultText(call.hr)}, {"ms", call.ms}};
+    if (call.supported) entry["supported"] = *call.supported;
+    if (!call.lun.empty()) entry["lun"] = call.lun;
+    j["calls"].push_back(entry);
+  }
   if (!snapshotSetId.empty()) j["snapshot_set_id"] = snapshotSetId;
   j["snapshots"] = nlohmann::json::array();
   for (const auto& s : snapshots)
-    j["snapshots"].push_back(
-        {{"source_serial", s.sourceSerial}, {"snapshot_serial", s.snapshotSerial}, {"snapshot_name", s.snapshotName}});
+    j["snapshots"].push_back({{"source_serial", s.sourceSerial}, {"snapshot_serial", s.snapshotSerial}});
   if (commitMs >= 0) {
     j["commit_ms"] = commitMs;
     j["hold_writes_window_ms"] = kHoldWritesWindowMs;

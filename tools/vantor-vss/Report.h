@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "ProviderSession.h"
+#include "VssRun.h"
 #include "platform/EventLog.h"
 
 namespace vantorvss {
@@ -13,7 +13,6 @@ namespace vantorvss {
 struct SnapshotLine {
   std::string sourceSerial;
   std::string snapshotSerial;
-  std::string snapshotName;
 };
 
 struct Report {
@@ -28,6 +27,10 @@ struct Report {
   void PrintText(std::ostream& out) const;
   void PrintJson(std::ostream& out) const;
 };
+
+// Ends a run of VSS: what was called goes into the report; the exit status is 0 when every
+// call returned S_OK and `ok` holds, 1 otherwise.
+int FinishRun(VssRun& vss, Report& report, bool ok = true);
 
 // "0x%08X"
 std::string HresultText(HRESULT hr);

@@ -1,13 +1,14 @@
 // vantor-vss: drives the provider in-process the way VSS does, and checks a host's
-// configuration. Exit status: 0 when every provider call returned S_OK, 1 otherwise, 2 for a
-// usage error.
+// configuration. Exit status: 0 when every provider call returned S_OK and the command did what
+// it should, 1 otherwise, 2 for a usage error or an unusable shadow-copy document.
 #include <CLI/CLI.hpp>
 #include <iostream>
 
+#include "Commands.h"
 #include "ConfigCommands.h"
 #include "HostSetup.h"
 #include "Report.h"
-#include "ShadowCopyCommands.h"
+#include "ShadowCopyDocument.h"
 
 namespace {
 
@@ -17,10 +18,6 @@ struct Options {
   std::string hostDir;
   std::string traceDir;
   bool json = false;
-  vantorvss::CreateOptions create;
-  std::string contextFlags;
-  std::vector<std::string> serials;
-  std::vector<std::string> pairs;
   std::string address;
   std::string user;
   bool passwordStdin = false;
@@ -37,20 +34,15 @@ int main(int argc, char** argv) {
   app.add_option("--trace-dir", o.traceDir, "where the trace goes (default: HOST_DIR/logs)");
   app.add_flag("--json", o.json, "print one JSON object");
 
-  auto* disks = app.add_subcommand("disks", "the host's disks as VSS would pass them, and whether each is supported");
-  auto* create = app.add_subcommand("create", "one shadow copy set over VOLUMEs (device names or LUN serial numbers)");
-  create->add_option("--context", o.contextFlags, "comma list of transportable, autorecover, txf");
-  create->add_option("--abort-after", o.create.abortAfter, "call AbortSnapshots after this phase")
-      ->check(CLI::IsMember({"prepare", "commit", "postcommit"}));
-  create->add_option("VOLUME", o.create.volumes)->required();
-  auto* import = app.add_subcommand("import", "LocateLuns, then FillInLunInfo on each disk that appeared");
-  import->add_option("SNAPSHOT_SERIAL", o.serials)->required();
-  auto* hide = app.add_subcommand("hide", "OnLunStateChange with the mask flag");
-  hide->add_option("SNAPSHOT_SERIAL", o.serials)->required();
-  auto* empty = app.add_subcommand("empty", "OnLunEmpty");
-  empty->add_option("SNAPSHOT_SERIAL", o.serials)->required();
-  auto* resync = app.add_subcommand("resync", "ResyncLuns, in place");
-  resync->add_option("PAIR", o.pairs, "SNAPSHOT_SERIAL=TARGET_SERIAL")->required();
+  vantorvss::CommandAction chosen;
+  vantorvss::AddDisksCommand(app, chosen);
+  vantorvss::AddCreateCommand(app, chosen);
+  vantorvss::AddImportCommand(app, chosen);
+  vantorvss::AddDeleteCommand(app, chosen);
+  vantorvss::AddListCommand(app, chosen);
+  vantorvss::AddHideCommand(app, chosen);
+  vantorvss::AddEmptyCommand(app, chosen);
+  vantorvss::AddResyncCommand(app, chosen);
   auto* doctor = app.add_subcommand("doctor", "configuration, discovered groups, REST support, credentials and version");
   auto* config = app.add_subcommand("config", "the provider's configuration");
   config->require_subcommand(1);
@@ -73,21 +65,15 @@ int main(int argc, char** argv) {
   int status = 1;
   try {
     const vantorvss::InstalledHost host({o.hostDir, o.traceDir});
-    const std::filesystem::path stateFile =
-        (host.HostDir().empty() ? std::filesystem::current_path() : host.HostDir()) / "shadow-copies.json";
-    if (*disks) {
-      status = vantorvss::RunDisks(report);
-    } else if (*create) {
-      o.create.context = vantorvss::ParseContextFlags(o.contextFlags);
-      status = vantorvss::RunCreate(o.create, stateFile, report);
-    } else if (*import) {
-      status = vantorvss::RunImport(o.serials, stateFile, report);
-    } else if (*hide) {
-      status = vantorvss::RunHide(o.serials, stateFile, report);
-    } else if (*empty) {
-      status = vantorvss::RunEmpty(o.serials, stateFile, report);
-    } else if (*resync) {
-      status = vantorvss::RunResync(o.pairs, stateFile, report);
+    const vantorvss::CommandContext context{
+        (host.HostDir().empty() ? std::filesystem::current_path() : host.HostDir()) / "shadow-copies.json"};
+    if (chosen) {
+      try {
+        status = chosen(context, report);
+      } catch (const vantorvss::DocumentError& e) {
+        report.notes.push_back(std::string("error: ") + e.what());
+        status = kUsageError;
+      }
     } else if (*doctor) {
       status = vantorvss::RunDoctor(report);
     } else if (*addGroup) {
@@ -107,6 +93,7 @@ int main(int argc, char** argv) {
     report.notes.push_back(std::string("error: ") + e.what());
     status = 1;
   }
+  if (status == kUsageError && !report.notes.empty()) std::cerr << "vantor-vss: " << report.notes.back() << "\n";
   if (o.json) {
     report.PrintJson(std::cout);
   } else {

@@ -1,0 +1,154 @@
+// Shadow copies imported and released the way VSS does it, each command a new provider process:
+// on the host that made them, on a second host (transportable), with a disk that is not what
+// GetTargetLuns said, and with documents or names that cannot be used.
+#include <fstream>
+
+#include "EmulatedHostFixture.h"
+
+namespace {
+constexpr const char* kOk = "0x00000000";
+
+bool Contains(const std::vector<std::string>& list, const std::string& item) {
+  return std::find(list.begin(), list.end(), item) != list.end();
+}
+
+std::string ReadFile(const std::filesystem::path& file) {
+  std::ifstream in(file, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), {});
+}
+}  // namespace
+
+class ImportAndRelease : public EmulatedHostFixture {};
+
+TEST_F(ImportAndRelease, TransportableSetMadeOnHostAIsImportedAndReleasedOnHostB) {
+  const auto group = AddGroup("east", {"data", "logs"});
+  Configure(hostB_, group);
+  const ToolRun created = Vss({"create", "--context", "transportable", Volume("data").serialNumber, Volume("logs").serialNumber});
+  ASSERT_EQ(created.status, 0) << created.output;
+  const std::string setId = created.report["snapshot_set_id"];
+  const std::string snapData = created.report["snapshots"][0]["snapshot_serial"];
+  const std::string snapLogs = created.report["snapshots"][1]["snapshot_serial"];
+  const ToolRun listedOnA = Vss({"list"});
+  ASSERT_EQ(listedOnA.report["sets"].size(), 1u);
+  EXPECT_EQ(listedOnA.report["sets"][0]["context"], 0x20);
+
+  const ToolRun imported =
+      VssOn(hostB_, {"import", "--document", (hostA_.dir / "shadow-copies.json").string(), setId});
+  ASSERT_EQ(imported.status, 0) << imported.output;
+  EXPECT_EQ(imported.Hr("LocateLuns"), kOk);
+  ASSERT_EQ(imported.report["imported"].size(), 2u);
+  EXPECT_TRUE(imported.report["not_imported"].empty());
+  for (const auto& entry : imported.report["imported"]) EXPECT_TRUE(entry["identity_matches"].get<bool>());
+  for (const auto& call : imported.Calls("FillInLunInfo")) EXPECT_TRUE(call["supported"].get<bool>());
+  EXPECT_EQ(imported.CountCalls("FillInLunInfo"), 2);
+  EXPECT_TRUE(Contains(DiskSerials(hostB_), snapData));
+  EXPECT_TRUE(Contains(DiskSerials(hostB_), snapLogs));
+  EXPECT_FALSE(Contains(DiskSerials(hostA_), snapData));
+  EXPECT_FALSE(Contains(DiskSerials(hostA_), snapLogs));
+  EXPECT_EQ(SessionTargets(hostB_).size(), 2u);  // the two snapshots' own targets
+  const std::size_t sessionsOfA = SessionTargets(hostA_).size();
+  EXPECT_EQ(VssOn(hostB_, {"list"}).report["sets"].size(), 1u);
+
+  // A new process on B releases them: the provider there never located these LUNs.
+  const ToolRun released = VssOn(hostB_, {"delete", setId});
+  ASSERT_EQ(released.status, 0) << released.output;
+  const auto filled = released.Calls("FillInLunInfo");
+  ASSERT_EQ(filled.size(), 2u);
+  for (const auto& call : filled) EXPECT_TRUE(call["supported"].get<bool>());
+  const auto emptied = released.Calls("OnLunEmpty");
+  ASSERT_EQ(emptied.size(), 2u);
+  for (const auto& call : emptied) EXPECT_EQ(call["hr"], kOk);
+  EXPECT_TRUE(SessionTargets(hostB_).empty());
+  EXPECT_FALSE(Contains(DiskSerials(hostB_), snapData));
+  EXPECT_EQ(SessionTargets(hostA_).size(), sessionsOfA);
+  EXPECT_TRUE(VssOn(hostB_, {"list"}).report["sets"].empty());
+  EXPECT_EQ(Vss({"list"}).report["sets"].size(), 1u);  // A's document is A's
+}
+
+TEST_F(ImportAndRelease, ImportedSnapshotIsReleasedByALaterProviderProcessAndTheRestLeaveTheDocument) {
+  AddGroup("east", {"data", "logs"});
+  const ToolRun created = Vss({"create", Volume("data").serialNumber, Volume("logs").serialNumber});
+  ASSERT_EQ(created.status, 0) << created.output;
+  const std::string setId = created.report["snapshot_set_id"];
+  const std::string snapData = created.report["snapshots"][0]["snapshot_serial"];
+  const std::string snapLogs = created.report["snapshots"][1]["snapshot_serial"];
+  ASSERT_EQ(Vss({"import", snapData, snapLogs}).status, 0);
+
+  // `empty` alone, in a fresh process, releases the LUN and keeps the document.
+  const ToolRun emptied = Vss({"empty", snapLogs});
+  EXPECT_EQ(emptied.status, 0) << emptied.output;
+  EXPECT_EQ(emptied.Hr("OnLunEmpty"), kOk);
+  EXPECT_FALSE(Contains(DiskSerials(hostA_), snapLogs));
+  EXPECT_EQ(Vss({"list"}).report["sets"][0]["volumes"].size(), 2u);
+
+  const ToolRun released = Vss({"delete", setId});
+  ASSERT_EQ(released.status, 0) << released.output;
+  // Only the LUN that still is a disk here is released through the provider.
+  ASSERT_EQ(released.CountCalls("OnLunEmpty"), 1);
+  EXPECT_EQ(released.Calls("OnLunEmpty")[0]["lun"], snapData);
+  EXPECT_TRUE(released.Calls("FillInLunInfo")[0]["supported"].get<bool>());
+  EXPECT_FALSE(Contains(DiskSerials(hostA_), snapData));
+  EXPECT_TRUE(Vss({"list"}).report["sets"].empty());
+  EXPECT_EQ(SnapshotCount(), 2u);  // released shadow copies leave their snapshots for housekeeping
+}
+
+TEST_F(ImportAndRelease, DiskThatArrivesWithAnotherIdentityIsNotImported) {
+  AddGroup("east", {"data"});
+  const ToolRun created = Vss({"create", Volume("data").serialNumber});
+  ASSERT_EQ(created.status, 0) << created.output;
+  const std::string snap = created.report["snapshots"][0]["snapshot_serial"];
+  sim_->misreportEui64(snap, "00112233445566778899aabbccddeeff");
+
+  const ToolRun imported = Vss({"import", snap});
+  EXPECT_EQ(imported.status, 1);
+  EXPECT_EQ(imported.Hr("LocateLuns"), kOk) << imported.output;
+  EXPECT_TRUE(imported.report["imported"].empty());
+  ASSERT_EQ(imported.report["not_imported"].size(), 1u);
+  EXPECT_EQ(imported.report["not_imported"][0]["snapshot_serial"], snap);
+  EXPECT_NE(imported.report["not_imported"][0]["reason"].get<std::string>().find("00112233445566778899aabbccddeeff"),
+            std::string::npos);
+  EXPECT_NE(imported.output.find("VSS_S_SOME_SNAPSHOTS_NOT_IMPORTED"), std::string::npos);
+}
+
+TEST_F(ImportAndRelease, UnusableDocumentsAndUnknownNamesAreUsageErrorsThatChangeNothing) {
+  AddGroup("east", {"data"});
+  const ToolRun created = Vss({"create", Volume("data").serialNumber});
+  ASSERT_EQ(created.status, 0) << created.output;
+  const std::string setId = created.report["snapshot_set_id"];
+  const std::filesystem::path own = hostA_.dir / "shadow-copies.json";
+  const std::string ownBefore = ReadFile(own);
+  nlohmann::json document = nlohmann::json::parse(ownBefore);
+
+  nlohmann::json otherVersion = document;
+  otherVersion["version"] = 2;
+  nlohmann::json noSerial = document;
+  noSerial["sets"][0]["volumes"][0]["target_lun"].erase("serial_number");
+  nlohmann::json badId = document;
+  badId["sets"][0]["snapshot_set_id"] = "not-a-guid";
+  const struct {
+    std::string text;
+    std::string mentions;
+  } bad[] = {{"{ this is not json", "not a JSON document"},
+             {otherVersion.dump(), "'version' is 2"},
+             {noSerial.dump(), "sets[0]: volumes[0]: target_lun: 'serial_number' is missing"},
+             {badId.dump(), "sets[0]: 'snapshot_set_id' is not a GUID"}};
+  const std::filesystem::path foreign = hostB_.dir / "foreign.json";
+  sim_->resetLog();
+  for (const auto& b : bad) {
+    std::ofstream(foreign, std::ios::trunc) << b.text;
+    const ToolRun run = Vss({"import", "--document", foreign.string(), setId});
+    EXPECT_EQ(run.status, 2) << b.mentions;
+    EXPECT_NE(run.output.find(foreign.string() + ": " + b.mentions), std::string::npos) << run.output;
+  }
+  // Names the document does not hold.
+  const ToolRun unknownSet = Vss({"delete", "{00000000-0000-0000-0000-000000000001}"});
+  EXPECT_EQ(unknownSet.status, 2);
+  EXPECT_NE(unknownSet.output.find("{00000000-0000-0000-0000-000000000001}"), std::string::npos);
+  EXPECT_EQ(Vss({"import", "ffffffffffffffffffffffffffffffff"}).status, 2);
+  // This host's own document broken: nothing runs, nothing is rewritten.
+  std::ofstream(own, std::ios::trunc) << "[1, 2";
+  EXPECT_EQ(Vss({"list"}).status, 2);
+  EXPECT_EQ(Vss({"delete", setId}).status, 2);
+  EXPECT_EQ(ReadFile(own), "[1, 2");
+  EXPECT_TRUE(sim_->requestLog()["requests"].empty());
+}
