@@ -1,9 +1,10 @@
-// The password cipher and the array credential store: natively over the emulated host's key
-// file, in the Windows build under Wine over DPAPI and the credential manager.
+// The password cipher and the machine credential store: natively over the emulated registry
+// and the emulated host's key, in the Windows build under Wine over the registry and DPAPI in
+// machine scope.
 #include <gtest/gtest.h>
 
-#include <cstring>
-#include <fstream>
+#include <algorithm>
+#include <functional>
 #include <random>
 
 #include "HostTestSupport.h"
@@ -11,36 +12,65 @@
 #include "common/EncryptDecrypt.h"
 #include "credstore/CredentialVault.h"
 #include "credstore/CsharpInterfaceWrapper.h"
+#include "credstore/RegistryCredentialVault.h"
+#include "platform/Registry.h"
+#include "wincompat/WideString.h"
 
-#ifndef _WIN32
+#ifdef _WIN32
+#include "platform/win32/Win32Registry.h"
+#else
 #include "common/emulated/HostKeyDataProtection.h"
-#include "common/emulated/HostSecretCipher.h"
-#include "credstore/emulated/EncryptedFileCredentialVault.h"
+#include "platform/emulated/EmulatedRegistry.h"
 #endif
 
 namespace {
 
-// The host's backends: the Windows build's defaults, or the emulated ones in a fresh folder.
+constexpr DWORD kOk = ERROR_SUCCESS;
+
+// The host's backends: the Windows build's registry with the default store (DPAPI in machine
+// scope), or the emulated registry and host key in a fresh folder.
 class CredentialsTest : public ::testing::Test {
  protected:
 #ifdef _WIN32
-  CredentialsTest() = default;
+  CredentialsTest() : mRegistry(std::make_unique<platform::Win32Registry>()) {}
 #else
   CredentialsTest()
-      : mProtection(std::make_unique<common::HostKeyDataProtection>(mFolder.path())),
-        mVault(std::make_unique<credstore::EncryptedFileCredentialVault>(mFolder.path())) {}
+      : mRegistry(std::make_unique<platform::EmulatedRegistry>()),
+        mProtection(std::make_unique<common::HostKeyDataProtection>(mFolder.path())),
+        mVault(std::make_unique<credstore::RegistryCredentialVault>(
+            std::make_unique<common::HostKeyDataProtection>(mFolder.path(), common::kMachineCredentialPurpose))) {}
 #endif
   ~CredentialsTest() override {
     for (const auto& address : mAddresses) credstore::RemoveArrayCredential(address);
   }
-  // Addresses unique to this run, so a real credential manager is never disturbed.
+  // Addresses unique to this run, so that a real store is never disturbed.
   std::string Address(const std::string& tag) {
     std::random_device random;
     mAddresses.push_back("10.250." + std::to_string(random() % 250) + "." + std::to_string(random() % 250) + "-" + tag);
     return mAddresses.back();
   }
+  static void SetStoreValue(const std::string& address, DWORD type, const std::vector<std::uint8_t>& data) {
+    platform::RegKey key;
+    ASSERT_EQ(platform::TheRegistry().CreateKeyExW(HKEY_LOCAL_MACHINE, credstore::kCredentialsKey, key.out()), kOk);
+    const std::wstring name = wincompat::ToWide(address);
+    ASSERT_EQ(platform::TheRegistry().SetValueExW(key.get(), name.c_str(), type, data.data(),
+                                                  static_cast<DWORD>(data.size())),
+              kOk);
+  }
+  static std::vector<std::uint8_t> StoreValue(const std::string& address) {
+    std::vector<std::uint8_t> data(credstore::kMaxStoredValueBytes);
+    DWORD size = static_cast<DWORD>(data.size());
+    const std::wstring name = wincompat::ToWide(address);
+    EXPECT_EQ(platform::TheRegistry().GetValueW(HKEY_LOCAL_MACHINE, credstore::kCredentialsKey, name.c_str(),
+                                                RRF_RT_REG_BINARY, nullptr, data.data(), &size),
+              kOk);
+    data.resize(size);
+    return data;
+  }
 
   hosttest::TempFolder mFolder;
+  hosttest::TraceCapture mTrace;
+  hosttest::ScopedSeam<platform::Registry> mRegistry;
 #ifndef _WIN32
   hosttest::ScopedSeam<common::DataProtection> mProtection;
   hosttest::ScopedSeam<credstore::CredentialVault> mVault;
@@ -62,22 +92,23 @@ std::wstring Decrypt(std::vector<unsigned char> blob, DWORD* status, unsigned lo
   return std::wstring(text);
 }
 
+bool Holds(const std::vector<std::uint8_t>& bytes, const std::string& text) {
+  return std::search(bytes.begin(), bytes.end(), text.begin(), text.end()) != bytes.end();
+}
+
 TEST_F(CredentialsTest, ProfilePasswordsSurviveTheRoundTripAndTamperingIsRefused) {
   for (const std::wstring& password : {std::wstring(L"s3cret!"), std::wstring(L"p\u00e4ss \u20ac \U0001F511"), std::wstring()}) {
     SCOPED_TRACE(testing::PrintToString(password));
     std::vector<unsigned char> blob;
-    ASSERT_EQ(EncryptDecrypt().EncryptBuffer(password, blob), static_cast<DWORD>(ERROR_SUCCESS));
-    EXPECT_EQ(std::search(blob.begin(), blob.end(), reinterpret_cast<const unsigned char*>("s3cret"),
-                          reinterpret_cast<const unsigned char*>("s3cret") + 6),
-              blob.end())
-        << "the blob must not carry the clear text";
+    ASSERT_EQ(EncryptDecrypt().EncryptBuffer(password, blob), kOk);
+    EXPECT_FALSE(Holds(blob, "s3cret")) << "the blob must not carry the clear text";
     DWORD status = 0;
     EXPECT_EQ(Decrypt(blob, &status), password);
-    EXPECT_EQ(status, static_cast<DWORD>(ERROR_SUCCESS));
+    EXPECT_EQ(status, kOk);
   }
 
   std::vector<unsigned char> blob;
-  ASSERT_EQ(EncryptDecrypt().EncryptBuffer(L"s3cret!", blob), static_cast<DWORD>(ERROR_SUCCESS));
+  ASSERT_EQ(EncryptDecrypt().EncryptBuffer(L"s3cret!", blob), kOk);
   DWORD status = 0;
   // Room for "s3cret!" and its terminator, less one character.
   Decrypt(blob, &status, 7 * sizeof(wchar_t));
@@ -86,30 +117,34 @@ TEST_F(CredentialsTest, ProfilePasswordsSurviveTheRoundTripAndTamperingIsRefused
   // Both DPAPI and the emulated cipher end the blob with its authentication tag.
   ASSERT_GT(blob.size(), 16u);
   auto flipped = blob;
-  const std::size_t last = flipped.size() - 1;
-  flipped.at(last) = static_cast<unsigned char>(flipped.at(last) ^ 0x01);
+  flipped.back() = static_cast<unsigned char>(flipped.back() ^ 0x01);
   Decrypt(flipped, &status);
-  EXPECT_NE(status, static_cast<DWORD>(ERROR_SUCCESS));
+  EXPECT_NE(status, kOk);
   Decrypt(std::vector<unsigned char>(blob.begin(), blob.begin() + 10), &status);
-  EXPECT_NE(status, static_cast<DWORD>(ERROR_SUCCESS));
+  EXPECT_NE(status, kOk);
   Decrypt(std::vector<unsigned char>{'n', 'o', 't', ' ', 'a', ' ', 'b', 'l', 'o', 'b'}, &status);
-  EXPECT_NE(status, static_cast<DWORD>(ERROR_SUCCESS));
+  EXPECT_NE(status, kOk);
   unsigned long length = 8;
   EXPECT_EQ(EncryptDecrypt().DecryptBuffer(nullptr, 0, nullptr, &length), static_cast<DWORD>(ERROR_INVALID_PARAMETER));
 }
 
-TEST_F(CredentialsTest, StoreKeepsOneCredentialPerAddressForTheWrapper) {
+TEST_F(CredentialsTest, StoreKeepsOneSealedCredentialPerAddressForTheWrapper) {
   const std::string first = Address("a");
   const std::string second = Address("b");
-  ASSERT_EQ(credstore::StoreArrayCredential(first, "admin", "pw-one"), static_cast<DWORD>(ERROR_SUCCESS));
-  ASSERT_EQ(credstore::StoreArrayCredential(second, "backup", "pw-two"), static_cast<DWORD>(ERROR_SUCCESS));
-  ASSERT_EQ(credstore::StoreArrayCredential(first, "admin2", "pw-three"), static_cast<DWORD>(ERROR_SUCCESS));
+  ASSERT_EQ(credstore::StoreArrayCredential(first, "admin", "pw-one"), kOk);
+  ASSERT_EQ(credstore::StoreArrayCredential(second, "backup", "pw-two"), kOk);
+  ASSERT_EQ(credstore::StoreArrayCredential(first, "admin2", "hunter2-three"), kOk);
+
+  const std::vector<std::uint8_t> sealed = StoreValue(first);
+  EXPECT_FALSE(sealed.empty());
+  EXPECT_FALSE(Holds(sealed, "hunter2")) << "the registry must not hold the clear password";
+  EXPECT_FALSE(Holds(sealed, "admin2")) << "nor the user name";
 
   CsharpInterfaceWrapper* wrapper = CsharpInterfaceWrapper::GetCsharpInterfaceWrapperInstance();
   ASSERT_EQ(wrapper, CsharpInterfaceWrapper::GetCsharpInterfaceWrapperInstance());
   ASSERT_TRUE(wrapper->W_GetCredential(first.c_str()));
   EXPECT_STREQ(wrapper->GetArrayUsername(), "admin2");
-  EXPECT_STREQ(wrapper->GetArrayPassword(), "pw-three");
+  EXPECT_STREQ(wrapper->GetArrayPassword(), "hunter2-three");
   ASSERT_TRUE(wrapper->W_GetCredential(second.c_str()));
   EXPECT_STREQ(wrapper->GetArrayUsername(), "backup");
   EXPECT_STREQ(wrapper->GetArrayPassword(), "pw-two");
@@ -120,53 +155,82 @@ TEST_F(CredentialsTest, StoreKeepsOneCredentialPerAddressForTheWrapper) {
   EXPECT_STREQ(wrapper->GetArrayPassword(), "");
   EXPECT_FALSE(wrapper->W_GetCredential(nullptr));
 
-  EXPECT_EQ(credstore::RemoveArrayCredential(second), static_cast<DWORD>(ERROR_SUCCESS));
+  EXPECT_EQ(credstore::RemoveArrayCredential(second), kOk);
   EXPECT_FALSE(wrapper->W_GetCredential(second.c_str()));
   EXPECT_EQ(credstore::RemoveArrayCredential(second), credstore::kCredentialNotFound);
+  EXPECT_FALSE(mTrace.Contains("pw-two") || mTrace.Contains("hunter2")) << "no password reaches the trace";
 
   for (const char* bad : {"", "10.0.0.1 10.0.0.2", "10.0.0.1\t"}) {
     EXPECT_EQ(credstore::StoreArrayCredential(bad, "admin", "pw"), static_cast<DWORD>(ERROR_INVALID_PARAMETER)) << bad;
   }
-  EXPECT_EQ(credstore::StoreArrayCredential(Address("c"), "", "pw"), static_cast<DWORD>(ERROR_INVALID_PARAMETER));
+  const std::string third = Address("c");
+  EXPECT_EQ(credstore::StoreArrayCredential(third, "", "pw"), static_cast<DWORD>(ERROR_INVALID_PARAMETER));
+  EXPECT_EQ(credstore::StoreArrayCredential(third, "admin", ""), static_cast<DWORD>(ERROR_INVALID_PARAMETER));
+  EXPECT_EQ(credstore::StoreArrayCredential(third, "admin", std::string(1025, 'p')),
+            static_cast<DWORD>(ERROR_INVALID_PARAMETER));
+  EXPECT_EQ(credstore::StoreArrayCredential(third, "admin", std::string(1024, 'p')), kOk);
 }
 
+// A value that cannot be used is skipped with a trace line naming its address; the other
+// groups still read.
+TEST_F(CredentialsTest, UnusableStoredValuesAreSkippedWithALineNamingTheAddress) {
+  const std::string good = Address("good");
+  ASSERT_EQ(credstore::StoreArrayCredential(good, "admin", "pw-good"), kOk);
+  const std::string donor = Address("donor");
+  ASSERT_EQ(credstore::StoreArrayCredential(donor, "admin", "pw-donor"), kOk);
+  const std::vector<std::uint8_t> sealed = StoreValue(donor);
+  ASSERT_GT(sealed.size(), 40u);
+
+  struct Case {
+    const char* name;
+    DWORD type;
+    std::function<std::vector<std::uint8_t>()> data;
+  };
+  const std::vector<Case> cases = {
+      {"truncated", REG_BINARY, [&] { return std::vector<std::uint8_t>(sealed.begin(), sealed.begin() + sealed.size() / 2); }},
+      {"one byte altered", REG_BINARY,
+       [&] {
+         auto altered = sealed;
+         altered[altered.size() / 2] ^= 0x40;
+         return altered;
+       }},
+      {"another address's value", REG_BINARY, [&] { return sealed; }},
+      {"empty", REG_BINARY, [] { return std::vector<std::uint8_t>(); }},
+      {"too large", REG_BINARY, [] { return std::vector<std::uint8_t>(credstore::kMaxStoredValueBytes + 1, 0x5A); }},
+      {"not sealed at all", REG_BINARY, [] { return std::vector<std::uint8_t>{1, 0, 0, 5, 0, 'a', 'd', 'm', 'i', 'n'}; }},
+      {"REG_SZ", REG_SZ, [] { return std::vector<std::uint8_t>{'p', 0, 'w', 0, 0, 0}; }},
+      {"REG_DWORD", REG_DWORD, [] { return std::vector<std::uint8_t>{1, 0, 0, 0}; }},
 #ifndef _WIN32
-// The emulated host's files: the vault never holds clear text, and another host's secret (or
-// none) opens neither the vault nor a profile password.
-TEST_F(CredentialsTest, EmulatedHostFilesAreSealedWithThatHostsSecret) {
-  const std::string address = Address("sealed");
-  ASSERT_EQ(credstore::StoreArrayCredential(address, "admin", "hunter2-password"), static_cast<DWORD>(ERROR_SUCCESS));
-  std::vector<unsigned char> profileBlob;
-  ASSERT_EQ(EncryptDecrypt().EncryptBuffer(L"profile-pw", profileBlob), static_cast<DWORD>(ERROR_SUCCESS));
-
-  const auto vaultPath = mFolder.path() / credstore::EncryptedFileCredentialVault::kVaultFileName;
-  std::ifstream in(vaultPath, std::ios::binary);
-  const std::string vault((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  EXPECT_EQ(vault.find("hunter2"), std::string::npos);
-  EXPECT_EQ(vault.find("admin"), std::string::npos);
-  const auto secret = mFolder.path() / common::HostSecretCipher::kSecretFileName;
-  EXPECT_EQ(std::filesystem::file_size(secret), 32u);
-  EXPECT_EQ(std::filesystem::status(secret).permissions() & std::filesystem::perms::others_read, std::filesystem::perms::none);
-
-  // Another host: a new secret in another folder, with this host's vault file copied over.
-  hosttest::TempFolder other;
-  std::filesystem::copy_file(vaultPath, other.path() / credstore::EncryptedFileCredentialVault::kVaultFileName);
-  credstore::EncryptedFileCredentialVault otherVault(other.path());
-  credstore::ArrayCredential credential;
-  EXPECT_EQ(otherVault.Read(address, credential), static_cast<DWORD>(ERROR_FILE_NOT_FOUND)) << "no secret there yet";
-  common::HostKeyDataProtection otherProtection(other.path());
-  std::vector<std::uint8_t> ignored;
-  ASSERT_EQ(otherProtection.Protect(std::vector<std::uint8_t>{1, 2}, ignored), static_cast<DWORD>(ERROR_SUCCESS));
-  EXPECT_EQ(otherVault.Read(address, credential), static_cast<DWORD>(ERROR_INVALID_DATA));
-  common::SecureBytes clear;
-  EXPECT_EQ(otherProtection.Unprotect(profileBlob, clear), static_cast<DWORD>(ERROR_INVALID_DATA));
-
-  // A profile blob is not a vault and the other way round (the purposes differ).
-  common::HostSecretCipher cipher(mFolder.path());
-  std::ifstream again(vaultPath, std::ios::binary);
-  const std::vector<std::uint8_t> vaultBlob((std::istreambuf_iterator<char>(again)), std::istreambuf_iterator<char>());
-  EXPECT_EQ(mProtection.get().Unprotect(vaultBlob, clear), static_cast<DWORD>(ERROR_INVALID_DATA));
-}
+      // Sealed with another host's key: the emulated stand-in for a value copied from another
+      // computer, which DPAPI in machine scope refuses (Wine's DPAPI has no machine key to tell).
+      {"sealed on another host", REG_BINARY,
+       [] {
+         hosttest::TempFolder otherHost;
+         common::HostKeyDataProtection other(otherHost.path(), common::kMachineCredentialPurpose);
+         const std::vector<std::uint8_t> record{1, 0, 0, 5, 0, 'a', 'd', 'm', 'i', 'n', 2, 0, 'p', 'w'};
+         std::vector<std::uint8_t> blob;
+         EXPECT_EQ(other.Protect(record, blob), kOk);
+         return blob;
+       }},
 #endif
+  };
+  CsharpInterfaceWrapper* wrapper = CsharpInterfaceWrapper::GetCsharpInterfaceWrapperInstance();
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    const std::string bad = Address("bad");
+    SetStoreValue(bad, c.type, c.data());
+    credstore::ArrayCredential credential;
+    EXPECT_NE(credstore::CurrentCredentialVault()->Read(bad, credential), kOk);
+    EXPECT_FALSE(wrapper->W_GetCredential(bad.c_str()));
+    EXPECT_STREQ(wrapper->GetArrayUsername(), "");
+    EXPECT_STREQ(wrapper->GetArrayPassword(), "");
+    EXPECT_EQ(mTrace.Count("The stored credential of array IP " + bad + " is unusable"), 2u)
+        << mTrace.LinesWith("The stored credential");
+
+    ASSERT_TRUE(wrapper->W_GetCredential(good.c_str()));
+    EXPECT_STREQ(wrapper->GetArrayPassword(), "pw-good");
+  }
+  EXPECT_FALSE(mTrace.Contains("pw-donor") || mTrace.Contains("pw-good"));
+}
 
 }  // namespace

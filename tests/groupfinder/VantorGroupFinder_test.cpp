@@ -9,7 +9,7 @@
 #include "common/EncryptDecrypt.h"
 #include "common/emulated/HostKeyDataProtection.h"
 #include "credstore/CredentialVault.h"
-#include "credstore/emulated/EncryptedFileCredentialVault.h"
+#include "credstore/RegistryCredentialVault.h"
 #include "discovery/ConfigurationKeys.h"
 #include "discovery/DsmRecordParser.h"
 #include "discovery/VantorGroupFinder.h"
@@ -86,7 +86,8 @@ class GroupFinderTest : public ::testing::Test {
         mAccounts(std::make_unique<FakeServiceAccount>()),
         mDsm(std::make_unique<FakeDsm>()),
         mProtection(std::make_unique<common::HostKeyDataProtection>(mFolder.path())),
-        mVault(std::make_unique<credstore::EncryptedFileCredentialVault>(mFolder.path())) {}
+        mVault(std::make_unique<credstore::RegistryCredentialVault>(
+            std::make_unique<common::HostKeyDataProtection>(mFolder.path(), common::kMachineCredentialPurpose))) {}
 
   FakeServiceAccount& accounts() { return static_cast<FakeServiceAccount&>(mAccounts.get()); }
   FakeDsm& dsm() { return static_cast<FakeDsm&>(mDsm.get()); }

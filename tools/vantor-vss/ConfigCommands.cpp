@@ -1,10 +1,16 @@
 #include "ConfigCommands.h"
 
 #include <algorithm>
+#include <iostream>
 #include <sstream>
+#include <stdexcept>
 
 #include "array/GroupProtocols.h"
+#include "CredentialCheck.h"
 #include "array/VaVssArrayWrapper.h"
+#include "common/HostSecurity.h"
+#include "common/SecureBuffer.h"
+#include "credstore/CredentialRecord.h"
 #include "credstore/CredentialVault.h"
 #include "discovery/ConfigurationKeys.h"
 #include "discovery/ConfigurationValues.h"
@@ -44,6 +50,31 @@ DWORD WriteConfiguredAddresses(const std::vector<std::string>& addresses) {
 
 std::string OnOff(bool on) { return on ? "yes" : "no"; }
 
+// The machine-wide store admits SYSTEM and Administrators only; refusing up front says why
+// instead of an "access denied" half-way, and changes nothing.
+bool RefusedWithoutElevation(const std::string& command, Report& report) {
+  common::HostSecurity* security = common::CurrentHostSecurity();
+  if (security && security->IsElevated()) return false;
+  report.notes.push_back(command +
+                         " changes the machine-wide credential store, which only an administrator may do: run "
+                         "vantor-vss elevated (\"Run as administrator\"). Nothing was changed.");
+  return true;
+}
+
+// One line of standard input, straight into a buffer that is wiped; a trailing CR is dropped.
+common::SecureString ReadPasswordLine(std::istream& in) {
+  common::SecureBytes buffer(credstore::kMaxPasswordBytes + 1);
+  std::size_t length = 0;
+  for (int c = in.get(); c != std::char_traits<char>::eof() && c != '\n'; c = in.get()) {
+    if (length == buffer.size()) throw std::invalid_argument("the password is longer than 1024 bytes");
+    buffer.data()[length++] = static_cast<std::uint8_t>(c);
+  }
+  if (length > 0 && buffer.data()[length - 1] == '\r') --length;
+  common::SecureString password;
+  password.assign(reinterpret_cast<const char*>(buffer.data()), length);
+  return password;
+}
+
 }  // namespace
 
 int RunShowConfig(Report& report) {
@@ -59,40 +90,64 @@ int RunShowConfig(Report& report) {
   config["min_array_version"] = discovery::ReadMinArrayVerSupported().value_or(discovery::kBuiltInMinArrayVersion);
   config["max_array_version"] = discovery::ReadMaxArrayVerSupported().value_or("(no upper bound)");
   nlohmann::json credentials = nlohmann::json::object();
-  if (credstore::CredentialVault* vault = credstore::CurrentCredentialVault()) {
-    for (const auto& address : addresses) {
-      credstore::ArrayCredential credential;
-      credentials[address] = vault->Read(address, credential) == ERROR_SUCCESS ? credential.userName : "(none)";
-    }
+  std::vector<std::string> credentialLines;
+  for (const auto& address : addresses) {
+    const GroupCredentialCheck check = CheckGroupCredential(address);
+    credentials[address] = check.ToJson();
+    credentialLines.push_back(check.ToText());
   }
-  config["credential_users"] = credentials;
-  for (const auto& [name, value] : config.items()) report.notes.push_back(name + ": " + value.dump());
+  config["credentials"] = credentials;
+  for (const auto& [name, value] : config.items())
+    if (name != "credentials") report.notes.push_back(name + ": " + value.dump());
+  report.notes.insert(report.notes.end(), credentialLines.begin(), credentialLines.end());
   report.extra["config"] = config;
   return 0;
 }
 
-int RunAddGroup(const std::string& address, const std::string& user, const std::string& password, Report& report) {
-  if (const DWORD stored = credstore::StoreArrayCredential(address, user, password); stored != ERROR_SUCCESS) {
-    report.notes.push_back("cannot store the credential of " + address + " (error " + std::to_string(stored) + ")");
+int RunAddGroup(const std::string& address, const std::string& user, bool passwordStdin, Report& report) {
+  if (!passwordStdin)
+    throw std::invalid_argument("config add-group reads the password from standard input: give --password-stdin");
+  if (RefusedWithoutElevation("config add-group", report)) return 1;
+  const common::SecureString password = ReadPasswordLine(std::cin);
+
+  // What was stored before, so that a failure further on puts it back.
+  credstore::CredentialVault* vault = credstore::CurrentCredentialVault();
+  credstore::ArrayCredential previous;
+  const bool hadPrevious = vault && vault->Read(address, previous) == ERROR_SUCCESS;
+  if (const DWORD stored = credstore::StoreArrayCredential(address, user, password.str()); stored != ERROR_SUCCESS) {
+    report.notes.push_back("cannot store the credential of " + address + ": " +
+                           credstore::DescribeCredentialStatus(stored));
     return 1;
   }
   auto addresses = ConfiguredAddresses();
   if (std::find(addresses.begin(), addresses.end(), address) == addresses.end()) addresses.push_back(address);
   if (const DWORD written = WriteConfiguredAddresses(addresses); written != ERROR_SUCCESS) {
-    report.notes.push_back("cannot write GroupMgmtIps (error " + std::to_string(written) + ")");
+    if (hadPrevious) {
+      vault->Write(address, previous);
+    } else {
+      credstore::RemoveArrayCredential(address);
+    }
+    report.notes.push_back("cannot write GroupMgmtIps (error " + std::to_string(written) + "); nothing was changed");
     return 1;
   }
-  report.notes.push_back("group " + address + " added for user " + user);
+  report.notes.push_back("group " + address + " added for user " + user +
+                         "; its credential is in the machine-wide store, readable by SYSTEM and Administrators only");
   return 0;
 }
 
 int RunRemoveGroup(const std::string& address, Report& report) {
+  if (RefusedWithoutElevation("config remove-group", report)) return 1;
   auto addresses = ConfiguredAddresses();
   std::erase(addresses, address);
   const DWORD written = WriteConfiguredAddresses(addresses);
   const DWORD removed = credstore::RemoveArrayCredential(address);
-  report.notes.push_back("group " + address + " removed");
-  return written == ERROR_SUCCESS && (removed == ERROR_SUCCESS || removed == credstore::kCredentialNotFound) ? 0 : 1;
+  const bool ok = written == ERROR_SUCCESS && (removed == ERROR_SUCCESS || removed == credstore::kCredentialNotFound);
+  if (written != ERROR_SUCCESS) report.notes.push_back("cannot write GroupMgmtIps (error " + std::to_string(written) + ")");
+  if (!ok && written == ERROR_SUCCESS)
+    report.notes.push_back("cannot remove the credential of " + address + ": " +
+                           credstore::DescribeCredentialStatus(removed));
+  if (ok) report.notes.push_back("group " + address + " removed");
+  return ok ? 0 : 1;
 }
 
 int RunDoctor(Report& report) {

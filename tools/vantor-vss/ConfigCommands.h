@@ -8,7 +8,9 @@
 namespace vantorvss {
 
 int RunShowConfig(Report& report);
-int RunAddGroup(const std::string& address, const std::string& user, const std::string& password, Report& report);
+// Reads the password from standard input (`passwordStdin` must be set: a password on the
+// command line would show in the process list); needs an elevated process.
+int RunAddGroup(const std::string& address, const std::string& user, bool passwordStdin, Report& report);
 int RunRemoveGroup(const std::string& address, Report& report);
 int RunDoctor(Report& report);
 

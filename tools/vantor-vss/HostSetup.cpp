@@ -23,7 +23,7 @@
 #include "platform/emulated/EmulatedServiceAccount.h"
 #include "platform/emulated/EmulatedStorageDevices.h"
 #ifdef _WIN32
-// Windows keeps array credentials in its credential manager, which the vault uses by default.
+// Windows: the credential store and host security use their Win32 defaults (registry, DPAPI).
 #include "platform/win32/Win32DsmDevice.h"
 #include "platform/win32/Win32EventLog.h"
 #include "platform/win32/Win32IscsiInitiator.h"
@@ -32,8 +32,10 @@
 #include "platform/win32/Win32StorageDevices.h"
 #else
 #include "common/DataProtection.h"
+#include "common/HostSecurity.h"
+#include "common/emulated/EmulatedHostSecurity.h"
 #include "common/emulated/HostKeyDataProtection.h"
-#include "credstore/emulated/EncryptedFileCredentialVault.h"
+#include "credstore/RegistryCredentialVault.h"
 #endif
 
 namespace vantorvss {
@@ -116,7 +118,11 @@ InstalledHost::InstalledHost(const HostOptions& options) : hostDir_(options.host
     events = std::make_unique<platform::EmulatedEventLog>(
         traceDir / "events.log",
         [](DWORD id, const std::vector<std::wstring>& strings) { return messages::RenderEventText(id, strings); });
-    credstore::CredentialVaultSlot::Install(std::make_unique<credstore::EncryptedFileCredentialVault>(hostDir_));
+    // The machine store in the emulated registry, sealed with the host's own key as DPAPI seals
+    // it in machine scope on Windows; host.json says who is an administrator.
+    credstore::CredentialVaultSlot::Install(std::make_unique<credstore::RegistryCredentialVault>(
+        std::make_unique<common::HostKeyDataProtection>(hostDir_, common::kMachineCredentialPurpose)));
+    common::HostSecuritySlot::Install(common::EmulatedHostSecurity::FromHostFile(hostDir_ / "host.json"));
     // Profile passwords are sealed with the host's own key, as DPAPI seals them on Windows.
     common::DataProtectionSlot::Install(std::make_unique<common::HostKeyDataProtection>(hostDir_));
 #endif

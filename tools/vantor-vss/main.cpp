@@ -77,9 +77,7 @@ int main(int argc, char** argv) {
     } else if (*doctor) {
       status = vantorvss::RunDoctor(report);
     } else if (*addGroup) {
-      std::string password;
-      if (o.passwordStdin) std::getline(std::cin, password);
-      status = vantorvss::RunAddGroup(o.address, o.user, password, report);
+      status = vantorvss::RunAddGroup(o.address, o.user, o.passwordStdin, report);
     } else if (*removeGroup) {
       status = vantorvss::RunRemoveGroup(o.address, report);
     } else if (*showConfig) {

@@ -43,6 +43,11 @@ class Registry {
   // Writing is not used by the provider; the tool's `config` command and tests need it.
   // CreateKeyExW creates the missing keys of `subKey` and opens the last with full access.
   virtual LSTATUS CreateKeyExW(HKEY key, const wchar_t* subKey, HKEY* result) = 0;
+  // As CreateKeyExW, for keys that hold secrets (array credentials, certificate pins): the last
+  // key of `subKey` gets an access list of SYSTEM and Administrators only (full control,
+  // inherited by its subkeys, nothing inherited from above), also when it already existed.
+  // The emulated registry keeps no access lists; its whole file is owner-only instead.
+  virtual LSTATUS CreateProtectedKeyW(HKEY key, const wchar_t* subKey, HKEY* result) = 0;
   virtual LSTATUS SetValueExW(HKEY key, const wchar_t* value, DWORD type, const BYTE* data, DWORD cbData) = 0;
   virtual LSTATUS DeleteValueW(HKEY key, const wchar_t* value) = 0;
   // RegDeleteTreeW: a null or empty `subKey` empties `key` itself (values and subkeys).

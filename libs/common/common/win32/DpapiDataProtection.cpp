@@ -36,8 +36,9 @@ DWORD DpapiDataProtection::Protect(std::span<const std::uint8_t> clear, std::vec
   BYTE none = 0;
   DATA_BLOB in{static_cast<DWORD>(clear.size()), clear.empty() ? &none : const_cast<BYTE*>(clear.data())};
   LocalBlob result(false);
-  if (!CryptProtectData(&in, L"Vantor array password", nullptr, nullptr, nullptr, CRYPTPROTECT_UI_FORBIDDEN,
-                        result.out())) {
+  const DWORD flags =
+      CRYPTPROTECT_UI_FORBIDDEN | (mScope == DpapiScope::LocalMachine ? CRYPTPROTECT_LOCAL_MACHINE : 0u);
+  if (!CryptProtectData(&in, L"Vantor array password", nullptr, nullptr, nullptr, flags, result.out())) {
     return GetLastError();
   }
   blob.assign(result.get().pbData, result.get().pbData + result.get().cbData);

@@ -8,6 +8,7 @@
 #include <system_error>
 #include <vector>
 
+#include "platform/emulated/OwnerOnlyFile.h"
 #include "platform/emulated/RegUtf16.h"
 #include "wincompat/WideString.h"
 
@@ -98,23 +99,11 @@ std::optional<regfile::RegRoot> PredefinedRoot(HKEY key) {
   return std::nullopt;
 }
 
-// Writes through a temporary file beside `file`, so that a reader never sees half a file.
+// The registry file holds the machine's protected keys (array credentials, certificate pins),
+// so it is owner-only, as those keys are SYSTEM and Administrators only on Windows.
 LSTATUS WriteWhole(const std::filesystem::path& file, const std::string& text) {
-  std::filesystem::path temporary = file;
-  temporary += ".tmp";
-  {
-    std::ofstream out(temporary, std::ios::binary | std::ios::trunc);
-    if (!out) return ERROR_CANTWRITE;
-    out.write(text.data(), static_cast<std::streamsize>(text.size()));
-    if (!out.flush()) return ERROR_CANTWRITE;
-  }
-  std::error_code ec;
-  std::filesystem::rename(temporary, file, ec);
-  if (ec) {
-    std::filesystem::remove(temporary, ec);
-    return ERROR_CANTWRITE;
-  }
-  return ERROR_SUCCESS;
+  const auto* bytes = reinterpret_cast<const std::uint8_t*>(text.data());
+  return WriteOwnerOnlyFile(file, std::span<const std::uint8_t>(bytes, text.size()));
 }
 
 DWORD ClampToDword(std::size_t n) { return n > 0xFFFFFFFFu ? 0xFFFFFFFFu : static_cast<DWORD>(n); }

@@ -47,6 +47,11 @@ class EmulatedRegistry final : public Registry {
   LSTATUS EnumKeyExW(HKEY key, DWORD index, wchar_t* name, DWORD* cchName) override;
   LSTATUS CloseKey(HKEY key) override;
   LSTATUS CreateKeyExW(HKEY key, const wchar_t* subKey, HKEY* result) override;
+  // No access lists here: the key is created as any other. What protects it is the file the
+  // registry persists to, which is written readable by its owner only.
+  LSTATUS CreateProtectedKeyW(HKEY key, const wchar_t* subKey, HKEY* result) override {
+    return CreateKeyExW(key, subKey, result);
+  }
   LSTATUS SetValueExW(HKEY key, const wchar_t* value, DWORD type, const BYTE* data, DWORD cbData) override;
   LSTATUS DeleteValueW(HKEY key, const wchar_t* value) override;
   LSTATUS DeleteTreeW(HKEY key, const wchar_t* subKey) override;

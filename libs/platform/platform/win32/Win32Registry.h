@@ -18,6 +18,7 @@ class Win32Registry final : public Registry {
   LSTATUS EnumKeyExW(HKEY key, DWORD index, wchar_t* name, DWORD* cchName) override;
   LSTATUS CloseKey(HKEY key) override;
   LSTATUS CreateKeyExW(HKEY key, const wchar_t* subKey, HKEY* result) override;
+  LSTATUS CreateProtectedKeyW(HKEY key, const wchar_t* subKey, HKEY* result) override;
   LSTATUS SetValueExW(HKEY key, const wchar_t* value, DWORD type, const BYTE* data, DWORD cbData) override;
   LSTATUS DeleteValueW(HKEY key, const wchar_t* value) override;
   LSTATUS DeleteTreeW(HKEY key, const wchar_t* subKey) override;

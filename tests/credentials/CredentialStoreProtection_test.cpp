@@ -1,0 +1,211 @@
+// Who can read the machine credential store. Under Wine: the access list of the store's key
+// and the account check over it. Natively: the emulated host's owner-only files, its answers
+// about rights from host.json, and its cipher (current and first blob formats).
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+#include "HostTestSupport.h"
+#include "common/HostSecurity.h"
+#include "credstore/CredentialVault.h"
+#include "credstore/RegistryCredentialVault.h"
+#include "platform/Registry.h"
+
+#ifdef _WIN32
+#include <windows.h>
+#include <sddl.h>
+
+#include "common/win32/Win32HostSecurity.h"
+#include "platform/win32/Win32Registry.h"
+#else
+#include <openssl/evp.h>
+#include <openssl/rand.h>
+
+#include "common/emulated/EmulatedHostSecurity.h"
+#include "common/emulated/HostKeyDataProtection.h"
+#include "common/emulated/HostSecretCipher.h"
+#include "platform/emulated/EmulatedRegistry.h"
+#include "platform/emulated/OwnerOnlyFile.h"
+#endif
+
+namespace {
+
+constexpr DWORD kOk = ERROR_SUCCESS;
+
+#ifdef _WIN32
+
+constexpr const wchar_t* kScratchKey = L"SOFTWARE\\Vantor Storage\\ProtectionTest";
+
+// The access list of HKLM\`path` as SDDL, with its protection flag.
+std::wstring DaclOf(const wchar_t* path) {
+  HKEY key = nullptr;
+  if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, path, 0, READ_CONTROL, &key) != ERROR_SUCCESS) return L"(cannot open)";
+  DWORD size = 0;
+  RegGetKeySecurity(key, DACL_SECURITY_INFORMATION, nullptr, &size);
+  std::vector<BYTE> descriptor(size ? size : 1);
+  const LSTATUS read = RegGetKeySecurity(key, DACL_SECURITY_INFORMATION, descriptor.data(), &size);
+  RegCloseKey(key);
+  if (read != ERROR_SUCCESS) return L"(cannot read)";
+  LPWSTR text = nullptr;
+  if (!ConvertSecurityDescriptorToStringSecurityDescriptorW(descriptor.data(), SDDL_REVISION_1,
+                                                            DACL_SECURITY_INFORMATION, &text, nullptr))
+    return L"(cannot print)";
+  std::wstring result(text);
+  LocalFree(text);
+  return result;
+}
+
+TEST(CredentialStoreProtection, TheStoreKeyAdmitsSystemAndAdministratorsOnly) {
+  hosttest::ScopedSeam<platform::Registry> registry(std::make_unique<platform::Win32Registry>());
+  // A key made before with what HKLM\SOFTWARE passes down is put right, not kept.
+  RegDeleteTreeW(HKEY_LOCAL_MACHINE, kScratchKey);
+  {
+    platform::RegKey open;
+    ASSERT_EQ(platform::TheRegistry().CreateKeyExW(HKEY_LOCAL_MACHINE, kScratchKey, open.out()), kOk);
+  }
+  for (const wchar_t* path : {kScratchKey, L"SOFTWARE\\Vantor Storage\\ProtectionTest\\Fresh"}) {
+    SCOPED_TRACE(testing::PrintToString(std::wstring(path)));
+    platform::RegKey key;
+    ASSERT_EQ(platform::TheRegistry().CreateProtectedKeyW(HKEY_LOCAL_MACHINE, path, key.out()), kOk);
+    EXPECT_EQ(DaclOf(path), L"D:P(A;OICI;KA;;;SY)(A;OICI;KA;;;BA)");
+  }
+  // Its subkeys inherit the list.
+  {
+    platform::RegKey child;
+    ASSERT_EQ(platform::TheRegistry().CreateKeyExW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Vantor Storage\\ProtectionTest\\Child",
+                                                   child.out()),
+              kOk);
+  }
+  EXPECT_EQ(DaclOf(L"SOFTWARE\\Vantor Storage\\ProtectionTest\\Child"), L"D:AI(A;OICIID;KA;;;SY)(A;OICIID;KA;;;BA)");
+
+  common::Win32HostSecurity security;
+  EXPECT_EQ(security.CanAccountReadKey(kScratchKey, L"LocalSystem").access, common::Access::Granted);
+  EXPECT_EQ(security.CanAccountReadKey(kScratchKey, L"NT AUTHORITY\\SYSTEM").access, common::Access::Granted);
+  const common::AccessVerdict service = security.CanAccountReadKey(kScratchKey, L"NT AUTHORITY\\LocalService");
+  EXPECT_EQ(service.access, common::Access::Denied) << service.reason;
+  EXPECT_EQ(security.CanAccountReadKey(L"SOFTWARE\\Vantor Storage\\NoSuchKey", L"LocalSystem").access,
+            common::Access::Unknown);
+  // HKLM\SOFTWARE itself lets every account read.
+  EXPECT_EQ(security.CanAccountReadKey(L"SOFTWARE", L"NT AUTHORITY\\LocalService").access, common::Access::Granted);
+  RegDeleteTreeW(HKEY_LOCAL_MACHINE, kScratchKey);
+  RegDeleteKeyW(HKEY_LOCAL_MACHINE, kScratchKey);
+}
+
+#else
+
+std::filesystem::perms ModeOf(const std::filesystem::path& file) {
+  return std::filesystem::status(file).permissions() & std::filesystem::perms::all;
+}
+constexpr auto kOwnerOnly = std::filesystem::perms::owner_read | std::filesystem::perms::owner_write;
+
+TEST(CredentialStoreProtection, EmulatedHostFilesThatHoldSecretsAreOwnerOnly) {
+  hosttest::TempFolder host;
+  const auto registryFile = host.path() / "registry.reg";
+  // A stale temporary file with a wide mode must not pass its mode on.
+  std::ofstream(registryFile.string() + ".tmp") << "stale";
+  std::filesystem::permissions(registryFile.string() + ".tmp", std::filesystem::perms::all);
+  auto emulated = std::make_unique<platform::EmulatedRegistry>();
+  emulated->PersistTo(registryFile);
+  hosttest::ScopedSeam<platform::Registry> registry(std::move(emulated));
+  hosttest::ScopedSeam<credstore::CredentialVault> vault(std::make_unique<credstore::RegistryCredentialVault>(
+      std::make_unique<common::HostKeyDataProtection>(host.path(), common::kMachineCredentialPurpose)));
+  ASSERT_EQ(credstore::StoreArrayCredential("10.1.1.1", "admin", "pw-owner-only"), kOk);
+
+  EXPECT_EQ(ModeOf(registryFile), kOwnerOnly);
+  EXPECT_EQ(ModeOf(host.path() / common::HostSecretCipher::kSecretFileName), kOwnerOnly);
+  EXPECT_EQ(std::filesystem::file_size(host.path() / common::HostSecretCipher::kSecretFileName), 32u);
+  std::ifstream in(registryFile);
+  const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  EXPECT_NE(text.find("[HKEY_LOCAL_MACHINE\\SOFTWARE\\Vantor Storage\\Credentials]"), std::string::npos);
+  EXPECT_EQ(text.find("pw-owner-only"), std::string::npos);
+
+  // An existing file is never replaced by the exclusive create.
+  const std::vector<std::uint8_t> bytes{1, 2, 3};
+  EXPECT_EQ(platform::CreateOwnerOnlyFile(registryFile, bytes), 80);
+  EXPECT_NE(std::filesystem::file_size(registryFile), 3u);
+}
+
+TEST(CredentialStoreProtection, EmulatedHostAnswersRightsFromItsDescription) {
+  hosttest::TempFolder host;
+  const auto file = host.path() / "host.json";
+  std::ofstream(file) << R"({"initiator": "iqn.x", "control": "http://127.0.0.1:1"})";
+  auto defaults = common::EmulatedHostSecurity::FromHostFile(file);
+  EXPECT_TRUE(defaults->IsElevated()) << "the developer running the tool is the emulated host's administrator";
+  EXPECT_EQ(defaults->CanAccountReadKey(credstore::kCredentialsKey, L"LocalSystem").access, common::Access::Granted);
+  EXPECT_EQ(defaults->CanAccountReadKey(credstore::kCredentialsKey, L".\\backup").access, common::Access::Denied);
+
+  std::ofstream(file) << R"({"elevated": false, "administrators": ["CORP\\backup-admin"]})";
+  auto configured = common::EmulatedHostSecurity::FromHostFile(file);
+  EXPECT_FALSE(configured->IsElevated());
+  EXPECT_EQ(configured->CanAccountReadKey(credstore::kCredentialsKey, L"corp\\BACKUP-ADMIN").access,
+            common::Access::Granted);
+  EXPECT_EQ(configured->CanAccountReadKey(credstore::kCredentialsKey, L"NT AUTHORITY\\NetworkService").access,
+            common::Access::Denied);
+
+  for (const char* bad : {R"({"elevated": "yes"})", R"({"administrators": "CORP\\x"})", R"({"administrators": [1]})"}) {
+    std::ofstream(file) << bad;
+    EXPECT_THROW(common::EmulatedHostSecurity::FromHostFile(file), std::runtime_error) << bad;
+  }
+}
+
+// A blob of the first format: PBKDF2 of the secret and salt, the purpose as associated data.
+std::vector<std::uint8_t> SealFirstFormat(const std::vector<std::uint8_t>& secret, const std::string& purpose,
+                                          const std::string& clear) {
+  std::vector<std::uint8_t> blob{'V', 'H', 'S', '1'};
+  std::uint8_t salt[16], nonce[12], key[32], tag[16];
+  RAND_bytes(salt, sizeof(salt));
+  RAND_bytes(nonce, sizeof(nonce));
+  PKCS5_PBKDF2_HMAC(reinterpret_cast<const char*>(secret.data()), static_cast<int>(secret.size()), salt, 16, 100000,
+                    EVP_sha256(), 32, key);
+  std::vector<std::uint8_t> body(clear.size());
+  EVP_CIPHER_CTX* ctx = EVP_CIPHER_CTX_new();
+  int length = 0;
+  EVP_EncryptInit_ex(ctx, EVP_aes_256_gcm(), nullptr, key, nonce);
+  EVP_EncryptUpdate(ctx, nullptr, &length, reinterpret_cast<const unsigned char*>(purpose.data()),
+                    static_cast<int>(purpose.size()));
+  EVP_EncryptUpdate(ctx, body.data(), &length, reinterpret_cast<const unsigned char*>(clear.data()),
+                    static_cast<int>(clear.size()));
+  EVP_EncryptFinal_ex(ctx, body.data() + length, &length);
+  EVP_CIPHER_CTX_ctrl(ctx, EVP_CTRL_GCM_GET_TAG, 16, tag);
+  EVP_CIPHER_CTX_free(ctx);
+  blob.insert(blob.end(), salt, salt + 16);
+  blob.insert(blob.end(), nonce, nonce + 12);
+  blob.insert(blob.end(), body.begin(), body.end());
+  blob.insert(blob.end(), tag, tag + 16);
+  return blob;
+}
+
+TEST(CredentialStoreProtection, EmulatedCipherIsBoundToHostAndPurposeAndStillOpensTheFirstFormat) {
+  hosttest::TempFolder host;
+  const common::HostSecretCipher cipher(host.path());
+  const std::vector<std::uint8_t> clear{'s', 'e', 'c', 'r', 'e', 't'};
+  std::vector<std::uint8_t> blob;
+  ASSERT_EQ(cipher.Seal(clear, "purpose a", blob), kOk);
+  EXPECT_EQ(std::string(blob.begin(), blob.begin() + 4), "VHS2");
+  common::SecureBytes opened;
+  ASSERT_EQ(cipher.Open(blob, "purpose a", opened), kOk);
+  EXPECT_EQ(std::vector<std::uint8_t>(opened.data(), opened.data() + opened.size()), clear);
+  EXPECT_EQ(cipher.Open(blob, "purpose b", opened), static_cast<DWORD>(ERROR_INVALID_DATA));
+  auto relabelled = blob;
+  relabelled[3] = '1';  // the magic is authenticated too: no downgrade to the first format's key
+  EXPECT_EQ(cipher.Open(relabelled, "purpose a", opened), static_cast<DWORD>(ERROR_INVALID_DATA));
+
+  hosttest::TempFolder otherHost;
+  const common::HostSecretCipher other(otherHost.path());
+  EXPECT_EQ(other.Open(blob, "purpose a", opened), static_cast<DWORD>(ERROR_FILE_NOT_FOUND)) << "no secret there";
+  std::vector<std::uint8_t> ignored;
+  ASSERT_EQ(other.Seal(clear, "purpose a", ignored), kOk);
+  EXPECT_EQ(other.Open(blob, "purpose a", opened), static_cast<DWORD>(ERROR_INVALID_DATA));
+
+  std::ifstream in(host.path() / common::HostSecretCipher::kSecretFileName, std::ios::binary);
+  const std::vector<std::uint8_t> secret((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  const std::vector<std::uint8_t> legacy = SealFirstFormat(secret, "vantor profile password", "old-password");
+  const common::HostSecretCipher fresh(host.path());
+  ASSERT_EQ(fresh.Open(legacy, "vantor profile password", opened), kOk);
+  EXPECT_EQ(std::string(opened.data(), opened.data() + opened.size()), "old-password");
+  EXPECT_EQ(fresh.Open(legacy, "vantor machine credential", opened), static_cast<DWORD>(ERROR_INVALID_DATA));
+}
+
+#endif
+
+}  // namespace
