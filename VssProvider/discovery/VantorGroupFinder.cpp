@@ -112,9 +112,8 @@ void VantorGroupFinder::ReadGroupMgmtIpsFromRegistry(GroupCredentialMap& groups)
   std::string ip;
   while (tokens >> ip) {
     store->W_GetCredential(ip.c_str());
-    const std::string userName = store->GetArrayUsername();
-    const std::string password = store->GetArrayPassword();
-    if (userName.empty() || password.empty()) {
+    GroupCredential credential(store->GetArrayUsername(), store->GetArrayPassword());
+    if (credential.userName.empty() || credential.password.empty()) {
       VA_LOG(MSG_ERROR,
              L"Unable able to read Group Management Credentials for array IP %S. VSS Provider will not be able to "
              L"take snapshot for this Array",
@@ -123,7 +122,7 @@ void VantorGroupFinder::ReadGroupMgmtIpsFromRegistry(GroupCredentialMap& groups)
       logger::ReportProviderEvent(EVENTLOG_ERROR_TYPE, kCredentialsUnreadableEvent, wideIp.c_str());
       continue;
     }
-    groups.try_emplace(ip, GroupCredential{userName, password});
+    groups.try_emplace(ip, std::move(credential));
     VA_LOG(MSG_INFO, L"Successfully Retreived Array Credentials for GroupMgmt IP %S", ip);
   }
 }

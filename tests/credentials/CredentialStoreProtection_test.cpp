@@ -55,6 +55,8 @@ std::wstring DaclOf(const wchar_t* path) {
   return result;
 }
 
+bool RunsOnWine() { return GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr; }
+
 TEST(CredentialStoreProtection, TheStoreKeyAdmitsSystemAndAdministratorsOnly) {
   hosttest::ScopedSeam<platform::Registry> registry(std::make_unique<platform::Win32Registry>());
   // A key made before with what HKLM\SOFTWARE passes down is put right, not kept.
@@ -69,14 +71,15 @@ TEST(CredentialStoreProtection, TheStoreKeyAdmitsSystemAndAdministratorsOnly) {
     ASSERT_EQ(platform::TheRegistry().CreateProtectedKeyW(HKEY_LOCAL_MACHINE, path, key.out()), kOk);
     EXPECT_EQ(DaclOf(path), L"D:P(A;OICI;KA;;;SY)(A;OICI;KA;;;BA)");
   }
-  // Its subkeys inherit the list.
-  {
+  // Its subkeys inherit the list on Windows; Wine stores and returns a key's list but passes
+  // nothing on to subkeys.
+  if (!RunsOnWine()) {
     platform::RegKey child;
     ASSERT_EQ(platform::TheRegistry().CreateKeyExW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Vantor Storage\\ProtectionTest\\Child",
                                                    child.out()),
               kOk);
+    EXPECT_EQ(DaclOf(L"SOFTWARE\\Vantor Storage\\ProtectionTest\\Child"), L"D:AI(A;OICIID;KA;;;SY)(A;OICIID;KA;;;BA)");
   }
-  EXPECT_EQ(DaclOf(L"SOFTWARE\\Vantor Storage\\ProtectionTest\\Child"), L"D:AI(A;OICIID;KA;;;SY)(A;OICIID;KA;;;BA)");
 
   common::Win32HostSecurity security;
   EXPECT_EQ(security.CanAccountReadKey(kScratchKey, L"LocalSystem").access, common::Access::Granted);
@@ -85,8 +88,25 @@ TEST(CredentialStoreProtection, TheStoreKeyAdmitsSystemAndAdministratorsOnly) {
   EXPECT_EQ(service.access, common::Access::Denied) << service.reason;
   EXPECT_EQ(security.CanAccountReadKey(L"SOFTWARE\\Vantor Storage\\NoSuchKey", L"LocalSystem").access,
             common::Access::Unknown);
-  // HKLM\SOFTWARE itself lets every account read.
-  EXPECT_EQ(security.CanAccountReadKey(L"SOFTWARE", L"NT AUTHORITY\\LocalService").access, common::Access::Granted);
+  // Lists made by hand: one that lets every signed-in account read, one that denies them first.
+  struct Case {
+    const wchar_t* sddl;
+    const wchar_t* account;
+    common::Access expected;
+  };
+  for (const Case& c : {Case{L"D:(A;;KR;;;AU)(A;;KA;;;BA)", L"NT AUTHORITY\\LocalService", common::Access::Granted},
+                        Case{L"D:(D;;KR;;;AU)(A;;KA;;;SY)", L"LocalSystem", common::Access::Denied},
+                        Case{L"D:(A;;KW;;;SY)", L"LocalSystem", common::Access::Denied}}) {
+    SCOPED_TRACE(testing::PrintToString(std::wstring(c.sddl)));
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    ASSERT_TRUE(ConvertStringSecurityDescriptorToSecurityDescriptorW(c.sddl, SDDL_REVISION_1, &descriptor, nullptr));
+    HKEY key = nullptr;
+    ASSERT_EQ(RegOpenKeyExW(HKEY_LOCAL_MACHINE, kScratchKey, 0, WRITE_DAC, &key), kOk);
+    EXPECT_EQ(RegSetKeySecurity(key, DACL_SECURITY_INFORMATION, descriptor), kOk);
+    RegCloseKey(key);
+    LocalFree(descriptor);
+    EXPECT_EQ(security.CanAccountReadKey(kScratchKey, c.account).access, c.expected);
+  }
   RegDeleteTreeW(HKEY_LOCAL_MACHINE, kScratchKey);
   RegDeleteKeyW(HKEY_LOCAL_MACHINE, kScratchKey);
 }

@@ -124,7 +124,11 @@ AccessVerdict Win32HostSecurity::CanAccountReadKey(const std::wstring& subKey, c
   const Sid administrators = WellKnown(WinBuiltinAdministratorsSid);
   std::vector<Sid> identities{accountSid, WellKnown(WinWorldSid), WellKnown(WinAuthenticatedUserSid),
                               WellKnown(WinBuiltinUsersSid)};
-  if (WindowsUserHelper::IsLocalSystem(account) || IsLocalAdministrator(account, administrators))
+  // The built-in service accounts have well-known identities and are no members of
+  // Administrators; only a named account's local groups are looked up.
+  const bool builtInService = WindowsUserHelper::IsWindowsUsersEqual(account, L"NT AUTHORITY\\LocalService") ||
+                              WindowsUserHelper::IsWindowsUsersEqual(account, L"NT AUTHORITY\\NetworkService");
+  if (WindowsUserHelper::IsLocalSystem(account) || (!builtInService && IsLocalAdministrator(account, administrators)))
     identities.push_back(administrators);
 
   ACCESS_MASK granted = 0;

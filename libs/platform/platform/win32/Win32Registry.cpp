@@ -78,19 +78,17 @@ LSTATUS Win32Registry::CreateProtectedKeyW(HKEY key, const wchar_t* subKey, HKEY
   }
   const std::wstring leaf = slash == std::wstring::npos ? path : path.substr(slash + 1);
   SECURITY_ATTRIBUTES attributes{sizeof(attributes), descriptor.get(), FALSE};
-  DWORD disposition = 0;
   LSTATUS status = ::RegCreateKeyExW(parent, leaf.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS,
-                                     &attributes, result, &disposition);
+                                     &attributes, result, nullptr);
   if (opened) ::RegCloseKey(opened);
   if (status != ERROR_SUCCESS) return status;
-  if (disposition == REG_OPENED_EXISTING_KEY) {
-    // Whoever made the key before may have let ordinary users read it.
-    status = ::RegSetKeySecurity(*result, DACL_SECURITY_INFORMATION | PROTECTED_DACL_SECURITY_INFORMATION,
-                                 descriptor.get());
-    if (status != ERROR_SUCCESS) {
-      ::RegCloseKey(*result);
-      *result = nullptr;
-    }
+  // Set again in every case: whoever made an existing key may have let ordinary users read it,
+  // and not every implementation applies the attributes to a new key (Wine ignores them).
+  status = ::RegSetKeySecurity(*result, DACL_SECURITY_INFORMATION | PROTECTED_DACL_SECURITY_INFORMATION,
+                               descriptor.get());
+  if (status != ERROR_SUCCESS) {
+    ::RegCloseKey(*result);
+    *result = nullptr;
   }
   return status;
 }
