@@ -139,9 +139,11 @@ class GroupFinderTest : public ::testing::Test {
 };
 
 TEST_F(GroupFinderTest, SourcesMergeInOrderAndNoPasswordIsWrittenAnywhere) {
-  SetGroupMgmtIps(L"10.0.0.1  10.0.0.2\t10.0.0.3 ");
+  SetGroupMgmtIps(L"10.0.0.1  10.0.0.2\t10.0.0.3 10.0.0.4 ");
   ASSERT_EQ(credstore::StoreArrayCredential("10.0.0.1", "alpha", "Pw-Alpha-9f3"), 0u);
   ASSERT_EQ(credstore::StoreArrayCredential("10.0.0.2", "beta", "Pw-Beta-41c"), 0u);
+  // A store value of the wrong type: skipped with its line and event, the others still read.
+  SetString(credstore::kCredentialsKey, L"10.0.0.4", L"admin:Pw-Plain");
   AddProfile(L"sql", L"10.0.0.2", L"SQLHOST\\backup", L"gamma", L"Pw-Gamma-77e");
   AddProfile(L"foreign", L"10.0.0.9", L"OTHERHOST\\backup", L"delta", L"Pw-Delta-0aa");
   AddProfile(L"nopassword", L"10.0.0.8", L".\\backup", L"epsilon", nullptr);
@@ -163,12 +165,14 @@ TEST_F(GroupFinderTest, SourcesMergeInOrderAndNoPasswordIsWrittenAnywhere) {
   EXPECT_EQ(mFinder.GetGroupMgmtIpForSerial("serial-z"), "");
 
   const auto unreadable = mEvents.WithId(4380);
-  ASSERT_EQ(unreadable.size(), 1u);
+  ASSERT_EQ(unreadable.size(), 2u);
   EXPECT_EQ(unreadable[0].strings.at(0), L"10.0.0.3");
+  EXPECT_EQ(unreadable[1].strings.at(0), L"10.0.0.4");
   EXPECT_TRUE(mEvents.WithId(4390).empty());
 
   for (const char* line : {"Successfully Retreived Array Credentials for GroupMgmt IP 10.0.0.1",
                            "Unable able to read Group Management Credentials for array IP 10.0.0.3",
+                           "The stored credential of array IP 10.0.0.4 is unusable: the value is of registry type 1",
                            "ReadGroupIPCredentialsFromRegistry found profile = sql for GroupMgmtIP = 10.0.0.2 for Windows User = SQLHOST\\backup",
                            "Could not match any profile for GroupMgmtIP = 10.0.0.9 with profile Windows User = OTHERHOST\\backup, VSS Service User = .\\backup",
                            "Failed to Reterieve password information for the profileName : nopassword",
