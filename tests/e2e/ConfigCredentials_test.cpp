@@ -12,12 +12,12 @@ namespace {
 class ConfigCredentials : public EmulatedHostFixture {
  protected:
   void DescribeHost(const nlohmann::json& extra) {
-    nlohmann::json host = nlohmann::json::parse(std::ifstream(host_ / "host.json"));
+    nlohmann::json host = nlohmann::json::parse(std::ifstream(hostA_.dir / "host.json"));
     host.update(extra);
-    std::ofstream(host_ / "host.json") << host.dump();
+    std::ofstream(hostA_.dir / "host.json") << host.dump();
   }
   std::string RegistryText() const {
-    std::ifstream in(host_ / "registry.reg");
+    std::ifstream in(hostA_.dir / "registry.reg");
     return std::string(std::istreambuf_iterator<char>(in), {});
   }
   nlohmann::json CredentialShown(const std::string& address) {
@@ -36,11 +36,11 @@ TEST_F(ConfigCredentials, OnlyAnElevatedAdministratorChangesTheStoreAndShowSaysW
   EXPECT_EQ(credential["service_can_read"], "yes") << credential.dump();
   EXPECT_NE(credential["service_account"].get<std::string>().find("LocalSystem"), std::string::npos);
   const auto ownerOnly = std::filesystem::perms::owner_read | std::filesystem::perms::owner_write;
-  EXPECT_EQ(std::filesystem::status(host_ / "registry.reg").permissions() & std::filesystem::perms::all, ownerOnly);
+  EXPECT_EQ(std::filesystem::status(hostA_.dir / "registry.reg").permissions() & std::filesystem::perms::all, ownerOnly);
   EXPECT_EQ(RegistryText().find("alpha-pw"), std::string::npos);
 
   // A service that runs as an ordinary account cannot read the store; one in Administrators can.
-  std::ofstream(host_ / "registry.reg", std::ios::app)
+  std::ofstream(hostA_.dir / "registry.reg", std::ios::app)
       << "\n[HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Services\\Vantor VSS Hardware Provider]\n"
          "\"ObjectName\"=\".\\\\backup\"\n";
   credential = CredentialShown(alpha.address);
