@@ -20,6 +20,7 @@
 #else
 #include <openssl/evp.h>
 #include <openssl/rand.h>
+#include <unistd.h>
 
 #include "common/emulated/EmulatedHostSecurity.h"
 #include "common/emulated/HostKeyDataProtection.h"
@@ -137,9 +138,10 @@ constexpr auto kOwnerOnly = std::filesystem::perms::owner_read | std::filesystem
 TEST(CredentialStoreProtection, EmulatedHostFilesThatHoldSecretsAreOwnerOnly) {
   hosttest::TempFolder host;
   const auto registryFile = host.path() / "registry.reg";
-  // A stale temporary file with a wide mode must not pass its mode on.
-  std::ofstream(registryFile.string() + ".tmp") << "stale";
-  std::filesystem::permissions(registryFile.string() + ".tmp", std::filesystem::perms::all);
+  // A stale temporary file of this process with a wide mode must not pass its mode on.
+  const std::string stale = registryFile.string() + ".tmp" + std::to_string(::getpid());
+  std::ofstream(stale) << "stale";
+  std::filesystem::permissions(stale, std::filesystem::perms::all);
   auto emulated = std::make_unique<platform::EmulatedRegistry>();
   emulated->PersistTo(registryFile);
   hosttest::ScopedSeam<platform::Registry> registry(std::move(emulated));

@@ -1,6 +1,7 @@
 #include "platform/emulated/OwnerOnlyFile.h"
 
 #include <cerrno>
+#include <string>
 #include <system_error>
 
 #ifdef _WIN32
@@ -64,10 +65,15 @@ LSTATUS WriteNew(const std::filesystem::path& file, std::span<const std::uint8_t
 }  // namespace
 
 LSTATUS WriteOwnerOnlyFile(const std::filesystem::path& file, std::span<const std::uint8_t> bytes) {
+  // One temporary name per process, so that two processes writing the same file never share
+  // one; a stale one left by a crash may carry a wider mode, so it is made afresh.
   std::filesystem::path temporary = file;
+#ifdef _WIN32
   temporary += ".tmp";
+#else
+  temporary += ".tmp" + std::to_string(::getpid());
+#endif
   std::error_code ec;
-  // A stale temporary file may carry a wider mode; the new one is made afresh.
   std::filesystem::remove(temporary, ec);
   if (WriteNew(temporary, bytes, true) != ERROR_SUCCESS) {
     std::filesystem::remove(temporary, ec);
