@@ -172,7 +172,8 @@ void RestCallFindSnapshotsByName::ProcessResult() {
     // whether the set still has snapshots.
     if (snapshot->getName() != mName) continue;
     const std::string& id = snapshot->getId();
-    const bool seen = std::any_of(mRecords.begin(), mRecords.end(), [&](const SnapshotRecord& known) { return known.mId == id; });
+    const bool seen =
+        std::any_of(mRecords.begin(), mRecords.end(), [&](const SnapshotRecord& known) { return known.mId == id; });
     if (seen) continue;
     if (auto record = NamedSnapshot(*snapshot)) mRecords.push_back(std::move(*record));
   }

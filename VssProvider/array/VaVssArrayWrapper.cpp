@@ -304,7 +304,8 @@ void VaVssArrayWrapper::RememberMadeSnapshots(const std::string& setIdText,
   if (known.empty()) mMadeByFailedCreates.erase(setIdText);
 }
 
-HRESULT VaVssArrayWrapper::FindSnapshotsOfSet(const GUID& snapshotSetId, std::vector<Vantor::SnapshotRecord>& snapshots) {
+HRESULT VaVssArrayWrapper::FindSnapshotsOfSet(const GUID& snapshotSetId,
+                                              std::vector<Vantor::SnapshotRecord>& snapshots) {
   CLogger scope(L"VaVssArrayWrapper::FindSnapshotsOfSet");
   const std::string setIdText = wincompat::GuidToString(snapshotSetId);
   snapshots.clear();

@@ -71,7 +71,8 @@ TEST_F(SnapshotsOfSet, CreateWhoseReadBackFailedIsRememberedUntilTheArrayCanBeSe
   EXPECT_EQ(wrapper->FindSnapshotsOfSet(set, found), S_OK);
   EXPECT_EQ(Ids(found), made);
   EXPECT_EQ(found[1].mVolName, "logs");
-  for (const auto& snapshot : found) EXPECT_EQ(wrapper->DeleteSnapshot(snapshot.mId, snapshot.mName, snapshot.mVolName), S_OK);
+  for (const auto& snapshot : found)
+    EXPECT_EQ(wrapper->DeleteSnapshot(snapshot.mId, snapshot.mName, snapshot.mVolName), S_OK);
   EXPECT_EQ(wrapper->FindSnapshotsOfSet(set, found), S_OK);
   EXPECT_TRUE(found.empty());
   EXPECT_EQ(IdsOnArray().size(), 1u);
