@@ -271,6 +271,30 @@ TEST_F(RegistryContract, EnumeratesSubkeysInCaseBlindOrder) {
   length = 15;  // no room for the terminator
   EXPECT_EQ(reg().EnumKeyExW(key_.get(), 2, name, &length), ERROR_MORE_DATA);
   EXPECT_EQ(length, 15u);
+
+  // Values enumerate in the order they were first set, with their type and stored bytes.
+  DWORD type = 0;
+  BYTE data[64];
+  DWORD size = sizeof data;
+  length = 64;
+  ASSERT_EQ(reg().EnumValueW(key_.get(), 0, name, &length, &type, data, &size), ERROR_SUCCESS);
+  EXPECT_EQ(std::wstring(name), L"SomeValueName");
+  EXPECT_EQ(length, 13u);
+  EXPECT_EQ(type, static_cast<DWORD>(REG_SZ));
+  EXPECT_EQ(size, 12 * W);
+  EXPECT_EQ(std::wstring(reinterpret_cast<const wchar_t*>(data)), L"hello world");
+  length = 64;
+  size = 0;  // asks for the size only
+  ASSERT_EQ(reg().EnumValueW(key_.get(), 1, name, &length, &type, nullptr, &size), ERROR_SUCCESS);
+  EXPECT_EQ(std::wstring(name), L"D");
+  EXPECT_EQ(type, static_cast<DWORD>(REG_DWORD));
+  EXPECT_EQ(size, 4u);
+  size = 2;
+  length = 64;
+  EXPECT_EQ(reg().EnumValueW(key_.get(), 1, name, &length, &type, data, &size), ERROR_MORE_DATA);
+  EXPECT_EQ(size, 4u);
+  length = 64;
+  EXPECT_EQ(reg().EnumValueW(key_.get(), 2, name, &length, &type, data, &size), ERROR_NO_MORE_ITEMS);
 }
 
 TEST_F(RegistryContract, WritesDeletesAndStaleHandles) {

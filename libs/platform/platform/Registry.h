@@ -38,6 +38,10 @@ class Registry {
                                 DWORD* maxValueNameLen, DWORD* maxValueLen) = 0;
   // RegEnumKeyExW: `cchName` is in characters, in and out, without the terminator on output.
   virtual LSTATUS EnumKeyExW(HKEY key, DWORD index, wchar_t* name, DWORD* cchName) = 0;
+  // RegEnumValueW: `cchName` in characters as above, `cbData` in bytes; `data` may be null to
+  // ask for the size.
+  virtual LSTATUS EnumValueW(HKEY key, DWORD index, wchar_t* name, DWORD* cchName, DWORD* type, BYTE* data,
+                             DWORD* cbData) = 0;
   virtual LSTATUS CloseKey(HKEY key) = 0;
 
   // Writing is not used by the provider; the tool's `config` command and tests need it.

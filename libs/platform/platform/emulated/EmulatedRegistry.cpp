@@ -307,6 +307,34 @@ LSTATUS EmulatedRegistry::EnumKeyExW(HKEY key, DWORD index, wchar_t* name, DWORD
   return ERROR_SUCCESS;
 }
 
+LSTATUS EmulatedRegistry::EnumValueW(HKEY key, DWORD index, wchar_t* name, DWORD* cchName, DWORD* type,
+                                     BYTE* data, DWORD* cbData) {
+  if (!name || !cchName) return ERROR_INVALID_PARAMETER;
+  const std::lock_guard lock(mutex_);
+  OpenKey open;
+  if (const LSTATUS s = Resolve(key, KEY_QUERY_VALUE, open); s != ERROR_SUCCESS) return s;
+  const auto& values = open.node->Values();
+  if (index >= values.size()) return ERROR_NO_MORE_ITEMS;
+  const auto& [found, stored] = values[index];
+  if (*cchName <= found.size()) return ERROR_MORE_DATA;
+  const std::vector<BYTE> bytes = ToCaller(stored, false);
+  LSTATUS status = ERROR_SUCCESS;
+  if (data) {
+    if (!cbData) return ERROR_INVALID_PARAMETER;
+    if (bytes.size() > *cbData) {
+      status = ERROR_MORE_DATA;
+    } else if (!bytes.empty()) {
+      std::memcpy(data, bytes.data(), bytes.size());
+    }
+  }
+  std::copy(found.begin(), found.end(), name);
+  name[found.size()] = L'\0';
+  *cchName = ClampToDword(found.size());
+  if (cbData) *cbData = ClampToDword(bytes.size());
+  if (type) *type = stored.type;
+  return status;
+}
+
 LSTATUS EmulatedRegistry::CloseKey(HKEY key) {
   if (PredefinedRoot(key)) return ERROR_SUCCESS;
   const std::lock_guard lock(mutex_);

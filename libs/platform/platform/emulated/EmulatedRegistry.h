@@ -45,6 +45,8 @@ class EmulatedRegistry final : public Registry {
   LSTATUS QueryInfoKeyW(HKEY key, DWORD* subKeys, DWORD* maxSubKeyLen, DWORD* values, DWORD* maxValueNameLen,
                         DWORD* maxValueLen) override;
   LSTATUS EnumKeyExW(HKEY key, DWORD index, wchar_t* name, DWORD* cchName) override;
+  LSTATUS EnumValueW(HKEY key, DWORD index, wchar_t* name, DWORD* cchName, DWORD* type, BYTE* data,
+                     DWORD* cbData) override;
   LSTATUS CloseKey(HKEY key) override;
   LSTATUS CreateKeyExW(HKEY key, const wchar_t* subKey, HKEY* result) override;
   // No access lists here: the key is created as any other. What protects it is the file the

@@ -38,6 +38,12 @@ LSTATUS Win32Registry::EnumKeyExW(HKEY key, DWORD index, wchar_t* name, DWORD* c
   return ::RegEnumKeyExW(key, index, name, cchName, nullptr, nullptr, nullptr, nullptr);
 }
 
+LSTATUS Win32Registry::EnumValueW(HKEY key, DWORD index, wchar_t* name, DWORD* cchName, DWORD* type, BYTE* data,
+                                  DWORD* cbData) {
+  if (!name || !cchName) return ERROR_INVALID_PARAMETER;
+  return ::RegEnumValueW(key, index, name, cchName, nullptr, type, data, cbData);
+}
+
 LSTATUS Win32Registry::CloseKey(HKEY key) { return ::RegCloseKey(key); }
 
 LSTATUS Win32Registry::CreateKeyExW(HKEY key, const wchar_t* subKey, HKEY* result) {

@@ -16,6 +16,8 @@ class Win32Registry final : public Registry {
   LSTATUS QueryInfoKeyW(HKEY key, DWORD* subKeys, DWORD* maxSubKeyLen, DWORD* values, DWORD* maxValueNameLen,
                         DWORD* maxValueLen) override;
   LSTATUS EnumKeyExW(HKEY key, DWORD index, wchar_t* name, DWORD* cchName) override;
+  LSTATUS EnumValueW(HKEY key, DWORD index, wchar_t* name, DWORD* cchName, DWORD* type, BYTE* data,
+                     DWORD* cbData) override;
   LSTATUS CloseKey(HKEY key) override;
   LSTATUS CreateKeyExW(HKEY key, const wchar_t* subKey, HKEY* result) override;
   LSTATUS CreateProtectedKeyW(HKEY key, const wchar_t* subKey, HKEY* result) override;
