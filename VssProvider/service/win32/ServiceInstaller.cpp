@@ -2,6 +2,8 @@
 
 #include <windows.h>
 
+#include <vector>
+
 #include "logger/FileLog.h"
 #include "logger/Logger.h"
 #include "service/RegistrationScript.h"
@@ -92,6 +94,52 @@ bool UninstallService(const std::wstring& serviceName) {
     }
   }
   VA_LOG(MSG_INFO, L"Service %s removed", serviceName);
+  return true;
+}
+
+std::optional<InstalledService> QueryInstalledService(const std::wstring& serviceName) {
+  const ScHandle manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
+  const ScHandle service(
+      manager ? OpenServiceW(manager.Get(), serviceName.c_str(), SERVICE_QUERY_CONFIG | SERVICE_QUERY_STATUS)
+              : nullptr);
+  if (!service) return std::nullopt;
+  DWORD needed = 0;
+  QueryServiceConfigW(service.Get(), nullptr, 0, &needed);
+  std::vector<BYTE> buffer(needed);
+  auto* config = reinterpret_cast<QUERY_SERVICE_CONFIGW*>(buffer.data());
+  if (needed < sizeof(QUERY_SERVICE_CONFIGW) || !QueryServiceConfigW(service.Get(), config, needed, &needed)) {
+    VA_LOG(MSG_WARNING, L"Reading the configuration of service %s failed, error %u", serviceName,
+           static_cast<unsigned>(GetLastError()));
+    return InstalledService{};  // installed, configuration unknown: put back with our own
+  }
+  InstalledService before;
+  before.binaryPath = config->lpBinaryPathName != nullptr ? config->lpBinaryPathName : L"";
+  before.displayName = config->lpDisplayName != nullptr ? config->lpDisplayName : L"";
+  before.startType = config->dwStartType;
+  SERVICE_STATUS status{};
+  before.running = QueryServiceStatus(service.Get(), &status) && status.dwCurrentState != SERVICE_STOPPED;
+  return before;
+}
+
+bool RestoreService(const std::wstring& serviceName, const InstalledService& before) {
+  CLogger scope(L"ServiceInstaller::RestoreService");
+  const ScHandle manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS));
+  if (!manager) return false;
+  const std::wstring& display = before.displayName.empty() ? serviceName : before.displayName;
+  const ScHandle service(CreateServiceW(
+      manager.Get(), serviceName.c_str(), display.c_str(), SERVICE_ALL_ACCESS, SERVICE_WIN32_OWN_PROCESS,
+      before.startType != 0 ? before.startType : SERVICE_DEMAND_START, SERVICE_ERROR_NORMAL, before.binaryPath.c_str(),
+      nullptr, nullptr, kServiceDependencies, nullptr, nullptr));
+  if (!service) {
+    VA_LOG(MSG_ERROR, L"** Creating service %s again failed, error %u", serviceName,
+           static_cast<unsigned>(GetLastError()));
+    return false;
+  }
+  if (before.running && !StartServiceW(service.Get(), 0, nullptr)) {
+    VA_LOG(MSG_WARNING, L"Starting service %s again failed, error %u", serviceName,
+           static_cast<unsigned>(GetLastError()));
+  }
+  VA_LOG(MSG_INFO, L"Service %s created again, binary %s", serviceName, before.binaryPath);
   return true;
 }
 

@@ -1,7 +1,10 @@
 #pragma once
 // The service's entry in the service control manager. Failures are shown to whoever runs the
 // installer (a message box captioned with the service name) and written to the trace.
+#include <optional>
 #include <string>
+
+#include "service/RegistrationPlan.h"
 
 namespace service {
 
@@ -14,5 +17,12 @@ bool InstallService(const std::wstring& serviceName, const std::wstring& moduleP
 // Stops the service when it runs, waits for it to stop, and deletes it. A service that is not
 // installed counts as removed.
 bool UninstallService(const std::wstring& serviceName);
+
+// The service's configuration and whether it runs; empty when it is not installed.
+std::optional<InstalledService> QueryInstalledService(const std::wstring& serviceName);
+
+// Creates the service again as `before` describes it (as the local system account, depending
+// on RPCSS, like InstallService) and starts it when it ran.
+bool RestoreService(const std::wstring& serviceName, const InstalledService& before);
 
 }  // namespace service

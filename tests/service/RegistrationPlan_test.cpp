@@ -1,0 +1,179 @@
+#include "service/RegistrationPlan.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/emulated/EmulatedRegistry.h"
+#include "service/ComAccessDescriptor.h"
+#include "service/ServiceIdentity.h"
+
+namespace {
+
+using namespace service;
+
+constexpr HRESULT kAccessDenied = static_cast<HRESULT>(0x80070005u);
+const std::wstring kOldModule = L"C:\\Program Files\\Vantor Storage\\Old\\VantorVssProvider.exe";
+const std::wstring kNewModule = L"C:\\Program Files\\Vantor Storage\\VantorVssProvider.exe";
+
+// The service control manager, the type library and the VSS coordinator, as one host.
+struct FakeHost {
+  std::optional<InstalledService> service;
+  HRESULT installResult = S_OK;
+  HRESULT vssResult = S_OK;
+  std::wstring modulePath;
+  std::vector<std::string> journal;
+
+  HostActions Actions() {
+    HostActions actions;
+    actions.queryService = [this] { return service; };
+    actions.removeService = [this] {
+      journal.push_back("remove service");
+      service.reset();
+      return S_OK;
+    };
+    actions.installService = [this] {
+      journal.push_back("install service");
+      if (FAILED(installResult)) return installResult;
+      if (!service) service = InstalledService{L"\"" + modulePath + L"\"", kServiceName, 3, false};
+      return S_OK;
+    };
+    actions.restoreService = [this](const InstalledService& before) {
+      journal.push_back("restore service");
+      service = before;
+      return S_OK;
+    };
+    actions.registerTypeLib = [this] {
+      journal.push_back("type library");
+      return S_OK;
+    };
+    actions.registerVssProvider = [this] {
+      journal.push_back("vss");
+      return vssResult;
+    };
+    return actions;
+  }
+};
+
+// The parents every Windows host has; a registration never removes them.
+constexpr const char* kSystemParents =
+    "Windows Registry Editor Version 5.00\r\n\r\n[HKEY_CLASSES_ROOT\\AppID]\r\n\r\n[HKEY_CLASSES_ROOT\\CLSID]\r\n";
+
+class RegistrationPlan : public testing::Test {
+ protected:
+  void SetUp() override {
+    auto registry = std::make_unique<platform::EmulatedRegistry>();
+    registry_ = registry.get();
+    previous_ = platform::RegistrySlot::Install(std::move(registry));
+    ASSERT_FALSE(registry_->LoadText(kSystemParents).has_value());
+  }
+  void TearDown() override { platform::RegistrySlot::Install(std::move(previous_)); }
+
+  static RegistrationOptions Options(const std::wstring& module, bool asService) {
+    return {ClassesRoot::Machine(), module, kServiceName, asService, AppIdAccessPermission()};
+  }
+  static std::wstring Value(const std::wstring& path, const wchar_t* name) {
+    wchar_t buffer[512] = {};
+    DWORD size = sizeof buffer;
+    if (platform::TheRegistry().GetValueW(HKEY_CLASSES_ROOT, path.c_str(), name, RRF_RT_REG_SZ, nullptr, buffer,
+                                          &size) != ERROR_SUCCESS) {
+      return L"<missing>";
+    }
+    return buffer;
+  }
+
+  platform::EmulatedRegistry* registry_ = nullptr;
+  std::unique_ptr<platform::Registry> previous_;
+};
+
+TEST_F(RegistrationPlan, ServiceRegistrationWritesTheClassesTheAccessPermissionAndTheServiceInOrder) {
+  FakeHost host;
+  host.modulePath = kNewModule;
+  ASSERT_EQ(BuildRegistration(Options(kNewModule, true), host.Actions()).Install(), S_OK);
+  EXPECT_EQ(host.journal, (std::vector<std::string>{"remove service", "install service", "type library", "vss"}));
+  const std::wstring appId = std::wstring(L"AppID\\") + kAppIdText;
+  EXPECT_EQ(Value(appId, L"LocalService"), kServiceName);
+  EXPECT_EQ(Value(std::wstring(L"CLSID\\") + kClassIdText + L"\\LocalServer32", L""), L"\"" + kNewModule + L"\"");
+  std::vector<BYTE> permission(256);
+  DWORD size = static_cast<DWORD>(permission.size());
+  DWORD type = 0;
+  ASSERT_EQ(platform::TheRegistry().GetValueW(HKEY_CLASSES_ROOT, appId.c_str(), L"AccessPermission", RRF_RT_ANY,
+                                              &type, permission.data(), &size),
+            ERROR_SUCCESS);
+  EXPECT_EQ(type, static_cast<DWORD>(REG_BINARY));
+  permission.resize(size);
+  EXPECT_EQ(permission, AppIdAccessPermission());
+
+  // Without /Service, the AppID names no service.
+  FakeHost plain;
+  ASSERT_EQ(BuildRegistration(Options(kNewModule, false), plain.Actions()).Install(), S_OK);
+  EXPECT_EQ(Value(appId, L"LocalService"), L"<missing>");
+}
+
+// An upgrade whose registration fails leaves the registry exactly as the earlier install had it
+// (keys the new registration would drop included) and that install's service back in place.
+TEST_F(RegistrationPlan, FailedReRegistrationPutsTheEarlierRegistrationBack) {
+  struct Case {
+    const char* name;
+    HRESULT installResult;
+    HRESULT vssResult;
+    std::vector<std::string> journal;
+  };
+  const Case cases[] = {
+      {"vss refuses", S_OK, kAccessDenied,
+       {"remove service", "install service", "type library", "vss", "remove service", "restore service"}},
+      {"service cannot be created", E_FAIL, S_OK, {"remove service", "install service", "remove service",
+                                                   "restore service"}},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    ASSERT_FALSE(registry_->LoadText(kSystemParents).has_value());
+    FakeHost host;
+    host.modulePath = kOldModule;
+    ASSERT_EQ(BuildRegistration(Options(kOldModule, true), host.Actions()).Install(), S_OK);
+    // Something of the earlier version that this one no longer writes.
+    platform::RegKey key;
+    ASSERT_EQ(platform::TheRegistry().CreateKeyExW(
+                  HKEY_CLASSES_ROOT, (std::wstring(L"CLSID\\") + kClassIdText + L"\\Implemented Categories").c_str(),
+                  key.out()),
+              ERROR_SUCCESS);
+    const DWORD flag = 7;
+    ASSERT_EQ(platform::TheRegistry().SetValueExW(key.get(), L"Flag", REG_DWORD, reinterpret_cast<const BYTE*>(&flag),
+                                                  sizeof flag),
+              ERROR_SUCCESS);
+    key.reset();
+    host.service->running = true;
+    const std::string before = registry_->SaveText();
+    const InstalledService serviceBefore = *host.service;
+
+    host.journal.clear();
+    host.installResult = c.installResult;
+    host.vssResult = c.vssResult;
+    host.modulePath = kNewModule;
+    const HRESULT expected = FAILED(c.installResult) ? c.installResult : c.vssResult;
+    EXPECT_EQ(BuildRegistration(Options(kNewModule, true), host.Actions()).Install(), expected);
+
+    EXPECT_EQ(registry_->SaveText(), before);
+    EXPECT_EQ(host.journal, c.journal);
+    ASSERT_TRUE(host.service.has_value());
+    EXPECT_EQ(host.service->binaryPath, serviceBefore.binaryPath);
+    EXPECT_TRUE(host.service->running);
+  }
+}
+
+TEST_F(RegistrationPlan, FailedFirstRegistrationLeavesNothing) {
+  const std::string empty = registry_->SaveText();
+  FakeHost host;
+  host.modulePath = kNewModule;
+  host.vssResult = kAccessDenied;
+  EXPECT_EQ(BuildRegistration(Options(kNewModule, true), host.Actions()).Install(), kAccessDenied);
+  EXPECT_EQ(registry_->SaveText(), empty);
+  EXPECT_FALSE(host.service.has_value());
+  EXPECT_EQ(host.journal,
+            (std::vector<std::string>{"remove service", "install service", "type library", "vss", "remove service"}));
+}
+
+}  // namespace
