@@ -1,0 +1,56 @@
+#pragma once
+// Who may call the provider through COM: LocalSystem (VSS itself), Administrators and Backup
+// Operators, and nobody else. A descriptor without an access list would admit every caller,
+// any local user among them, to calls that delete snapshots or overwrite volumes with the
+// array credentials the service holds.
+//
+// The same descriptor serves twice: the running service hands it to CoInitializeSecurity, and
+// the registration writes it as the AppID's AccessPermission, which COM applies to a server
+// it starts itself. Built here in the binary layout Windows uses (a self-relative security
+// descriptor), so that both builds make and check the same bytes.
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace service {
+
+using SidBytes = std::vector<std::uint8_t>;
+
+// COM_RIGHTS_EXECUTE | COM_RIGHTS_EXECUTE_LOCAL: calls from this machine; VSS is always local.
+inline constexpr std::uint32_t kComAccessMask = 0x1 | 0x2;
+
+SidBytes LocalSystemSid();      // S-1-5-18
+SidBytes AdministratorsSid();   // S-1-5-32-544
+SidBytes BackupOperatorsSid();  // S-1-5-32-551
+
+// Owner and group are kept as given; the access list admits exactly the three accounts above
+// with kComAccessMask. Empty when a SID is malformed.
+std::vector<std::uint8_t> BuildComAccessDescriptor(std::span<const std::uint8_t> owner,
+                                                   std::span<const std::uint8_t> group);
+
+// The AppID's value: owner Administrators, group LocalSystem (a LocalSystem service's own
+// token carries these), and the same access list.
+std::vector<std::uint8_t> AppIdAccessPermission();
+
+// "S-1-5-32-544"; empty for bytes that are no SID.
+std::string SidText(std::span<const std::uint8_t> sid);
+
+// A self-relative descriptor read back, for checks (tests, diagnostics). Every offset and
+// length is checked against the buffer; nullopt for anything malformed.
+struct DescriptorContents {
+  std::string owner;
+  std::string group;
+  bool daclPresent = false;
+  struct Ace {
+    std::uint8_t type = 0;  // 0: access allowed
+    std::uint8_t flags = 0;
+    std::uint32_t mask = 0;
+    std::string sid;
+  };
+  std::vector<Ace> dacl;
+};
+std::optional<DescriptorContents> ReadComAccessDescriptor(std::span<const std::uint8_t> descriptor);
+
+}  // namespace service
