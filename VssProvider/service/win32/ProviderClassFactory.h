@@ -1,12 +1,19 @@
 #pragma once
 // The class object registered with COM for CVaVssHwProvider: every CreateInstance makes a new
 // provider object. It lives as long as the module, so its reference count only guards COM's
-// rules, never its memory. The process ends when the service is stopped, not when clients let
-// go, so LockServer has nothing to hold.
+// rules, never its memory.
+//
+// LockServer counts in the server's lifetime (service/ServerLifetime.h), and so does every
+// creation while it runs. A local server that COM started ends when the last object and lock
+// are gone: it suspends this class object, checks again, and only then ends; a CreateInstance
+// that arrives after that decision is answered CO_E_SERVER_STOPPING, which COM retries with a
+// new server. Running as the service, the process ends only when the service is stopped.
 #include <windows.h>
 #include <unknwn.h>
 
 #include <atomic>
+
+#include "service/ServerLifetime.h"
 
 namespace service {
 
@@ -14,7 +21,7 @@ class ProviderClassFactory final : public IClassFactory {
  public:
   using CreateFunction = HRESULT (*)(REFIID riid, void** ppv);
 
-  explicit ProviderClassFactory(CreateFunction create) : mCreate(create) {}
+  ProviderClassFactory(CreateFunction create, ServerLifetime& lifetime) : mCreate(create), mLifetime(lifetime) {}
   ProviderClassFactory(const ProviderClassFactory&) = delete;
   ProviderClassFactory& operator=(const ProviderClassFactory&) = delete;
   virtual ~ProviderClassFactory() = default;
@@ -27,6 +34,7 @@ class ProviderClassFactory final : public IClassFactory {
 
  private:
   CreateFunction mCreate;
+  ServerLifetime& mLifetime;
   std::atomic<ULONG> mRefCount{0};
 };
 
