@@ -6,7 +6,9 @@
 #include "platform/Registry.h"
 #include "provider/VaVssHwProvider.h"
 #include "service/CommandLine.h"
+#include "service/ComAccessDescriptor.h"
 #include "service/FileVersionText.h"
+#include "service/RegistrationPlan.h"
 #include "service/RegistrationScript.h"
 #include "service/RegistrationSequence.h"
 #include "service/RegistrationWriter.h"
@@ -25,6 +27,14 @@ namespace {
 constexpr const wchar_t* kLogSource = L"VantorVssProviderModule";
 // Event 0 is "%1": the service frame's own notices carry their whole text as the insertion.
 constexpr DWORD kTextEventId = 0;
+// Posted to the loop thread when the local server may have become idle.
+constexpr UINT kIdleMessage = WM_APP + 1;
+// How long an idle local server waits for the next client before it ends: activating a new
+// server costs far more than keeping this one a moment.
+constexpr DWORD kIdleLingerMs = 200;
+// How long an ending local server stays after revoking its class object: a client that got the
+// class object just before still reaches a live process, which answers CO_E_SERVER_STOPPING.
+constexpr DWORD kEndingGraceMs = 1000;
 // The service entry points are plain functions; they reach the one module through this.
 CVantorVssProviderModule* gModule = nullptr;
 
@@ -49,7 +59,12 @@ HRESULT FromBool(bool ok) { return ok ? S_OK : E_FAIL; }
 CVantorVssProviderModule::CVantorVssProviderModule()
     : mServiceName(LoadServiceName()),
       mCredentialStore(CsharpInterfaceWrapper::GetCsharpInterfaceWrapperInstance()),
-      mClassFactory(&CreateVaVssHwProvider) {
+      mLifetime({[] { return LiveProviderObjects(); }, [this] { SuspendClassObject(); },
+                 [this] { ResumeClassObject(); },
+                 [this] {
+                   if (mEndsWhenIdle.load()) PostToLoop(kIdleMessage);
+                 }}),
+      mClassFactory(&CreateVaVssHwProvider, mLifetime) {
   if (CFileLog* log = CFileLog::GetInstance()) log->InitializeLogging(L"VSSTrace");
   mModulePath = LoadModulePath();
   mEventLog.Init(mServiceName.c_str(), mModulePath.c_str());
@@ -100,38 +115,28 @@ int CVantorVssProviderModule::WinMain(const wchar_t* arguments) {
 
 HRESULT CVantorVssProviderModule::RegisterServer(bool perUser, bool asService) {
   CLogger scope(L"CVantorVssProviderModule::RegisterServer");
-  const ClassesRoot root = perUser ? ClassesRoot::PerUser() : ClassesRoot::Machine();
-  const std::wstring appIdKey = AppIdKeyPath();
+  RegistrationOptions options;
+  options.root = perUser ? ClassesRoot::PerUser() : ClassesRoot::Machine();
+  options.modulePath = mModulePath;
+  options.serviceName = mServiceName;
+  options.asService = asService;
+  options.accessPermission = AppIdAccessPermission();
+  HostActions host;
+  host.queryService = [this] { return QueryInstalledService(mServiceName); };
+  host.removeService = [this] { return FromBool(UninstallService(mServiceName)); };
+  host.installService = [this] { return FromBool(InstallService(mServiceName, mModulePath)); };
+  host.restoreService = [this](const InstalledService& before) {
+    return FromBool(RestoreService(mServiceName, before));
+  };
+  host.registerTypeLib = [this, perUser] { return RegisterModuleTypeLib(mModulePath, perUser); };
+  host.registerVssProvider = [this] { return RegisterVssProvider(mVersion); };
 
-  RegistrationSequence steps;
-  // A service from an earlier install would keep COM starting the old registration.
-  steps.Add(L"Removing an installed service", [this] { return FromBool(UninstallService(mServiceName)); });
-  steps.Add(
-      L"AppID registration", [root] { return HResultFromWin32(WriteScript(root, AppIdScript())); },
-      [root] { RemoveScript(root, AppIdScript()); });
-  steps.Add(L"Clearing the AppID's LocalService",
-            [root, appIdKey] { return HResultFromWin32(DeleteValue(root, appIdKey, kLocalServiceValue)); });
-  if (asService) {
-    // Undone with the AppID key above.
-    steps.Add(L"Naming the service in the AppID", [this, root, appIdKey] {
-      return HResultFromWin32(SetStringValue(root, appIdKey, kLocalServiceValue, mServiceName));
-    });
-    steps.Add(
-        L"Service installation", [this] { return FromBool(InstallService(mServiceName, mModulePath)); },
-        [this] { UninstallService(mServiceName); });
+  const HRESULT hr = BuildRegistration(options, std::move(host)).Install();
+  if (FAILED(hr)) {
+    ReportEventW(EVENTLOG_ERROR_TYPE, kTextEventId, L"Registration failed and was rolled back; see the trace");
+    return hr;
   }
-  steps.Add(
-      L"Class registration", [this, root] { return HResultFromWin32(WriteScript(root, ClassScript(mModulePath))); },
-      [this, root] { RemoveScript(root, ClassScript(mModulePath)); });
-  steps.Add(
-      L"Type library registration", [this, perUser] { return RegisterModuleTypeLib(mModulePath, perUser); },
-      [perUser] { UnregisterModuleTypeLib(perUser); });
-  // Last of the steps that can fail: nothing after it needs undoing, and undoing it would
-  // take away a registration that an earlier install made.
-  steps.Add(L"VSS provider registration", [this] { return RegisterVssProvider(mVersion); });
-
-  const HRESULT hr = steps.Install();
-  if (SUCCEEDED(hr) && !mEventLog.Register()) {
+  if (!mEventLog.Register()) {
     VA_LOG(MSG_WARNING, L"Adding the event source %s failed; events will show without their texts", mServiceName);
   }
   return hr;
@@ -248,9 +253,28 @@ void CVantorVssProviderModule::SetServiceState(DWORD state, HRESULT exitCode) {
 }
 
 void CVantorVssProviderModule::OnLastProviderReleased() {
-  if (gModule == nullptr) return;
-  const std::lock_guard lock(gModule->mStatusLock);
-  if (gModule->mLoopThreadId != 0) PostThreadMessageW(gModule->mLoopThreadId, WM_QUIT, 0, 0);
+  if (gModule != nullptr) gModule->mLifetime.ObjectsReleased();
+}
+
+// Both on the loop thread, from ServerLifetime::TryEnd. Where suspension is not implemented
+// (Wine), only revoking keeps new activations away, so the class object is revoked too and
+// registered again when a client turns up after all.
+void CVantorVssProviderModule::SuspendClassObject() {
+  CoSuspendClassObjects();
+  if (mClassCookie != 0) CoRevokeClassObject(mClassCookie);
+  mClassCookie = 0;
+}
+
+void CVantorVssProviderModule::ResumeClassObject() {
+  const HRESULT hr = CoRegisterClassObject(CLSID_VantorVssHwProvider, &mClassFactory, CLSCTX_LOCAL_SERVER,
+                                           REGCLS_MULTIPLEUSE | REGCLS_SUSPENDED, &mClassCookie);
+  if (FAILED(hr)) VA_LOG(MSG_ERROR, L"** Registering the class object again failed, hr = 0x%08x", static_cast<unsigned>(hr));
+  CoResumeClassObjects();
+}
+
+void CVantorVssProviderModule::PostToLoop(UINT message) {
+  const std::lock_guard lock(mStatusLock);
+  if (mLoopThreadId != 0) PostThreadMessageW(mLoopThreadId, message, 0, 0);
 }
 
 HRESULT CVantorVssProviderModule::RunServer(bool asService) {
@@ -262,9 +286,8 @@ HRESULT CVantorVssProviderModule::RunServer(bool asService) {
   }
   if (asService) InitializeServiceSecurity();
 
-  DWORD cookie = 0;
   HRESULT hr = CoRegisterClassObject(CLSID_VantorVssHwProvider, &mClassFactory, CLSCTX_LOCAL_SERVER,
-                                     REGCLS_MULTIPLEUSE | REGCLS_SUSPENDED, &cookie);
+                                     REGCLS_MULTIPLEUSE | REGCLS_SUSPENDED, &mClassCookie);
   if (FAILED(hr)) {
     VA_LOG(MSG_ERROR, L"** CoRegisterClassObject failed, hr = 0x%08x", static_cast<unsigned>(hr));
     return hr;
@@ -281,17 +304,44 @@ HRESULT CVantorVssProviderModule::RunServer(bool asService) {
     SetServiceState(SERVICE_RUNNING);
   }
   // Started by COM rather than the service control manager, the server lives only as long as
-  // the objects it serves: the last release ends the loop.
-  if (!asService) SetLastProviderReleasedHandler(&CVantorVssProviderModule::OnLastProviderReleased);
+  // its clients (service/ServerLifetime.h).
+  mEndsWhenIdle.store(!asService);
+  SetLastProviderReleasedHandler(&CVantorVssProviderModule::OnLastProviderReleased);
   hr = CoResumeClassObjects();
   if (SUCCEEDED(hr)) {
     VA_LOG(MSG_INFO, L"Serving %s", kClassIdText);
-    while (GetMessageW(&message, nullptr, 0, 0) > 0) DispatchMessageW(&message);
+    bool ending = false;
+    bool quit = false;
+    bool lingering = false;
+    ULONGLONG endAt = 0;
+    while (!ending && !quit) {
+      const ULONGLONG now = GetTickCount64();
+      const DWORD timeout = !lingering ? INFINITE : endAt > now ? static_cast<DWORD>(endAt - now) : 0;
+      if (MsgWaitForMultipleObjects(0, nullptr, FALSE, timeout, QS_ALLINPUT) == WAIT_TIMEOUT) {
+        lingering = false;
+        ending = mLifetime.TryEnd();  // idle still? then it ends
+        continue;
+      }
+      while (!quit && PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
+        if (message.message == WM_QUIT) {
+          quit = true;
+        } else if (message.hwnd == nullptr && message.message == kIdleMessage) {
+          if (!lingering) endAt = GetTickCount64() + kIdleLingerMs;
+          lingering = true;
+        } else {
+          DispatchMessageW(&message);
+        }
+      }
+    }
+    // Calls into this multi-threaded apartment run on COM's own threads meanwhile.
+    if (ending) Sleep(kEndingGraceMs);
   } else {
     VA_LOG(MSG_ERROR, L"** CoResumeClassObjects failed, hr = 0x%08x", static_cast<unsigned>(hr));
   }
+  mEndsWhenIdle.store(false);
   SetLastProviderReleasedHandler(nullptr);
-  CoRevokeClassObject(cookie);
+  if (mClassCookie != 0) CoRevokeClassObject(mClassCookie);
+  mClassCookie = 0;
   {
     const std::lock_guard lock(mStatusLock);
     mLoopThreadId = 0;

@@ -4,11 +4,13 @@
 // service or as a plain COM local server that serves CVaVssHwProvider.
 #include <windows.h>
 
+#include <atomic>
 #include <mutex>
 #include <string>
 
 #include "credstore/CsharpInterfaceWrapper.h"
 #include "logger/WindowsEventLogWrapper.h"
+#include "service/ServerLifetime.h"
 #include "service/win32/ProviderClassFactory.h"
 
 class CVantorVssProviderModule {
@@ -41,6 +43,9 @@ class CVantorVssProviderModule {
   bool IsConfiguredAsService() const;
   static void WINAPI ServiceMainEntry(DWORD argc, LPWSTR* argv);
   static void OnLastProviderReleased();
+  void PostToLoop(UINT message);
+  void SuspendClassObject();
+  void ResumeClassObject();
   static DWORD WINAPI HandlerEntry(DWORD control, DWORD eventType, LPVOID eventData, LPVOID context);
   void ServiceMain();
   DWORD Handler(DWORD control);
@@ -55,7 +60,11 @@ class CVantorVssProviderModule {
   // The process's one credential store, taken at start-up with the other process-wide objects
   // so that it exists before VSS calls the provider from its own threads.
   CsharpInterfaceWrapper* mCredentialStore;
+  // Ends a COM-started local server after its last client (mEndsWhenIdle); counts LockServer.
+  std::atomic<bool> mEndsWhenIdle{false};
+  service::ServerLifetime mLifetime;
   service::ProviderClassFactory mClassFactory;
+  DWORD mClassCookie = 0;  // the loop thread's; 0 while the class object is not registered
 
   std::mutex mStatusLock;  // the handler and the service thread both report status
   SERVICE_STATUS_HANDLE mStatusHandle = nullptr;

@@ -2,9 +2,13 @@
 // this DLL as the in-process server of CLSID_VSSCoordinator. Every RegisterProvider and
 // UnregisterProvider call becomes one line in the file that the registry value "CallLog" of
 // HKLM\Software\Vantor Test\Coordinator Double names; the DWORD values "RegisterResult" and
-// "UnregisterResult" there, when present, are what the calls answer.
+// "UnregisterResult" there, when present, are what the calls answer; otherwise the double
+// answers as the coordinator does, from the providers it keeps registered (one subkey each
+// under "Providers"): registering one twice is VSS_E_PROVIDER_ALREADY_REGISTERED, removing
+// an unknown one VSS_E_PROVIDER_NOT_REGISTERED.
 #include <windows.h>
 #include <vsadmin.h>
+#include <vsserror.h>
 
 #include <atomic>
 #include <new>
@@ -26,14 +30,15 @@ std::wstring ReadConfigString(const wchar_t* name) {
   return buffer;
 }
 
-HRESULT ConfiguredResult(const wchar_t* name) {
+bool ConfiguredResult(const wchar_t* name, HRESULT& result) {
   DWORD value = 0;
   DWORD size = sizeof value;
   if (RegGetValueW(HKEY_LOCAL_MACHINE, kCoordinatorDoubleKey, name, RRF_RT_REG_DWORD, nullptr, &value, &size) !=
       ERROR_SUCCESS) {
-    return S_OK;
+    return false;
   }
-  return static_cast<HRESULT>(value);
+  result = static_cast<HRESULT>(value);
+  return true;
 }
 
 std::wstring GuidText(const GUID& id) {
@@ -89,11 +94,27 @@ class CoordinatorDouble final : public IVssAdmin {
     AppendLine(L"RegisterProvider|" + GuidText(providerId) + L"|" + GuidText(classId) + L"|" + TextOrNull(name) +
                L"|" + std::to_wstring(static_cast<int>(type)) + L"|" + TextOrNull(version) + L"|" +
                GuidText(versionId));
-    return ConfiguredResult(kRegisterResultValue);
+    HRESULT result = S_OK;
+    if (ConfiguredResult(kRegisterResultValue, result)) return result;
+    const std::wstring key = std::wstring(kProvidersKey) + L"\\" + GuidText(providerId);
+    HKEY created = nullptr;
+    DWORD disposition = 0;
+    if (RegCreateKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), 0, nullptr, 0, KEY_SET_VALUE, nullptr, &created,
+                        &disposition) != ERROR_SUCCESS) {
+      return E_FAIL;
+    }
+    const std::wstring classText = GuidText(classId);
+    RegSetValueExW(created, L"Class", 0, REG_SZ, reinterpret_cast<const BYTE*>(classText.c_str()),
+                   static_cast<DWORD>((classText.size() + 1) * sizeof(wchar_t)));
+    RegCloseKey(created);
+    return disposition == REG_OPENED_EXISTING_KEY ? VSS_E_PROVIDER_ALREADY_REGISTERED : S_OK;
   }
   HRESULT STDMETHODCALLTYPE UnregisterProvider(VSS_ID providerId) override {
     AppendLine(L"UnregisterProvider|" + GuidText(providerId));
-    return ConfiguredResult(kUnregisterResultValue);
+    HRESULT result = S_OK;
+    if (ConfiguredResult(kUnregisterResultValue, result)) return result;
+    const std::wstring key = std::wstring(kProvidersKey) + L"\\" + GuidText(providerId);
+    return RegDeleteTreeW(HKEY_LOCAL_MACHINE, key.c_str()) == ERROR_SUCCESS ? S_OK : VSS_E_PROVIDER_NOT_REGISTERED;
   }
   HRESULT STDMETHODCALLTYPE QueryProviders(IVssEnumObject** /*enumerator*/) override { return E_NOTIMPL; }
   HRESULT STDMETHODCALLTYPE AbortAllSnapshotsInProgress() override { return E_NOTIMPL; }

@@ -5,3 +5,5 @@ inline constexpr const wchar_t* kCoordinatorDoubleKey = L"Software\\Vantor Test\
 inline constexpr const wchar_t* kCallLogValue = L"CallLog";
 inline constexpr const wchar_t* kRegisterResultValue = L"RegisterResult";
 inline constexpr const wchar_t* kUnregisterResultValue = L"UnregisterResult";
+// One subkey per registered provider id, as the coordinator keeps them.
+inline constexpr const wchar_t* kProvidersKey = L"Software\\Vantor Test\\Coordinator Double\\Providers";

@@ -19,16 +19,7 @@ constexpr const wchar_t* kCallLogPath = L"C:\\vss-coordinator-calls.txt";
 
 std::wstring gInstalledProvider;
 std::wstring gCoordinatorDouble;
-
-// ctest hands over Unix paths; Wine maps the Unix root to drive Z:.
-std::wstring WindowsPath(const std::wstring& path) {
-  if (path.empty() || path[0] != L'/') return path;
-  std::wstring result = L"Z:" + path;
-  for (wchar_t& c : result) {
-    if (c == L'/') c = L'\\';
-  }
-  return result;
-}
+std::wstring gActivationClient;
 
 void SetString(HKEY root, const std::wstring& path, const wchar_t* name, const std::wstring& value) {
   HKEY key = nullptr;
@@ -41,36 +32,51 @@ void SetString(HKEY root, const std::wstring& path, const wchar_t* name, const s
 
 }  // namespace
 
-void PrepareHost(const std::wstring& providerPath, const std::wstring& coordinatorDoublePath) {
-  CreateDirectoryW(kInstallDirectory, nullptr);
-  gInstalledProvider = std::wstring(kInstallDirectory) + L"\\VantorVssProvider.exe";
-  if (!CopyFileW(WindowsPath(providerPath).c_str(), gInstalledProvider.c_str(), FALSE)) {
-    ADD_FAILURE() << "copying the provider failed, error " << GetLastError();
+std::wstring WindowsPath(const std::wstring& path) {
+  if (path.empty() || path[0] != L'/') return path;
+  std::wstring result = L"Z:" + path;
+  for (wchar_t& c : result) {
+    if (c == L'/') c = L'\\';
   }
+  return result;
+}
+
+void RegisterCoordinatorDouble(const std::wstring& coordinatorDoublePath) {
   gCoordinatorDouble = WindowsPath(coordinatorDoublePath);
   SetString(HKEY_LOCAL_MACHINE, kCoordinatorClassKey, nullptr, gCoordinatorDouble);
   SetString(HKEY_LOCAL_MACHINE, kCoordinatorClassKey, L"ThreadingModel", L"Both");
   SetString(HKEY_LOCAL_MACHINE, kCoordinatorDoubleKey, kCallLogValue, kCallLogPath);
 }
 
+void PrepareHost(const std::wstring& providerPath, const std::wstring& coordinatorDoublePath) {
+  CreateDirectoryW(kInstallDirectory, nullptr);
+  gInstalledProvider = std::wstring(kInstallDirectory) + L"\\VantorVssProvider.exe";
+  if (!CopyFileW(WindowsPath(providerPath).c_str(), gInstalledProvider.c_str(), FALSE)) {
+    ADD_FAILURE() << "copying the provider failed, error " << GetLastError();
+  }
+  RegisterCoordinatorDouble(coordinatorDoublePath);
+}
+
 const std::wstring& InstalledProviderPath() { return gInstalledProvider; }
+void SetActivationClient(const std::wstring& path) { gActivationClient = WindowsPath(path); }
+const std::wstring& ActivationClientPath() { return gActivationClient; }
 const std::wstring& CoordinatorDoublePath() { return gCoordinatorDouble; }
 
-DWORD RunProvider(const std::wstring& arguments) {
-  std::wstring commandLine = L"\"" + gInstalledProvider + L"\" " + arguments;
+DWORD RunProgram(const std::wstring& program, std::wstring commandLine, DWORD timeoutMs) {
   STARTUPINFOW startup{};
   startup.cb = sizeof startup;
   PROCESS_INFORMATION process{};
-  if (!CreateProcessW(gInstalledProvider.c_str(), commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
-                      &startup, &process)) {
-    ADD_FAILURE() << "starting the provider failed, error " << GetLastError();
+  if (!CreateProcessW(program.c_str(), commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
+                      &process)) {
+    ADD_FAILURE() << "starting " << std::string(program.begin(), program.end()) << " failed, error "
+                  << GetLastError();
     return 0xFFFFFFFFu;
   }
   const service::KernelHandle processHandle(process.hProcess);
   const service::KernelHandle threadHandle(process.hThread);
-  if (WaitForSingleObject(processHandle.Get(), 60000) != WAIT_OBJECT_0) {
+  if (WaitForSingleObject(processHandle.Get(), timeoutMs) != WAIT_OBJECT_0) {
     TerminateProcess(processHandle.Get(), 1);
-    ADD_FAILURE() << "the provider did not end: " << arguments;
+    ADD_FAILURE() << "did not end: " << std::string(commandLine.begin(), commandLine.end());
     return 0xFFFFFFFFu;
   }
   DWORD exitCode = 0xFFFFFFFFu;
@@ -78,11 +84,16 @@ DWORD RunProvider(const std::wstring& arguments) {
   return exitCode;
 }
 
+DWORD RunProvider(const std::wstring& arguments) {
+  return RunProgram(gInstalledProvider, L"\"" + gInstalledProvider + L"\" " + arguments);
+}
+
 void ResetHost() {
   RunProvider(L"/UnregServerPerUser");
   RunProvider(L"/UnregServer");
   RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, kCoordinatorDoubleKey, kRegisterResultValue);
   RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, kCoordinatorDoubleKey, kUnregisterResultValue);
+  RegDeleteTreeW(HKEY_LOCAL_MACHINE, kProvidersKey);
   ClearCoordinatorCalls();
 }
 
@@ -106,6 +117,8 @@ void SetCoordinatorResult(const wchar_t* valueName, HRESULT result) {
   ASSERT_EQ(RegSetKeyValueW(HKEY_LOCAL_MACHINE, kCoordinatorDoubleKey, valueName, REG_DWORD, &value, sizeof value),
             ERROR_SUCCESS);
 }
+
+std::set<std::wstring> RegisteredVssProviders() { return ReadKey(HKEY_LOCAL_MACHINE, kProvidersKey).subkeys; }
 
 KeyContents ReadKey(HKEY root, const std::wstring& path) {
   KeyContents contents;

@@ -15,13 +15,21 @@ namespace hosttest {
 // Copies the executable to "C:\Program Files\Vantor Storage" (a path with blanks, as installed)
 // and registers the coordinator double. Arguments are Unix or Windows paths.
 void PrepareHost(const std::wstring& providerPath, const std::wstring& coordinatorDoublePath);
+// Only the coordinator double, for tests that install the provider with the package.
+void RegisterCoordinatorDouble(const std::wstring& coordinatorDoublePath);
+// ctest hands over Unix paths; Wine maps the Unix root to drive Z:.
+std::wstring WindowsPath(const std::wstring& path);
 
 const std::wstring& InstalledProviderPath();
+void SetActivationClient(const std::wstring& path);
+const std::wstring& ActivationClientPath();
 const std::wstring& CoordinatorDoublePath();
 
 // Runs the installed executable with `arguments` and returns its exit code (fails the test and
 // returns 0xFFFFFFFF when it does not end within a minute).
 DWORD RunProvider(const std::wstring& arguments);
+// Runs `program` with the whole `commandLine` (program name included) the same way.
+DWORD RunProgram(const std::wstring& program, std::wstring commandLine, DWORD timeoutMs = 60000);
 
 // Removes every trace of an earlier test: runs /UnregServer and /UnregServerPerUser, empties
 // the call log and clears the double's configured answers.
@@ -31,6 +39,8 @@ void ResetHost();
 std::vector<std::wstring> CoordinatorCalls();
 void ClearCoordinatorCalls();
 void SetCoordinatorResult(const wchar_t* valueName, HRESULT result);
+// The provider ids the double holds registered.
+std::set<std::wstring> RegisteredVssProviders();
 
 struct KeyContents {
   bool exists = false;

@@ -7,8 +7,12 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <iterator>
+
 #include "CoordinatorDoubleConfig.h"
 #include "HostHarness.h"
+#include "RegistrationExpectations.h"
 #include "service/ServiceIdentity.h"
 #include "provider/VaVssHwProvider.h"
 #include "service/win32/FileVersionReader.h"
@@ -27,55 +31,6 @@ constexpr HRESULT kAccessDenied = static_cast<HRESULT>(0x80070005u);
 constexpr const wchar_t* kServiceKey = L"SYSTEM\\CurrentControlSet\\Services\\Vantor VSS Hardware Provider";
 constexpr const wchar_t* kEventSourceKey =
     L"SYSTEM\\CurrentControlSet\\Services\\EventLog\\Application\\Vantor VSS Hardware Provider";
-
-struct ExpectedKey {
-  std::wstring path;
-  std::set<std::wstring> subkeys;
-  std::map<std::wstring, std::wstring> values;
-};
-
-// Every key the registration writes below the classes root, with exactly these subkeys and
-// values; written out literally so that a changed id or name in the program shows here.
-std::vector<ExpectedKey> ExpectedClassesKeys(bool asService) {
-  const std::wstring appId = L"{250271C3-D460-4BC9-B015-3EBC3C0DA2C4}";
-  const std::wstring clsid = L"{08B1DE05-DA78-4895-BAC0-E576ED483FFA}";
-  const std::wstring name = L"VantorVssHwProvider Class";
-  const std::wstring progId = L"VantorVssProvider.VantorVssHwProvider.1";
-  const std::wstring independent = L"VantorVssProvider.VantorVssHwProvider";
-  std::map<std::wstring, std::wstring> appIdValues{{L"", L"Vantor.VssProvider"}};
-  if (asService) appIdValues[L"LocalService"] = kServiceName;
-  return {
-      {L"AppID\\" + appId, {}, appIdValues},
-      {L"AppID\\Vantor.VssProvider.EXE", {}, {{L"AppID", appId}}},
-      {progId, {L"CLSID"}, {{L"", name}}},
-      {progId + L"\\CLSID", {}, {{L"", clsid}}},
-      {independent, {L"CLSID", L"CurVer"}, {{L"", name}}},
-      {independent + L"\\CLSID", {}, {{L"", clsid}}},
-      {independent + L"\\CurVer", {}, {{L"", progId}}},
-      {L"CLSID\\" + clsid,
-       {L"LocalServer32", L"ProgID", L"TypeLib", L"VersionIndependentProgID"},
-       {{L"", name}, {L"AppID", appId}}},
-      {L"CLSID\\" + clsid + L"\\LocalServer32", {}, {{L"", L"\"" + InstalledProviderPath() + L"\""}}},
-      {L"CLSID\\" + clsid + L"\\ProgID", {}, {{L"", progId}}},
-      {L"CLSID\\" + clsid + L"\\TypeLib", {}, {{L"", L"{60AADF9E-37A8-467e-AAE3-5029C903CE21}"}}},
-      {L"CLSID\\" + clsid + L"\\VersionIndependentProgID", {}, {{L"", independent}}},
-  };
-}
-
-void ExpectRegistered(HKEY root, const std::wstring& prefix, bool asService) {
-  for (const ExpectedKey& expected : ExpectedClassesKeys(asService)) {
-    const KeyContents actual = ReadKey(root, prefix + expected.path);
-    EXPECT_TRUE(actual.exists) << expected.path;
-    EXPECT_EQ(actual.subkeys, expected.subkeys) << expected.path;
-    EXPECT_EQ(actual.values, expected.values) << expected.path;
-  }
-}
-
-void ExpectNotRegistered(HKEY root, const std::wstring& prefix) {
-  for (const ExpectedKey& expected : ExpectedClassesKeys(false)) {
-    EXPECT_FALSE(ReadKey(root, prefix + expected.path).exists) << expected.path;
-  }
-}
 
 std::wstring ExpectedRegisterCall() {
   return std::wstring(L"RegisterProvider|") + kProviderIdText + L"|{08B1DE05-DA78-4895-BAC0-E576ED483FFA}|" +
@@ -164,6 +119,41 @@ TEST_F(Registration, RefusedVssRegistrationRollsBackEveryEarlierStep) {
   EXPECT_FALSE(QueryServiceConfiguration(kServiceName).has_value());
   EXPECT_FALSE(ReadKey(HKEY_LOCAL_MACHINE, kEventSourceKey).exists);
   EXPECT_EQ(CoordinatorCalls(), std::vector<std::wstring>{ExpectedRegisterCall()});
+}
+
+TEST_F(Registration, FailedReRegistrationLeavesTheEarlierRegistrationWorking) {
+  // The earlier install: another copy of the executable, registered as the service.
+  const std::wstring earlierDirectory = L"C:\\Program Files\\Vantor Storage\\Earlier";
+  const std::wstring earlier = earlierDirectory + L"\\VantorVssProvider.exe";
+  CreateDirectoryW(earlierDirectory.c_str(), nullptr);
+  ASSERT_TRUE(CopyFileW(InstalledProviderPath().c_str(), earlier.c_str(), FALSE));
+  ASSERT_EQ(RunProgram(earlier, L"\"" + earlier + L"\" /Service"), 0u);
+  const std::set<std::wstring> providers = RegisteredVssProviders();
+  ASSERT_EQ(providers, std::set<std::wstring>{kProviderIdText});
+  DeleteFileW(L"C:\\ProgramData\\Vantor Storage\\Logs\\VSSTrace.log");
+
+  // The upgrade's registration fails at its VSS step, after every other step has run.
+  SetCoordinatorResult(kRegisterResultValue, kAccessDenied);
+  EXPECT_EQ(RunProvider(L"/Service"), static_cast<DWORD>(kAccessDenied));
+
+  ExpectRegistered(HKEY_LOCAL_MACHINE, kMachineClasses, true, earlier);
+  EXPECT_EQ(ReadKey(HKEY_LOCAL_MACHINE, std::wstring(kTypeLibKey) + L"\\1.0\\0\\win64").values[L""], earlier);
+  const auto config = QueryServiceConfiguration(kServiceName);
+  ASSERT_TRUE(config.has_value());
+  EXPECT_EQ(config->binaryPath, L"\"" + earlier + L"\"");
+  EXPECT_EQ(RegisteredVssProviders(), providers);
+  EXPECT_EQ(ReadKey(HKEY_LOCAL_MACHINE, kEventSourceKey).values[L"EventMessageFile"], earlier);
+  // The trace names the step that failed.
+  std::ifstream trace("C:\\ProgramData\\Vantor Storage\\Logs\\VSSTrace.log", std::ios::binary);
+  const std::string text((std::istreambuf_iterator<char>(trace)), std::istreambuf_iterator<char>());
+  EXPECT_NE(text.find("VSS provider registration failed, hr = 0x80070005; rolling back"), std::string::npos);
+
+  // Removal takes it all, wherever the registration points.
+  EXPECT_EQ(RunProvider(L"/UnregServer"), 0u);
+  ExpectNotRegistered(HKEY_LOCAL_MACHINE, kMachineClasses);
+  EXPECT_FALSE(QueryServiceConfiguration(kServiceName).has_value());
+  DeleteFileW(earlier.c_str());
+  RemoveDirectoryW(earlierDirectory.c_str());
 }
 
 TEST_F(Registration, PerUserSwitchesWriteAndRemoveOnlyTheUsersClasses) {

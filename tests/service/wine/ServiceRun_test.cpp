@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <fstream>
 #include <iterator>
 #include <string>
@@ -86,6 +87,27 @@ std::string ReadTraces() {
   return all;
 }
 
+// Ends whatever provider processes are left, so that later tests start clean.
+void EndProviderProcesses(const std::vector<DWORD>& servers) {
+  for (const DWORD id : servers) {
+    const service::KernelHandle process(OpenProcess(PROCESS_TERMINATE | SYNCHRONIZE, FALSE, id));
+    if (process) {
+      TerminateProcess(process.Get(), 0);
+      WaitForSingleObject(process.Get(), 5000);
+    }
+  }
+}
+
+// Polls until no provider process is left; returns those still there after ten seconds.
+std::vector<DWORD> WaitForNoProviderProcess() {
+  std::vector<DWORD> servers = ProviderProcesses();
+  for (int waited = 0; !servers.empty() && waited < 100; ++waited) {
+    Sleep(100);
+    servers = ProviderProcesses();
+  }
+  return servers;
+}
+
 class ServiceRun : public testing::Test {
  protected:
   void SetUp() override {
@@ -141,20 +163,57 @@ TEST_F(ServiceRun, WithoutTheServiceComStartsTheExecutableAsALocalServer) {
   }
   EXPECT_FALSE(QueryServiceState(kServiceName).has_value());
   // A local server that COM started ends once the last provider object is released.
-  std::vector<DWORD> servers = ProviderProcesses();
-  for (int waited = 0; !servers.empty() && waited < 100; ++waited) {
-    Sleep(100);
-    servers = ProviderProcesses();
-  }
+  const std::vector<DWORD> servers = WaitForNoProviderProcess();
   EXPECT_TRUE(servers.empty()) << "the local server outlived its last object";
-  // Should it not have ended, end it so that later tests start clean.
-  for (const DWORD id : servers) {
-    const service::KernelHandle process(OpenProcess(PROCESS_TERMINATE | SYNCHRONIZE, FALSE, id));
-    if (process) {
-      TerminateProcess(process.Get(), 0);
-      WaitForSingleObject(process.Get(), 5000);
-    }
+  EndProviderProcesses(servers);
+}
+
+// Two clients activate the class again and again, each releasing its object at once, so that
+// activations keep arriving while the server meets its last release and ends. Every one gets
+// its object, at most after retrying CO_E_SERVER_STOPPING; none meets a server that is gone.
+TEST_F(ServiceRun, ActivationsRacingTheLastReleaseAllGetTheirObject) {
+  ASSERT_EQ(RunProvider(L"/RegServer"), 0u);
+  DeleteFileW(L"C:\\ProgramData\\Vantor Storage\\Logs\\VSSTrace.log");
+  constexpr int kPerClient = 100;
+  std::vector<service::KernelHandle> clients;
+  for (int client = 0; client < 2; ++client) {
+    std::wstring commandLine = L"activation_client.exe " + std::to_wstring(kPerClient) + L" " +
+                               std::to_wstring(client + 1) + L" C:\\activations-" + std::to_wstring(client) + L".txt";
+    STARTUPINFOW startup{};
+    startup.cb = sizeof startup;
+    PROCESS_INFORMATION process{};
+    ASSERT_TRUE(CreateProcessW(ActivationClientPath().c_str(), commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr,
+                               nullptr, &startup, &process))
+        << GetLastError();
+    CloseHandle(process.hThread);
+    clients.emplace_back(process.hProcess);
   }
+  for (int client = 0; client < 2; ++client) {
+    ASSERT_EQ(WaitForSingleObject(clients[client].Get(), 240000), WAIT_OBJECT_0);
+    DWORD exitCode = 0;
+    GetExitCodeProcess(clients[client].Get(), &exitCode);
+    std::ifstream result("C:\\activations-" + std::to_string(client) + ".txt");
+    long objects = -1, stopping = -1, revoked = -1, failures = -1;
+    std::string firstFailure;
+    result >> objects >> stopping >> revoked >> failures >> firstFailure;
+    EXPECT_EQ(exitCode, 0u) << "client " << client;
+    EXPECT_EQ(objects, kPerClient) << "client " << client;
+    EXPECT_EQ(failures, 0) << "client " << client << ", first failure " << firstFailure;
+    std::printf("client %d: %ld objects; retried %ld CO_E_SERVER_STOPPING, %ld revoked class objects\n", client,
+                objects, stopping, revoked);
+  }
+  // How often the server ended meanwhile: the race was there to be lost.
+  const std::string traces = ReadTraces();
+  std::size_t ends = 0;
+  for (std::size_t at = traces.find("the local server ends"); at != std::string::npos;
+       at = traces.find("the local server ends", at + 1)) {
+    ++ends;
+  }
+  std::printf("the local server ended %zu times\n", ends);
+  EXPECT_GE(ends, 1u);
+  const std::vector<DWORD> servers = WaitForNoProviderProcess();
+  EXPECT_TRUE(servers.empty()) << "a local server outlived its clients";
+  EndProviderProcesses(servers);
 }
 
 }  // namespace

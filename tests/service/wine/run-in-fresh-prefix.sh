@@ -1,7 +1,10 @@
 #!/bin/sh
 # Runs a Windows test program in a Wine prefix made fresh for this run, so that services and
 # COM classes it installs meet nothing of earlier runs and touch no other prefix.
-# Usage: run-in-fresh-prefix.sh <prefix directory> <program> [arguments...]
+# Usage: run-in-fresh-prefix.sh <prefix directory> [--install <msi> <coordinator double dll>]
+#                               <program> [arguments...]
+# With --install, the package is installed first (install-package.sh) and the program runs
+# against the installed service.
 # The prefix is removed after a passing run and kept after a failing one, for inspection.
 set -u
 prefix=$1
@@ -21,6 +24,14 @@ fi
 # while, each with its own idea of which services exist; start from one server with one.
 "$wineserver" -w
 "$wineserver" -p
+if [ "${1:-}" = "--install" ]; then
+  if [ $# -lt 4 ] || ! sh "$(dirname "$0")/install-package.sh" "$2" "$3"; then
+    echo "run-in-fresh-prefix: installing the package failed" >&2
+    "$wineserver" -k 2>/dev/null
+    exit 1
+  fi
+  shift 3
+fi
 "$wine" "$@"
 status=$?
 # Ends whatever the tests left running in the prefix (a service, a local server).

@@ -1,0 +1,133 @@
+// VantorVssProvider.msi under Wine's msiexec: a silent install leaves exactly the files,
+// registration keys, service and VSS provider registration of the product, a silent removal
+// none of them, and a major upgrade from an older package keeps one of each.
+#include <windows.h>
+
+#include <gtest/gtest.h>
+
+#include <set>
+#include <string>
+
+#include "CoordinatorDoubleConfig.h"
+#include "HostHarness.h"
+#include "PackageHarness.h"
+#include "RegistrationExpectations.h"
+
+namespace {
+
+using namespace hosttest;
+
+constexpr const wchar_t* kInstallDirectory = L"C:\\Program Files\\Vantor Storage";
+constexpr const wchar_t* kProvider = L"C:\\Program Files\\Vantor Storage\\VantorVssProvider.exe";
+constexpr const wchar_t* kTool = L"C:\\Program Files\\Vantor Storage\\vantor-vss.exe";
+constexpr const wchar_t* kMachineClasses = L"Software\\Classes\\";
+constexpr const wchar_t* kTypeLibKey = L"Software\\Classes\\TypeLib\\{60AADF9E-37A8-467E-AAE3-5029C903CE21}";
+constexpr const wchar_t* kServiceName = L"Vantor VSS Hardware Provider";
+constexpr const wchar_t* kEventSourceKey =
+    L"SYSTEM\\CurrentControlSet\\Services\\EventLog\\Application\\Vantor VSS Hardware Provider";
+constexpr const wchar_t* kProviderIdText = L"{5253D47A-55BB-4B3A-928D-5F4BAEC6FBF4}";
+
+bool FileExists(const wchar_t* path) { return GetFileAttributesW(path) != INVALID_FILE_ATTRIBUTES; }
+
+// The services whose executable is the provider, whatever their names.
+std::set<std::wstring> ProviderServices() {
+  std::set<std::wstring> names;
+  const SC_HANDLE manager = OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ENUMERATE_SERVICE);
+  if (manager == nullptr) return names;
+  DWORD needed = 0, count = 0, resume = 0;
+  EnumServicesStatusExW(manager, SC_ENUM_PROCESS_INFO, SERVICE_WIN32, SERVICE_STATE_ALL, nullptr, 0, &needed, &count,
+                        &resume, nullptr);
+  std::vector<BYTE> buffer(needed);
+  resume = 0;
+  if (EnumServicesStatusExW(manager, SC_ENUM_PROCESS_INFO, SERVICE_WIN32, SERVICE_STATE_ALL, buffer.data(), needed,
+                            &needed, &count, &resume, nullptr)) {
+    const auto* services = reinterpret_cast<const ENUM_SERVICE_STATUS_PROCESSW*>(buffer.data());
+    for (DWORD i = 0; i < count; ++i) {
+      const auto config = QueryServiceConfiguration(services[i].lpServiceName);
+      if (config && config->binaryPath.find(L"VantorVssProvider.exe") != std::wstring::npos) {
+        names.insert(services[i].lpServiceName);
+      }
+    }
+  }
+  CloseServiceHandle(manager);
+  return names;
+}
+
+void ExpectInstalled(const wchar_t* version) {
+  EXPECT_TRUE(FileExists(kProvider));
+  EXPECT_TRUE(FileExists(kTool));
+  ExpectRegistered(HKEY_LOCAL_MACHINE, kMachineClasses, true, kProvider);
+  EXPECT_EQ(ReadKey(HKEY_LOCAL_MACHINE, std::wstring(kTypeLibKey) + L"\\1.0\\0\\win64").values[L""], kProvider);
+  EXPECT_EQ(ProviderServices(), std::set<std::wstring>{kServiceName});
+  const auto config = QueryServiceConfiguration(kServiceName);
+  ASSERT_TRUE(config.has_value());
+  EXPECT_EQ(config->binaryPath, std::wstring(L"\"") + kProvider + L"\"");
+  EXPECT_EQ(config->account, L"LocalSystem");
+  EXPECT_EQ(ReadKey(HKEY_LOCAL_MACHINE, kEventSourceKey).values[L"EventMessageFile"], kProvider);
+  EXPECT_EQ(RegisteredVssProviders(), std::set<std::wstring>{kProviderIdText});
+  const auto entries = ProviderProgramEntries();
+  ASSERT_EQ(entries.size(), 1u);
+  EXPECT_EQ(entries[0].displayVersion, version);
+}
+
+void ExpectNothingLeft() {
+  EXPECT_FALSE(FileExists(kProvider));
+  EXPECT_FALSE(FileExists(kTool));
+  EXPECT_FALSE(FileExists(kInstallDirectory));
+  ExpectNotRegistered(HKEY_LOCAL_MACHINE, kMachineClasses);
+  EXPECT_FALSE(ReadKey(HKEY_LOCAL_MACHINE, kTypeLibKey).exists);
+  EXPECT_TRUE(ProviderServices().empty());
+  EXPECT_FALSE(ReadKey(HKEY_LOCAL_MACHINE, kEventSourceKey).exists);
+  EXPECT_TRUE(RegisteredVssProviders().empty());
+  EXPECT_TRUE(ProviderProgramEntries().empty());
+}
+
+class Package : public testing::Test {
+ protected:
+  // Whatever an earlier test left installed goes first.
+  void SetUp() override {
+    for (const ProgramEntry& entry : ProviderProgramEntries()) Msiexec(L"/x", entry.productCode);
+    ClearCoordinatorCalls();
+  }
+};
+
+TEST_F(Package, SilentInstallRegistersTheProductAndSilentRemovalLeavesNothing) {
+  ASSERT_EQ(Msiexec(L"/i", CurrentPackage()), 0u);
+  ExpectInstalled(VANTOR_PACKAGE_VERSION);
+
+  ASSERT_EQ(Msiexec(L"/x", CurrentPackage()), 0u);
+  ExpectNothingLeft();
+  const auto calls = CoordinatorCalls();
+  ASSERT_FALSE(calls.empty());
+  EXPECT_EQ(calls.back(), std::wstring(L"UnregisterProvider|") + kProviderIdText);
+}
+
+TEST_F(Package, MajorUpgradeKeepsOneServiceOneProviderAndOneProgramEntry) {
+  ASSERT_EQ(Msiexec(L"/i", OlderPackage()), 0u);
+  ExpectInstalled(VANTOR_OLDER_PACKAGE_VERSION);
+  ClearCoordinatorCalls();
+
+  ASSERT_EQ(Msiexec(L"/i", CurrentPackage()), 0u);
+  ExpectInstalled(VANTOR_PACKAGE_VERSION);
+  // The newer product registered the provider again. (Windows removes the older product with
+  // UPGRADINGPRODUCTCODE set, which skips its /UnregServer; Wine 8 does not set it, so there
+  // the older registration is removed first. One registration remains either way.)
+  const auto calls = CoordinatorCalls();
+  ASSERT_FALSE(calls.empty());
+  EXPECT_EQ(calls.back().rfind(L"RegisterProvider|", 0), 0u) << calls.back();
+
+  ASSERT_EQ(Msiexec(L"/x", CurrentPackage()), 0u);
+  ExpectNothingLeft();
+}
+
+TEST_F(Package, InstallWhoseRegistrationFailsChangesNothing) {
+  SetCoordinatorResult(kRegisterResultValue, static_cast<HRESULT>(0x80070005u));
+  const DWORD result = Msiexec(L"/i", CurrentPackage());
+  RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, kCoordinatorDoubleKey, kRegisterResultValue);
+  // Windows answers a failed custom action with ERROR_INSTALL_FAILURE, Wine 8 with
+  // ERROR_FUNCTION_FAILED.
+  EXPECT_TRUE(result == ERROR_INSTALL_FAILURE || result == ERROR_FUNCTION_FAILED) << result;
+  ExpectNothingLeft();
+}
+
+}  // namespace
