@@ -34,7 +34,7 @@ constexpr UINT kIdleMessage = WM_APP + 1;
 constexpr DWORD kIdleLingerMs = 200;
 // How long an ending local server stays after revoking its class object: a client that got the
 // class object just before still reaches a live process, which answers CO_E_SERVER_STOPPING.
-constexpr DWORD kEndingGraceMs = 1000;
+constexpr DWORD kEndingGraceMs = 3000;
 // The service entry points are plain functions; they reach the one module through this.
 CVantorVssProviderModule* gModule = nullptr;
 

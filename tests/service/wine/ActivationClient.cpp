@@ -21,8 +21,8 @@ namespace {
 constexpr CLSID kProviderClassId = {0x08B1DE05, 0xDA78, 0x4895, {0xBA, 0xC0, 0xE5, 0x76, 0xED, 0x48, 0x3F, 0xFA}};
 constexpr int kMaxAttempts = 50;
 // Around the server's idle linger (200 ms), on both sides of it.
-constexpr int kMinPauseMs = 150;
-constexpr int kMaxPauseMs = 250;
+constexpr int kMinPauseMs = 100;
+constexpr int kMaxPauseMs = 220;
 
 }  // namespace
 
