@@ -5,9 +5,11 @@
 
 #include <cstring>
 #include <cwctype>
+#include <map>
 #include <memory>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/Registry.h"
@@ -272,27 +274,34 @@ TEST_F(RegistryContract, EnumeratesSubkeysInCaseBlindOrder) {
   EXPECT_EQ(reg().EnumKeyExW(key_.get(), 2, name, &length), ERROR_MORE_DATA);
   EXPECT_EQ(length, 15u);
 
-  // Values enumerate in the order they were first set, with their type and stored bytes.
+  // Every value enumerates once, with its type and stored bytes (the order is the
+  // implementation's: Wine sorts by name, the emulated registry keeps the order of creation).
+  std::map<std::wstring, std::pair<DWORD, std::vector<BYTE>>> enumerated;
   DWORD type = 0;
   BYTE data[64];
-  DWORD size = sizeof data;
-  length = 64;
-  ASSERT_EQ(reg().EnumValueW(key_.get(), 0, name, &length, &type, data, &size), ERROR_SUCCESS);
-  EXPECT_EQ(std::wstring(name), L"SomeValueName");
-  EXPECT_EQ(length, 13u);
-  EXPECT_EQ(type, static_cast<DWORD>(REG_SZ));
-  EXPECT_EQ(size, 12 * W);
-  EXPECT_EQ(std::wstring(reinterpret_cast<const wchar_t*>(data)), L"hello world");
-  length = 64;
-  size = 0;  // asks for the size only
-  ASSERT_EQ(reg().EnumValueW(key_.get(), 1, name, &length, &type, nullptr, &size), ERROR_SUCCESS);
-  EXPECT_EQ(std::wstring(name), L"D");
-  EXPECT_EQ(type, static_cast<DWORD>(REG_DWORD));
-  EXPECT_EQ(size, 4u);
-  size = 2;
-  length = 64;
-  EXPECT_EQ(reg().EnumValueW(key_.get(), 1, name, &length, &type, data, &size), ERROR_MORE_DATA);
-  EXPECT_EQ(size, 4u);
+  DWORD size = 0;
+  for (DWORD i = 0; i < 2; ++i) {
+    length = 64;
+    size = 0;  // asks for the size only
+    ASSERT_EQ(reg().EnumValueW(key_.get(), i, name, &length, &type, nullptr, &size), ERROR_SUCCESS);
+    const std::wstring valueName(name, length);
+    if (valueName == L"SomeValueName") {
+      DWORD small = 2;
+      length = 64;
+      EXPECT_EQ(reg().EnumValueW(key_.get(), i, name, &length, &type, data, &small), ERROR_MORE_DATA);
+      EXPECT_EQ(small, 12 * W);
+    }
+    length = 64;
+    size = sizeof data;
+    ASSERT_EQ(reg().EnumValueW(key_.get(), i, name, &length, &type, data, &size), ERROR_SUCCESS);
+    enumerated[valueName] = {type, std::vector<BYTE>(data, data + size)};
+  }
+  ASSERT_EQ(enumerated.size(), 2u);
+  EXPECT_EQ(enumerated[L"SomeValueName"].first, static_cast<DWORD>(REG_SZ));
+  ASSERT_EQ(enumerated[L"SomeValueName"].second.size(), 12 * W);
+  EXPECT_EQ(std::wstring(reinterpret_cast<const wchar_t*>(enumerated[L"SomeValueName"].second.data())), L"hello world");
+  EXPECT_EQ(enumerated[L"D"].first, static_cast<DWORD>(REG_DWORD));
+  EXPECT_EQ(enumerated[L"D"].second, (std::vector<BYTE>{1, 0, 0, 0}));
   length = 64;
   EXPECT_EQ(reg().EnumValueW(key_.get(), 2, name, &length, &type, data, &size), ERROR_NO_MORE_ITEMS);
 }

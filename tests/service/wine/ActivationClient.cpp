@@ -1,6 +1,6 @@
 // A COM client for the local server's lifetime test: activates the provider class `count`
-// times, releasing each object at once and pausing about as long as an idle server lingers,
-// so that activations keep arriving just as the server decides to end.
+// times, releasing each object at once and pausing up to a little longer than an idle server
+// lingers, so that activations keep arriving just as the server decides to end.
 // Retried, as COM does on Windows: CO_E_SERVER_STOPPING, the answer of a server that is
 // ending. Also retried: E_FAIL, which Wine 8's activation answers when the class object was
 // revoked between the two halves of its activation (Wine implements no class object
@@ -20,9 +20,9 @@ namespace {
 
 constexpr CLSID kProviderClassId = {0x08B1DE05, 0xDA78, 0x4895, {0xBA, 0xC0, 0xE5, 0x76, 0xED, 0x48, 0x3F, 0xFA}};
 constexpr int kMaxAttempts = 50;
-// Around the server's idle linger (200 ms), on both sides of it.
-constexpr int kMinPauseMs = 100;
-constexpr int kMaxPauseMs = 220;
+// Mostly shorter than the server's idle linger (200 ms), now and then a little longer.
+constexpr int kMinPauseMs = 50;
+constexpr int kMaxPauseMs = 230;
 
 }  // namespace
 
