@@ -1,12 +1,14 @@
-// vantor-vss: drives the provider in-process the way VSS does, and checks a host's
-// configuration. Exit status: 0 when every provider call returned S_OK and the command did what
-// it should, 1 otherwise, 2 for a usage error or an unusable shadow-copy document.
+// vantor-vss: drives the provider (in-process, or the installed service's) the way VSS does,
+// and checks a host's configuration. Exit status: 0 when every provider call returned S_OK and
+// the command did what it should, 1 otherwise, 2 for a usage error or an unusable shadow-copy
+// document.
 #include <CLI/CLI.hpp>
 #include <iostream>
 
 #include "Commands.h"
 #include "ConfigCommands.h"
 #include "HostSetup.h"
+#include "ProviderSession.h"
 #include "Report.h"
 #include "ShadowCopyDocument.h"
 
@@ -17,6 +19,7 @@ constexpr int kUsageError = 2;
 struct Options {
   std::string hostDir;
   std::string traceDir;
+  std::string provider = "in-process";
   bool json = false;
   std::string address;
   std::string user;
@@ -33,6 +36,9 @@ int main(int argc, char** argv) {
   app.add_option("--host-dir", o.hostDir, "the emulated host: registry.reg, host.json, credentials");
   app.add_option("--trace-dir", o.traceDir, "where the trace goes (default: HOST_DIR/logs)");
   app.add_flag("--json", o.json, "print one JSON object");
+  app.add_option("--provider", o.provider,
+                 "in-process (default), or installed: the installed service's provider, created through COM "
+                 "as VSS creates it (Windows)");
 
   vantorvss::CommandAction chosen;
   vantorvss::AddDisksCommand(app, chosen);
@@ -64,6 +70,7 @@ int main(int argc, char** argv) {
   vantorvss::Report report;
   int status = 1;
   try {
+    vantorvss::ProviderSession::UseSource(vantorvss::ParseProviderSource(o.provider));
     const vantorvss::InstalledHost host({o.hostDir, o.traceDir});
     const vantorvss::CommandContext context{
         (host.HostDir().empty() ? std::filesystem::current_path() : host.HostDir()) / "shadow-copies.json"};

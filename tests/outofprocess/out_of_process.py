@@ -1,0 +1,434 @@
+#!/usr/bin/env python3
+"""The provider out of process, as VSS drives it, under Wine.
+
+One Wine prefix for the whole group: `setup` installs the service and the test-only proxy/stub
+DLL, swaps in the service's emulated-host build, starts the native array simulator and
+configures its groups with vantor-vss.exe; each test step then drives the installed service
+through `vantor-vss.exe --provider installed` and checks the simulator's state and the
+service's own trace; `teardown` ends it all. Usage:
+
+    out_of_process.py --work DIR --bin NAME=PATH ... STEP
+
+Exit status: 0 passed, 1 failed, 77 skipped (no native simulator).
+"""
+import argparse
+import json
+import os
+import pathlib
+import re
+import shutil
+import signal
+import subprocess
+import sys
+import time
+import urllib.request
+
+SERVICE = "Vantor VSS Hardware Provider"
+INITIATOR = "iqn.1991-05.com.microsoft:oop-host"
+COORDINATOR_CLSID = "{E579AB5F-1CC4-44B4-BED9-DE0991FF0623}"
+CONFIGURATION_KEY = r"HKLM\SOFTWARE\Vantor Storage\Configuration"
+INSTALL_DIR = r"C:\Program Files\Vantor Storage"
+SKIP = 77
+# The operations VSS calls; the trace's "Enter"/"Exit" lines of these bound one call.
+OPERATIONS = ("AreLunsSupported", "FillInLunInfo", "BeginPrepareSnapshot", "GetTargetLuns", "LocateLuns",
+              "OnLunEmpty", "OnLunStateChange", "ResyncLuns", "EndPrepareSnapshots", "PreCommitSnapshots",
+              "CommitSnapshots", "PostCommitSnapshots", "PreFinalCommitSnapshots", "PostFinalCommitSnapshots",
+              "AbortSnapshots", "OnLoad", "OnUnload")
+SCOPE_LINE = re.compile(r"\[(\d+):(\d+)\] \S+\s+CLogger\(\d+\): (Enter|Exit) CVaVssHwProvider::(\w+)")
+
+
+class Failure(Exception):
+    pass
+
+
+def check(condition, text):
+    if not condition:
+        raise Failure(text)
+
+
+def windows_path(path):
+    return "Z:" + str(pathlib.Path(path).resolve()).replace("/", "\\")
+
+
+class Host:
+    """The Wine prefix, the simulator and the files the steps share."""
+
+    def __init__(self, work, binaries):
+        self.work = pathlib.Path(work).resolve()
+        self.bin = binaries
+        self.prefix = self.work / "prefix"
+        self.host_dir = self.work / "host"
+        self.env = dict(os.environ, WINEPREFIX=str(self.prefix), WINEDEBUG="-all",
+                        WINEDLLOVERRIDES="mscoree,mshtml=")
+        self.wine = shutil.which("wine64") or shutil.which("wine") or "/usr/lib/wine/wine64"
+        self.wineserver = shutil.which("wineserver") or "/usr/lib/wine/wineserver"
+        state = self.work / "state.json"
+        self.state = json.loads(state.read_text()) if state.exists() else {}
+
+    def save(self):
+        (self.work / "state.json").write_text(json.dumps(self.state))
+
+    # --- Wine ----------------------------------------------------------------------------------
+    def run(self, *args, stdin=None, timeout=180):
+        return subprocess.run([self.wine, *args], env=self.env, input=stdin, capture_output=True, text=True,
+                              timeout=timeout)
+
+    def server(self, *args):
+        # A server started here outlives the call: it must not hold this process's pipes.
+        subprocess.run([self.wineserver, *args], env=self.env, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+                       stderr=subprocess.DEVNULL, timeout=120)
+
+    def drive_c(self, windows):
+        return self.prefix / "drive_c" / windows[3:].replace("\\", "/")
+
+    def reg_add(self, key, name, kind, data):
+        done = self.run("reg", "add", key, "/v", name, "/t", kind, "/d", data, "/f")
+        check(done.returncode == 0, f"reg add {key} {name} failed: {done.stdout}{done.stderr}")
+
+    def sc(self, *args):
+        return self.run("sc", *args)
+
+    def service_state(self):
+        text = self.sc("query", SERVICE).stdout
+        match = re.search(r"STATE\s*:\s*\d+\s+(\w+)", text)
+        return match.group(1) if match else "MISSING"
+
+    def wait_service(self, wanted, seconds=30):
+        deadline = time.time() + seconds
+        while self.service_state() != wanted:
+            check(time.time() < deadline, f"the service did not reach {wanted} (it is {self.service_state()})")
+            time.sleep(0.2)
+
+    # --- the tool ------------------------------------------------------------------------------
+    def tool_command(self, *args):
+        return [self.wine, self.bin["vantor-vss"], "--host-dir", windows_path(self.host_dir), "--provider",
+                "installed", "--json", *args]
+
+    def tool(self, *args, stdin=None, expect=0):
+        done = subprocess.run(self.tool_command(*args), env=self.env, input=stdin, capture_output=True, text=True,
+                              timeout=300)
+        return self.report(args, done.returncode, done.stdout, done.stderr, expect)
+
+    @staticmethod
+    def report(args, status, stdout, stderr, expect):
+        try:
+            report = json.loads(stdout)
+        except json.JSONDecodeError:
+            raise Failure(f"vantor-vss {' '.join(args)} printed no JSON (exit {status}):\n{stdout}\n{stderr}")
+        calls = " ".join(f"{c['name']}={c['hr']}" for c in report.get("calls", []))
+        print(f"$ vantor-vss --provider installed {' '.join(args)} -> {status}: {calls}", flush=True)
+        for note in report.get("notes", []):
+            print(f"    {note}")
+        check(status == expect, f"vantor-vss {' '.join(args)} exited {status}, expected {expect}")
+        return report
+
+    # --- the simulator -------------------------------------------------------------------------
+    def http(self, method, path, body=None):
+        data = None if body is None else json.dumps(body).encode()
+        request = urllib.request.Request(self.state["control"] + path, data=data, method=method,
+                                         headers={"Content-Type": "application/json"})
+        with urllib.request.urlopen(request, timeout=10) as answer:
+            text = answer.read().decode()
+            return json.loads(text) if text else {}
+
+    def groups(self):
+        return {g["name"]: g for g in self.http("GET", "/control/state")["groups"]}
+
+    def volumes(self):
+        return {v["name"]: v for g in self.groups().values() for v in g["volumes"]}
+
+    def snapshots(self):
+        return {s["serial_number"]: s for g in self.groups().values() for s in g.get("snapshots", [])}
+
+    def sessions(self):
+        return {s["target_name"] for s in self.http("GET", f"/host/{INITIATOR}/iscsi/sessions")}
+
+    # --- the service's trace and event mirror --------------------------------------------------
+    def service_logs(self, name):
+        # Wine starts services with %ProgramData% at C:\users\Public, other programs at C:\ProgramData.
+        return [self.drive_c(rf"C:\{base}\Vantor Storage\Logs\{name}") for base in ("users\\Public", "ProgramData")]
+
+    def mark(self):
+        """Where the service's logs end now; `since` reads what came after."""
+        return {str(p): p.stat().st_size if p.exists() else 0
+                for name in ("VSSTrace.log", "events.log") for p in self.service_logs(name)}
+
+    def since(self, mark, name="VSSTrace.log", settle=1.0):
+        time.sleep(settle)  # the trace is written by a thread of its own
+        text = ""
+        for path in self.service_logs(name):
+            if path.exists():
+                with open(path, "rb") as log:
+                    log.seek(mark.get(str(path), 0))
+                    text += log.read().decode(errors="replace")
+        return text
+
+
+def service_processes(trace):
+    """The processes whose provider calls a trace shows."""
+    return {pid for pid, *_ in operations(trace)}
+
+
+def operations(trace):
+    """The provider operations in a trace, in order: (process, thread, enter|exit, name)."""
+    return [(m.group(1), m.group(2), m.group(3), m.group(4)) for m in SCOPE_LINE.finditer(trace)
+            if m.group(4) in OPERATIONS]
+
+
+def expect_served_by_service(host, trace, names):
+    ops = operations(trace)
+    seen = {name for _, _, kind, name in ops if kind == "Enter"}
+    missing = [n for n in names if n not in seen]
+    check(not missing, f"the service's trace shows no {missing}")
+    processes = service_processes(trace)
+    check(len(processes) == 1, f"provider calls ran in several processes: {processes}")
+    tool_trace = host.host_dir / "logs" / "VSSTrace.log"
+    if tool_trace.exists():
+        check("Enter CVaVssHwProvider::" not in tool_trace.read_text(errors="replace"),
+              "the tool's own process ran provider code")
+
+
+# --- steps ---------------------------------------------------------------------------------------
+def setup(host):
+    if not pathlib.Path(host.bin["sim"]).exists():
+        print(f"no native simulator at {host.bin['sim']} (build the native preset first): skipped")
+        return SKIP
+    teardown(host)
+    host.state = {}
+    host.work.mkdir(parents=True, exist_ok=True)
+    host.host_dir.mkdir()
+    started = time.time()
+    check(host.run("wineboot", "-i", timeout=300).returncode == 0, "wineboot failed")
+    # wineboot -i leaves a second services.exe for a while; start from one persistent server.
+    host.server("-w")
+    host.server("-p")
+    # The first program after that brings up Wine's services, which then live as long as the
+    # server: like it, they must not inherit a pipe that somebody waits on.
+    subprocess.run([host.wine, "wineboot"], env=host.env, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+                   stderr=subprocess.DEVNULL, timeout=300)
+
+    # The VSS coordinator double stands in for the VSS that Wine lacks.
+    host.reg_add(rf"HKLM\Software\Classes\CLSID\{COORDINATOR_CLSID}\InprocServer32", "", "REG_SZ",
+                 windows_path(host.bin["coordinator"]))
+    host.reg_add(rf"HKLM\Software\Classes\CLSID\{COORDINATOR_CLSID}\InprocServer32", "ThreadingModel", "REG_SZ",
+                 "Both")
+    installed = host.drive_c(INSTALL_DIR)
+    installed.mkdir(parents=True, exist_ok=True)
+    shutil.copy(host.bin["provider"], installed / "VantorVssProvider.exe")
+    done = host.run(INSTALL_DIR + r"\VantorVssProvider.exe", "/Service")
+    check(done.returncode == 0, f"/Service failed with {done.returncode:#x}")
+    # Same sources, emulated storage stack: the installed registration now starts this build.
+    shutil.copy(host.bin["emulated"], installed / "VantorVssProvider.exe")
+    done = host.run("regsvr32", "/s", windows_path(host.bin["proxy"]))
+    check(done.returncode == 0, f"registering the proxy/stub DLL failed: {done.returncode}")
+
+    scenario = pathlib.Path(__file__).with_name("scenario.json")
+    ready = host.work / "ready.json"
+    log = open(host.work / "sim.log", "w")
+    sim = subprocess.Popen([host.bin["sim"], "--scenario", str(scenario), "--ready-file", str(ready)],
+                           stdin=subprocess.DEVNULL, stdout=log, stderr=log, start_new_session=True)
+    host.state["sim_pid"] = sim.pid
+    host.save()
+    deadline = time.time() + 30
+    while not ready.exists():
+        check(sim.poll() is None and time.time() < deadline, "the simulator did not start")
+        time.sleep(0.1)
+    info = json.loads(ready.read_text())
+    host.state["control"] = info["control_url"]
+    host.state["groups"] = {g["name"]: g["address"] for g in info["groups"]}
+    host.save()
+
+    endpoint = json.dumps({"initiator": INITIATOR, "control": host.state["control"]})
+    (host.host_dir / "host.json").write_text(endpoint)
+    (installed / "emulated-host.json").write_text(endpoint)
+    passwords = {"group-east": "east-secret", "group-west": "west-secret"}
+    for name, password in passwords.items():
+        host.tool("config", "add-group", host.state["groups"][name], "--user", "admin", "--password-stdin",
+                  stdin=password + "\n")
+    # The administrator connected the host to its volumes' targets once.
+    for target in sorted({v["target_name"] for v in host.volumes().values()}):
+        check(host.http("POST", f"/host/{INITIATOR}/iscsi/login", {"target_name": target}).get("status") == 0,
+              f"login to {target} failed")
+    print(f"prefix, service, proxy and simulator ready in {time.time() - started:.1f} s")
+    return 0
+
+
+def lifecycle(host):
+    vols = host.volumes()
+    sql, vm = vols["sql-data"], vols["vm-disk-1"]
+    before = set(host.snapshots())
+    mark = host.mark()
+
+    created = host.tool("create", sql["serial_number"], vm["serial_number"])
+    made = {s["source_serial"]: s["snapshot_serial"] for s in created["snapshots"]}
+    check(set(made) == {sql["serial_number"], vm["serial_number"]}, f"the set covers {set(made)}")
+    on_array = host.snapshots()
+    check(set(on_array) - before == set(made.values()), "the arrays hold other snapshots than GetTargetLuns named")
+    groups_of = {on_array[s]["vol_name"] for s in made.values()}
+    check(groups_of == {"sql-data", "vm-disk-1"}, f"snapshots of {groups_of}")
+    sql_snap, vm_snap = made[sql["serial_number"]], made[vm["serial_number"]]
+
+    imported = host.tool("import", sql_snap, vm_snap)
+    check(all(i["identity_matches"] for i in imported["imported"]),
+          "FillInLunInfo across processes did not return the identity GetTargetLuns gave")
+    on_array = host.snapshots()
+    check(on_array[sql_snap]["online"] and on_array[vm_snap]["online"], "imported snapshots are not online")
+    exposed = {on_array[sql_snap]["target_name"], on_array[vm_snap]["target_name"]}
+    check(exposed <= host.sessions(), "the host is not logged in to the imported snapshots")
+
+    host.tool("hide", sql_snap, vm_snap)
+    on_array = host.snapshots()
+    check(not on_array[sql_snap]["online"] and not on_array[vm_snap]["online"], "hidden snapshots are still online")
+
+    at_snapshot = host.volumes()["sql-data"]["data_version"]
+    host.http("POST", f"/control/volumes/{sql['id']}/write")
+    check(host.volumes()["sql-data"]["data_version"] != at_snapshot, "the write did not change the volume")
+    restored = host.tool("resync", f"{sql_snap}={sql['serial_number']}")
+    check(any(n == "resync status 0x00000000" for n in restored["notes"]),
+          f"IVssAsync across processes did not report success: {restored['notes']}")
+    check(host.volumes()["sql-data"]["data_version"] == at_snapshot, "the restore did not bring back the data")
+
+    count = len(host.snapshots())
+    host.tool("create", "--abort-after", "commit", vols["sql-log"]["serial_number"])
+    check(len(host.snapshots()) == count, "the aborted set left snapshots on the array")
+
+    host.tool("empty", sql_snap, vm_snap)
+    remaining = host.snapshots()
+    check(sql_snap not in remaining and vm_snap not in remaining, "OnLunEmpty left the snapshots on the arrays")
+
+    expect_served_by_service(host, host.since(mark),
+                             ["AreLunsSupported", "FillInLunInfo", "BeginPrepareSnapshot", "EndPrepareSnapshots",
+                              "CommitSnapshots", "GetTargetLuns", "LocateLuns", "OnLunStateChange", "ResyncLuns",
+                              "AbortSnapshots", "OnLunEmpty"])
+    return 0
+
+
+def concurrent(host):
+    """Two requestors at once: the service runs one provider operation at a time."""
+    vols = host.volumes()
+    east = host.groups()["group-east"]["id"]
+    # The first set's commit is slow, so the second requestor's calls arrive while it runs.
+    host.http("POST", "/control/faults", {"group": east, "op": "bulk_create", "delay_ms": 2000, "count": 1})
+    mark = host.mark()
+    first = subprocess.Popen(host.tool_command("create", vols["sql-log"]["serial_number"]), env=host.env,
+                             stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+    deadline = time.time() + 120
+    while "Enter CVaVssHwProvider::CommitSnapshots" not in host.since(mark, settle=0):
+        check(first.poll() is None and time.time() < deadline, "the first requestor never reached its commit")
+        time.sleep(0.05)
+    second = subprocess.Popen(host.tool_command("create", vols["vm-disk-2"]["serial_number"]), env=host.env,
+                              stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+    reports = []
+    for name, proc in (("first", first), ("second", second)):
+        out, err = proc.communicate(timeout=300)
+        reports.append(Host.report((name, "create"), proc.returncode, out, err, 0))
+    sets = [r["snapshot_set_id"] for r in reports]
+
+    ops = operations(host.since(mark))
+    open_call = None
+    for pid, thread, kind, name in ops:
+        if kind == "Enter":
+            check(open_call is None, f"{name} entered on thread {thread} while {open_call} was running")
+            open_call = (thread, name)
+        else:
+            check(open_call == (thread, name), f"{name} left on thread {thread} while {open_call} was running")
+            open_call = None
+    # The two requestors really were at the service at the same time: calls of the second set
+    # came between calls of the first one.
+    trace = host.since(mark)
+    first_end = trace.rfind("Exit CVaVssHwProvider::PostFinalCommitSnapshots")
+    check(trace.find(sets[1]) != -1, f"the trace never names the second set {sets[1]}")
+    check(trace.find(sets[1]) < trace.find("Exit CVaVssHwProvider::CommitSnapshots") or
+          trace.find(sets[1]) < first_end, "the requestors did not overlap")
+    print(f"{len(ops) // 2} provider calls of sets {sets[0]} and {sets[1]}, none inside another")
+    return 0
+
+
+def restart(host):
+    vols = host.volumes()
+    mark = host.mark()
+    created = host.tool("create", vols["vm-disk-2"]["serial_number"])
+    snap = created["snapshots"][0]["snapshot_serial"]
+    before = service_processes(host.since(mark))
+    check(len(before) == 1, f"the create ran in processes {before}")
+    check(host.sc("stop", SERVICE).returncode == 0, "sc stop failed")
+    host.wait_service("STOPPED")
+    check(host.sc("start", SERVICE).returncode == 0, "sc start failed")
+    host.wait_service("RUNNING")
+    mark = host.mark()
+    imported = host.tool("import", snap)
+    check(imported["imported"][0]["identity_matches"], "the import after the restart did not match")
+    check(host.snapshots()[snap]["online"], "the snapshot is not online after the import")
+    after = service_processes(host.since(mark))
+    check(len(after) == 1 and after != before, f"the import ran in {after}, the create in {before}")
+    host.tool("hide", snap)
+    host.tool("empty", snap)
+    return 0
+
+
+def credentials(host):
+    """The service reads what `config add-group` stored, and names a group it cannot read."""
+    vols = host.volumes()
+    north = host.state["groups"]["group-north"]
+    configured = host.run("reg", "query", CONFIGURATION_KEY, "/v", "GroupMgmtIps").stdout
+    addresses = re.search(r"GroupMgmtIps\s+REG_SZ\s+(.*)", configured).group(1).strip()
+    # A group whose address is configured without any credential stored for it.
+    host.reg_add(CONFIGURATION_KEY, "GroupMgmtIps", "REG_SZ", f"{addresses} {north}")
+    try:
+        mark = host.mark()
+        created = host.tool("create", vols["sql-log"]["serial_number"])
+        events = host.since(mark, "events.log")
+        check(re.search(rf"\b4380\b.*{re.escape(north)}", events) is not None,
+              f"no event 4380 naming {north} in the service's events:\n{events}")
+        expect_served_by_service(host, host.since(mark), ["EndPrepareSnapshots", "CommitSnapshots"])
+        # The east group answered: the service logged in with the stored credential.
+        sessions = host.groups()["group-east"]["sessions"]
+        check(any(s["username"] == "admin" for s in sessions), "no array session of the stored user")
+        snap = created["snapshots"][0]["snapshot_serial"]
+        host.tool("empty", snap)
+    finally:
+        host.reg_add(CONFIGURATION_KEY, "GroupMgmtIps", "REG_SZ", addresses)
+    return 0
+
+
+def teardown(host):
+    pid = host.state.get("sim_pid")
+    if pid:
+        try:
+            os.kill(pid, signal.SIGTERM)
+        except ProcessLookupError:
+            pass
+    if host.prefix.exists():
+        host.server("-k")
+        host.server("-w")
+    shutil.rmtree(host.work, ignore_errors=True)
+    return 0
+
+
+STEPS = {"setup": setup, "lifecycle": lifecycle, "concurrent": concurrent, "restart": restart,
+         "credentials": credentials, "teardown": teardown}
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("--work", required=True)
+    parser.add_argument("--bin", action="append", default=[], help="NAME=PATH")
+    parser.add_argument("step", choices=STEPS)
+    args = parser.parse_args()
+    binaries = dict(b.split("=", 1) for b in args.bin)
+    host = Host(args.work, binaries)
+    if args.step not in ("setup", "teardown") and "control" not in host.state:
+        print("the out-of-process setup did not run: skipped")
+        return SKIP
+    started = time.time()
+    try:
+        status = STEPS[args.step](host)
+    except Failure as failure:
+        print(f"FAILED: {failure}")
+        return 1
+    print(f"{args.step}: {time.time() - started:.1f} s")
+    return status
+
+
+if __name__ == "__main__":
+    sys.exit(main())
