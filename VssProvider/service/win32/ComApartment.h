@@ -1,12 +1,13 @@
 #pragma once
-// COM for the calling thread, multi-threaded apartment, for as long as the object lives.
+// COM for the calling thread, for as long as the object lives: the multi-threaded apartment
+// unless another model is asked for.
 #include <objbase.h>
 
 namespace service {
 
 class ComApartment {
  public:
-  ComApartment() : mResult(CoInitializeEx(nullptr, COINIT_MULTITHREADED)) {}
+  explicit ComApartment(DWORD model = COINIT_MULTITHREADED) : mResult(CoInitializeEx(nullptr, model)) {}
   ~ComApartment() {
     if (SUCCEEDED(mResult)) CoUninitialize();
   }

@@ -279,7 +279,12 @@ void CVantorVssProviderModule::PostToLoop(UINT message) {
 
 HRESULT CVantorVssProviderModule::RunServer(bool asService) {
   CLogger scope(L"CVantorVssProviderModule::RunServer");
-  const ComApartment com;
+  // A single-threaded apartment: the class object and every provider object live on this
+  // thread, and COM hands it one call at a time through the message loop below. Two requestors
+  // (each with its own provider object) thus never run provider operations at once, as the
+  // one object VSS keeps never does; the array traffic of one set is never interleaved with
+  // another's.
+  const ComApartment com(COINIT_APARTMENTTHREADED);
   if (FAILED(com.Result())) {
     VA_LOG(MSG_ERROR, L"** CoInitializeEx failed, hr = 0x%08x", static_cast<unsigned>(com.Result()));
     return com.Result();
