@@ -373,15 +373,21 @@ def credentials(host):
     try:
         mark = host.mark()
         created = host.tool("create", vols["sql-log"]["serial_number"])
-        events = host.since(mark, "events.log")
-        check(re.search(rf"\b4380\b.*{re.escape(north)}", events) is not None,
-              f"no event 4380 naming {north} in the service's events:\n{events}")
-        expect_served_by_service(host, host.since(mark), ["EndPrepareSnapshots", "CommitSnapshots"])
+        trace = host.since(mark)
+        expect_served_by_service(host, trace, ["EndPrepareSnapshots", "CommitSnapshots"])
+        (service,) = service_processes(trace)
         east = host.state["groups"]["group-east"]
-        check(f"Successfully Retreived Array Credentials for GroupMgmt IP {east}" in host.since(mark, settle=0),
-              "the service did not read the stored credential of group-east")
+        check(re.search(rf"\[{service}:\d+\].*Successfully Retreived Array Credentials for GroupMgmt IP "
+                        rf"{re.escape(east)}\b", trace),
+              "the service's process did not read the stored credential of group-east")
         check(created["snapshots"] and created["snapshots"][0]["snapshot_serial"] in host.snapshots(),
               "group-east took no snapshot with the stored credential")
+        # Wine's event log keeps nothing: the service's mirror of it, and its trace, are the evidence.
+        events = host.since(mark, "events.log", settle=0)
+        check(re.search(rf"\b4380\b.*{re.escape(north)}", events),
+              f"no event 4380 naming {north} in the service's events:\n{events}")
+        check(re.search(rf"\[{service}:\d+\].*Event 4380 .*{re.escape(north)}", trace),
+              f"the trace shows no event 4380 for {north} from the service's process {service}")
     finally:
         host.reg_add(CONFIGURATION_KEY, "GroupMgmtIps", "REG_SZ", addresses)
     return 0
