@@ -293,10 +293,20 @@ def lifecycle(host):
     host.tool("create", "--abort-after", "commit", vols["sql-log"]["serial_number"])
     check(len(host.snapshots()) == count, "the aborted set left snapshots on the array")
 
+    # Released as VSS releases a shadow copy on the host that imported it.
+    host.tool("import", created["snapshot_set_id"])
+    host.tool("delete", created["snapshot_set_id"])
+    on_array = host.snapshots()
+    check(not on_array[sql_snap]["online"] and not on_array[vm_snap]["online"], "released snapshots are still online")
+    check(not exposed & host.sessions(), "the host is still logged in to the released snapshots")
+    listed = host.tool("list")
+    check(all(s["snapshot_set_id"] != created["snapshot_set_id"] for s in listed["sets"]),
+          "the released set is still in the shadow-copy document")
+
     expect_served_by_service(host, host.since(mark),
                              ["AreLunsSupported", "FillInLunInfo", "BeginPrepareSnapshot", "EndPrepareSnapshots",
                               "CommitSnapshots", "GetTargetLuns", "LocateLuns", "OnLunStateChange", "ResyncLuns",
-                              "AbortSnapshots"])
+                              "AbortSnapshots", "OnLunEmpty"])
     return 0
 
 
