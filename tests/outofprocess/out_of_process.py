@@ -207,16 +207,22 @@ def setup(host):
     subprocess.run([host.wine, "wineboot"], env=host.env, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
                    stderr=subprocess.DEVNULL, timeout=300)
 
-    # The VSS coordinator double stands in for the VSS that Wine lacks.
-    host.reg_add(rf"HKLM\Software\Classes\CLSID\{COORDINATOR_CLSID}\InprocServer32", "", "REG_SZ",
-                 windows_path(host.bin["coordinator"]))
-    host.reg_add(rf"HKLM\Software\Classes\CLSID\{COORDINATOR_CLSID}\InprocServer32", "ThreadingModel", "REG_SZ",
-                 "Both")
     installed = host.drive_c(INSTALL_DIR)
-    installed.mkdir(parents=True, exist_ok=True)
-    shutil.copy(host.bin["provider"], installed / "VantorVssProvider.exe")
-    done = host.run(INSTALL_DIR + r"\VantorVssProvider.exe", "/Service")
-    check(done.returncode == 0, f"/Service failed with {done.returncode:#x}")
+    if "msi" in host.bin:
+        # As an administrator installs it (with the VSS coordinator double Wine lacks).
+        done = subprocess.run(["sh", host.bin["install"], host.bin["msi"], host.bin["coordinator"]], env=host.env,
+                              stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=300)
+        check(done.returncode == 0, f"installing the package failed: {done.stdout}{done.stderr}")
+    else:
+        host.reg_add(rf"HKLM\Software\Classes\CLSID\{COORDINATOR_CLSID}\InprocServer32", "", "REG_SZ",
+                     windows_path(host.bin["coordinator"]))
+        host.reg_add(rf"HKLM\Software\Classes\CLSID\{COORDINATOR_CLSID}\InprocServer32", "ThreadingModel",
+                     "REG_SZ", "Both")
+        installed.mkdir(parents=True, exist_ok=True)
+        shutil.copy(host.bin["provider"], installed / "VantorVssProvider.exe")
+        done = host.run(INSTALL_DIR + r"\VantorVssProvider.exe", "/Service")
+        check(done.returncode == 0, f"/Service failed with {done.returncode:#x}")
+    check(host.service_state() == "STOPPED", f"the installed service is {host.service_state()}")
     # Same sources, emulated storage stack: the installed registration now starts this build.
     shutil.copy(host.bin["emulated"], installed / "VantorVssProvider.exe")
     done = host.run("regsvr32", "/s", windows_path(host.bin["proxy"]))
