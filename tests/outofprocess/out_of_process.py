@@ -411,7 +411,9 @@ def credentials(host):
 
 def teardown(host):
     pid = host.state.get("sim_pid")
-    if pid:
+    cmdline = pathlib.Path(f"/proc/{pid}/cmdline")
+    # Only the simulator this group started: a stale state file's process id may be another's now.
+    if pid and cmdline.exists() and b"vantor-array-sim" in cmdline.read_bytes():
         try:
             os.kill(pid, signal.SIGTERM)
         except ProcessLookupError:
