@@ -143,6 +143,10 @@ class Host:
     def sessions(self):
         return {s["target_name"] for s in self.http("GET", f"/host/{INITIATOR}/iscsi/sessions")}
 
+    def disks(self):
+        """The serial numbers of the disks the host sees."""
+        return {d["serial_number"] for d in self.http("GET", f"/host/{INITIATOR}/disks")}
+
     # --- the service's trace and event mirror --------------------------------------------------
     def service_logs(self, name):
         # Wine starts services with %ProgramData% at C:\users\Public, other programs at C:\ProgramData.
@@ -281,10 +285,15 @@ def lifecycle(host):
     check(on_array[sql_snap]["online"] and on_array[vm_snap]["online"], "imported snapshots are not online")
     exposed = {on_array[sql_snap]["target_name"], on_array[vm_snap]["target_name"]}
     check(exposed <= host.sessions(), "the host is not logged in to the imported snapshots")
+    check({sql_snap, vm_snap} <= host.disks(), "the imported snapshots are no disks of the host")
+    # The sql-data snapshot has a target of its own; vm-disk-1's is its group's, which stays.
+    own_target = on_array[sql_snap]["target_name"]
 
     host.tool("hide", sql_snap, vm_snap)
     on_array = host.snapshots()
     check(not on_array[sql_snap]["online"] and not on_array[vm_snap]["online"], "hidden snapshots are still online")
+    check(own_target not in host.sessions() and not {sql_snap, vm_snap} & host.disks(),
+          "the host still sees the hidden snapshots")
 
     at_snapshot = host.volumes()["sql-data"]["data_version"]
     host.http("POST", f"/control/volumes/{sql['id']}/write")
@@ -304,7 +313,8 @@ def lifecycle(host):
     host.tool("delete", created["snapshot_set_id"])
     on_array = host.snapshots()
     check(not on_array[sql_snap]["online"] and not on_array[vm_snap]["online"], "released snapshots are still online")
-    check(not exposed & host.sessions(), "the host is still logged in to the released snapshots")
+    check(own_target not in host.sessions() and not {sql_snap, vm_snap} & host.disks(),
+          "the host still sees the released snapshots")
     listed = host.tool("list")
     check(all(s["snapshot_set_id"] != created["snapshot_set_id"] for s in listed["sets"]),
           "the released set is still in the shadow-copy document")
