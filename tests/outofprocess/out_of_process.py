@@ -27,6 +27,7 @@ SERVICE = "Vantor VSS Hardware Provider"
 INITIATOR = "iqn.1991-05.com.microsoft:oop-host"
 COORDINATOR_CLSID = "{E579AB5F-1CC4-44B4-BED9-DE0991FF0623}"
 CONFIGURATION_KEY = r"HKLM\SOFTWARE\Vantor Storage\Configuration"
+CREDENTIALS_KEY = r"HKLM\SOFTWARE\Vantor Storage\Credentials"
 INSTALL_DIR = r"C:\Program Files\Vantor Storage"
 SKIP = 77
 # The operations VSS calls; the trace's "Enter"/"Exit" lines of these bound one call.
@@ -392,30 +393,38 @@ def credentials(host):
     """The service reads what `config add-group` stored, and names a group it cannot read."""
     vols = host.volumes()
     north = host.state["groups"]["group-north"]
+    east = host.state["groups"]["group-east"]
     configured = host.run("reg", "query", CONFIGURATION_KEY, "/v", "GroupMgmtIps").stdout
     addresses = re.search(r"GroupMgmtIps\s+REG_SZ\s+(.*)", configured).group(1).strip()
-    # A group whose address is configured without any credential stored for it.
     host.reg_add(CONFIGURATION_KEY, "GroupMgmtIps", "REG_SZ", f"{addresses} {north}")
     try:
-        mark = host.mark()
-        created = host.tool("create", vols["sql-log"]["serial_number"])
-        trace = host.since(mark)
-        expect_served_by_service(host, trace, ["EndPrepareSnapshots", "CommitSnapshots"])
-        (service,) = service_processes(trace)
-        east = host.state["groups"]["group-east"]
-        check(re.search(rf"\[{service}:\d+\].*Successfully Retreived Array Credentials for GroupMgmt IP "
-                        rf"{re.escape(east)}\b", trace),
-              "the service's process did not read the stored credential of group-east")
-        check(created["snapshots"] and created["snapshots"][0]["snapshot_serial"] in host.snapshots(),
-              "group-east took no snapshot with the stored credential")
-        # Wine's event log keeps nothing: the service's mirror of it, and its trace, are the evidence.
-        events = host.since(mark, "events.log", settle=0)
-        check(re.search(rf"\b4380\b.*{re.escape(north)}", events),
-              f"no event 4380 naming {north} in the service's events:\n{events}")
-        check(re.search(rf"\[{service}:\d+\].*Event 4380 .*{re.escape(north)}", trace),
-              f"the trace shows no event 4380 for {north} from the service's process {service}")
+        # A configured group without any stored credential, then one whose stored value does
+        # not open (sealed elsewhere, or altered).
+        for unreadable in (None, "00112233445566778899aabbccddeeff"):
+            if unreadable:
+                host.reg_add(CREDENTIALS_KEY, north, "REG_BINARY", unreadable)
+            mark = host.mark()
+            created = host.tool("create", vols["sql-log"]["serial_number"])
+            trace = host.since(mark)
+            expect_served_by_service(host, trace, ["EndPrepareSnapshots", "CommitSnapshots"])
+            (service,) = service_processes(trace)
+            check(re.search(rf"\[{service}:\d+\].*Successfully Retreived Array Credentials for GroupMgmt IP "
+                            rf"{re.escape(east)}\b", trace),
+                  "the service's process did not read the stored credential of group-east")
+            check(created["snapshots"] and created["snapshots"][0]["snapshot_serial"] in host.snapshots(),
+                  "group-east took no snapshot with the stored credential")
+            # Wine's event log keeps nothing: the service's mirror of it, and its trace, are the evidence.
+            events = host.since(mark, "events.log", settle=0)
+            check(re.search(rf"\b4380\b.*{re.escape(north)}", events),
+                  f"no event 4380 naming {north} in the service's events:\n{events}")
+            check(re.search(rf"\[{service}:\d+\].*Event 4380 .*{re.escape(north)}", trace),
+                  f"the trace shows no event 4380 for {north} from the service's process {service}")
+            if unreadable:
+                check(re.search(rf"\[{service}:\d+\] ERROR .*{re.escape(north)}.*does not open", trace),
+                      f"the service did not say why the credential of {north} is unusable")
     finally:
         host.reg_add(CONFIGURATION_KEY, "GroupMgmtIps", "REG_SZ", addresses)
+        host.run("reg", "delete", CREDENTIALS_KEY, "/v", north, "/f")
     return 0
 
 
