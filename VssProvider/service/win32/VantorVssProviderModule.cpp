@@ -54,6 +54,19 @@ std::wstring LoadModulePath() {
 
 HRESULT FromBool(bool ok) { return ok ? S_OK : E_FAIL; }
 
+// Keeps the single-threaded apartment answering for `milliseconds`: COM delivers its calls as
+// messages to this thread.
+void DispatchCallsFor(DWORD milliseconds) {
+  const ULONGLONG end = GetTickCount64() + milliseconds;
+  MSG message{};
+  for (ULONGLONG now = GetTickCount64(); now < end; now = GetTickCount64()) {
+    MsgWaitForMultipleObjects(0, nullptr, FALSE, static_cast<DWORD>(end - now), QS_ALLINPUT);
+    while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
+      if (message.message != WM_QUIT) DispatchMessageW(&message);
+    }
+  }
+}
+
 }  // namespace
 
 CVantorVssProviderModule::CVantorVssProviderModule()
@@ -338,8 +351,8 @@ HRESULT CVantorVssProviderModule::RunServer(bool asService) {
         }
       }
     }
-    // Calls into this multi-threaded apartment run on COM's own threads meanwhile.
-    if (ending) Sleep(kEndingGraceMs);
+    // Calls that reach the apartment meanwhile are still dispatched (and answered).
+    if (ending) DispatchCallsFor(kEndingGraceMs);
   } else {
     VA_LOG(MSG_ERROR, L"** CoResumeClassObjects failed, hr = 0x%08x", static_cast<unsigned>(hr));
   }
