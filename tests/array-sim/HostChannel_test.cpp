@@ -171,12 +171,16 @@ TEST_F(HostChannel, VirtualDisksAreSeenThroughTheAclAloneWithTheirOwnIdentity) {
     EXPECT_EQ(entries[0].first, volA.serialNumber);
 
     // The backing volume is the virtual volume whose metadata names the disk.
-    for (const auto& v : sim.state()["groups"][0]["volumes"]) {
+    const json state = sim.state();
+    int backing = 0;
+    for (const auto& v : state["groups"][0]["volumes"]) {
         if (v["id"] != vmA.id) continue;
+        ++backing;
         EXPECT_EQ(v["agent_type"], "vvol");
         EXPECT_EQ(v["virtual_disk_serial"], vmA.virtualDiskSerial);
         EXPECT_EQ(v["metadata"], (json{{{"key", arraysim::kVirtualDeviceIdKey}, {"value", vmA.virtualDiskSerial}}}));
     }
+    EXPECT_EQ(backing, 1);
 
     // A misreported designator is what every host then reads; a bad one is refused.
     sim.misreportEui64(volA.serialNumber, "00112233445566778899aabbccddeeff");

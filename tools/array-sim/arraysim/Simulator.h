@@ -69,7 +69,7 @@ struct VolumeSpec {
     // a virtual machine's disk; every host its ACL names sees that disk (vendor "VMware",
     // product "Virtual disk") with the disk's own serial number and designators, without any
     // iSCSI session. Such a volume is a virtual volume (agent_type "vvol") whose metadata key
-    // vp_vs_VAN_VIRTUAL_DEVICE_ID holds the disk's serial number (taken from the spec's
+    // vp_vs_VAN_VIRTUAL_DEVICE_ID holds the disk's serial number (taken from this definition's
     // metadata when it sets that key, made up otherwise).
     std::string presentation = "iscsi";
 };
