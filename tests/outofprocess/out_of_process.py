@@ -280,8 +280,18 @@ def lifecycle(host):
     sql_snap, vm_snap = made[sql["serial_number"]], made[vm["serial_number"]]
 
     imported = host.tool("import", sql_snap, vm_snap)
-    check(all(i["identity_matches"] for i in imported["imported"]),
-          "FillInLunInfo across processes did not return the identity GetTargetLuns gave")
+    check({i["snapshot_serial"] for i in imported["imported"]} == {sql_snap, vm_snap},
+          "the snapshots did not arrive with the identity GetTargetLuns gave")
+    # FillInLunInfo rewrote each arrived disk's record in the service (its designators grow), and
+    # what came back to this process is the identity GetTargetLuns gave.
+    targets = {v["target_lun"]["serial_number"]: v["target_lun"]
+               for s in json.loads((host.host_dir / "shadow-copies.json").read_text())["sets"] for v in s["volumes"]}
+    filled = {f["lun"]["serial_number"]: f["lun"] for f in imported["filled"]}
+    for snap in (sql_snap, vm_snap):
+        check(snap in filled, f"FillInLunInfo did not accept the arrived disk of {snap}")
+        check(filled[snap]["device_id_descriptor"] == targets[snap]["device_id_descriptor"],
+              f"FillInLunInfo across processes returned {filled[snap]['device_id_descriptor']} for {snap}, "
+              f"GetTargetLuns gave {targets[snap]['device_id_descriptor']}")
     on_array = host.snapshots()
     check(on_array[sql_snap]["online"] and on_array[vm_snap]["online"], "imported snapshots are not online")
     exposed = {on_array[sql_snap]["target_name"], on_array[vm_snap]["target_name"]}
@@ -381,7 +391,7 @@ def restart(host):
     host.wait_service("RUNNING")
     mark = host.mark()
     imported = host.tool("import", snap)
-    check(imported["imported"][0]["identity_matches"], "the import after the restart did not match")
+    check([i["snapshot_serial"] for i in imported["imported"]] == [snap], "the import after the restart failed")
     check(host.snapshots()[snap]["online"], "the snapshot is not online after the import")
     after = service_processes(host.since(mark))
     check(len(after) == 1 and after != before, f"the import ran in {after}, the create in {before}")

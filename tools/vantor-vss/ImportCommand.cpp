@@ -34,13 +34,15 @@ int RunImport(const ImportOptions& options, const CommandContext& where, Report&
   // The rescan: every disk that was not there before has arrived, and VSS asks the provider
   // about each of them.
   const auto after = ListHostDisks();
+  nlohmann::json filled = nlohmann::json::array();  // what FillInLunInfo made of each arrived disk
   for (const auto& disk : after) {
     const bool arrived = std::none_of(before.begin(), before.end(), [&](const HostDisk& d) { return d.device == disk.device; });
     if (!arrived) continue;
     LunArray lun;
     lun.Add(ToLunInformation(disk));
     std::wstring device = disk.device;
-    vss.FillInLunInfo(device.data(), lun[0]);
+    if (vss.FillInLunInfo(device.data(), lun[0]))
+      filled.push_back({{"device", wincompat::ToNarrow(disk.device)}, {"lun", LunToJson(lun[0])}});
   }
 
   nlohmann::json imported = nlohmann::json::array();
@@ -78,6 +80,7 @@ int RunImport(const ImportOptions& options, const CommandContext& where, Report&
     report.notes.push_back("VSS_S_SOME_SNAPSHOTS_NOT_IMPORTED: " + std::to_string(notImported.size()) + " of " +
                            std::to_string(targets.size()) + " snapshots");
   report.extra["imported"] = imported;
+  report.extra["filled"] = filled;
   report.extra["not_imported"] = notImported;
   if (!options.document.empty()) own.Save();
   return FinishRun(vss, report, located == S_OK && notImported.empty());
