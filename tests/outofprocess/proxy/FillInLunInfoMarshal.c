@@ -108,50 +108,34 @@ static HRESULT CopyLun(const VDS_LUN_INFORMATION *from, VDS_LUN_INFORMATION *to)
 }
 
 /* The caller's side: its record's blocks are replaced by the ones that came back. */
-static HRESULT FillInOnTheWire(HRESULT (STDMETHODCALLTYPE *remote)(void *, VSS_PWSZ, VDS_LUN_INFORMATION *,
-                                                                   VDS_LUN_INFORMATION *, BOOL *),
-                               void *This, VSS_PWSZ wszDeviceName, VDS_LUN_INFORMATION *pLunInfo,
-                               BOOL *pbIsSupported)
+static HRESULT TakeFilled(HRESULT hr, VDS_LUN_INFORMATION *pLunInfo, VDS_LUN_INFORMATION *filled)
 {
-    VDS_LUN_INFORMATION filled;
-    HRESULT hr;
-
-    if (pbIsSupported == NULL) return E_POINTER;
-    memset(&filled, 0, sizeof filled);
-    hr = remote(This, wszDeviceName, pLunInfo, &filled, pbIsSupported);
     if (pLunInfo != NULL && SUCCEEDED(hr)) {
         FreeLun(pLunInfo);
-        *pLunInfo = filled;
+        *pLunInfo = *filled;
     } else {
-        FreeLun(&filled);
+        FreeLun(filled);
     }
     return hr;
 }
 
 /* The object's side: the object rewrites a copy in COM memory, which then travels back. */
-static HRESULT FillInACopy(HRESULT (STDMETHODCALLTYPE *local)(void *, VSS_PWSZ, VDS_LUN_INFORMATION *, BOOL *),
-                           void *This, VSS_PWSZ wszDeviceName, VDS_LUN_INFORMATION *pLunInfo,
-                           VDS_LUN_INFORMATION *pFilledLunInfo, BOOL *pbIsSupported)
+static HRESULT CopyIn(const VDS_LUN_INFORMATION *pLunInfo, VDS_LUN_INFORMATION *pFilledLunInfo)
 {
-    HRESULT hr;
-
-    if (pLunInfo == NULL) return local(This, wszDeviceName, NULL, pbIsSupported);
-    hr = CopyLun(pLunInfo, pFilledLunInfo);
-    if (FAILED(hr)) return hr;
-    return local(This, wszDeviceName, pFilledLunInfo, pbIsSupported);
+    return pLunInfo != NULL ? CopyLun(pLunInfo, pFilledLunInfo) : S_OK;
 }
-
-typedef HRESULT (STDMETHODCALLTYPE *RemoteFill)(void *, VSS_PWSZ, VDS_LUN_INFORMATION *, VDS_LUN_INFORMATION *,
-                                                 BOOL *);
-typedef HRESULT (STDMETHODCALLTYPE *LocalFill)(void *, VSS_PWSZ, VDS_LUN_INFORMATION *, BOOL *);
 
 HRESULT CALLBACK IVssHardwareSnapshotProvider_FillInLunInfo_Proxy(IVssHardwareSnapshotProvider *This,
                                                                    VSS_PWSZ wszDeviceName,
                                                                    VDS_LUN_INFORMATION *pLunInfo,
                                                                    BOOL *pbIsSupported)
 {
-    return FillInOnTheWire((RemoteFill)IVssHardwareSnapshotProvider_RemoteFillInLunInfo_Proxy, This, wszDeviceName,
-                           pLunInfo, pbIsSupported);
+    VDS_LUN_INFORMATION filled;
+    if (pbIsSupported == NULL) return E_POINTER;
+    memset(&filled, 0, sizeof filled);
+    return TakeFilled(IVssHardwareSnapshotProvider_RemoteFillInLunInfo_Proxy(This, wszDeviceName, pLunInfo, &filled,
+                                                                             pbIsSupported),
+                      pLunInfo, &filled);
 }
 
 HRESULT __RPC_STUB IVssHardwareSnapshotProvider_FillInLunInfo_Stub(IVssHardwareSnapshotProvider *This,
@@ -160,8 +144,9 @@ HRESULT __RPC_STUB IVssHardwareSnapshotProvider_FillInLunInfo_Stub(IVssHardwareS
                                                                   VDS_LUN_INFORMATION *pFilledLunInfo,
                                                                   BOOL *pbIsSupported)
 {
-    return FillInACopy((LocalFill)This->lpVtbl->FillInLunInfo, This, wszDeviceName, pLunInfo, pFilledLunInfo,
-                       pbIsSupported);
+    const HRESULT hr = CopyIn(pLunInfo, pFilledLunInfo);
+    if (FAILED(hr)) return hr;
+    return This->lpVtbl->FillInLunInfo(This, wszDeviceName, pLunInfo != NULL ? pFilledLunInfo : NULL, pbIsSupported);
 }
 
 HRESULT CALLBACK IVssHardwareSnapshotProviderEx_FillInLunInfo_Proxy(IVssHardwareSnapshotProviderEx *This,
@@ -169,8 +154,12 @@ HRESULT CALLBACK IVssHardwareSnapshotProviderEx_FillInLunInfo_Proxy(IVssHardware
                                                                      VDS_LUN_INFORMATION *pLunInfo,
                                                                      BOOL *pbIsSupported)
 {
-    return FillInOnTheWire((RemoteFill)IVssHardwareSnapshotProviderEx_RemoteFillInLunInfo_Proxy, This,
-                           wszDeviceName, pLunInfo, pbIsSupported);
+    VDS_LUN_INFORMATION filled;
+    if (pbIsSupported == NULL) return E_POINTER;
+    memset(&filled, 0, sizeof filled);
+    return TakeFilled(IVssHardwareSnapshotProviderEx_RemoteFillInLunInfo_Proxy(This, wszDeviceName, pLunInfo,
+                                                                               &filled, pbIsSupported),
+                      pLunInfo, &filled);
 }
 
 HRESULT __RPC_STUB IVssHardwareSnapshotProviderEx_FillInLunInfo_Stub(IVssHardwareSnapshotProviderEx *This,
@@ -179,6 +168,7 @@ HRESULT __RPC_STUB IVssHardwareSnapshotProviderEx_FillInLunInfo_Stub(IVssHardwar
                                                                     VDS_LUN_INFORMATION *pFilledLunInfo,
                                                                     BOOL *pbIsSupported)
 {
-    return FillInACopy((LocalFill)This->lpVtbl->FillInLunInfo, This, wszDeviceName, pLunInfo, pFilledLunInfo,
-                       pbIsSupported);
+    const HRESULT hr = CopyIn(pLunInfo, pFilledLunInfo);
+    if (FAILED(hr)) return hr;
+    return This->lpVtbl->FillInLunInfo(This, wszDeviceName, pLunInfo != NULL ? pFilledLunInfo : NULL, pbIsSupported);
 }
