@@ -4,6 +4,7 @@
 #include <stdexcept>
 
 #include "array/RestCall.h"
+#include "discovery/CertificatePins.h"
 #include "discovery/ConfigurationValues.h"
 #include "logger/FileLog.h"
 #include "logger/Logger.h"
@@ -28,6 +29,10 @@ RestConnection::RestConnection(const std::string& groupAddress, const LoginInfo&
     : VantorStorage::WS::Client(groupAddress, discovery::ReadGmdRestPort(),
                                 VantorStorage::WS::ApiLibrary::getInstance(), true, "", -1),
       mLoginInfo(loginInfo) {
+  // The array gets no request, not even the login, unless it presents its pinned certificate
+  // (or, unpinned, one the system trusts).
+  const std::string pin = discovery::ReadCertificatePin(groupAddress);
+  if (!pin.empty()) setPinnedCertificate(pin);
   const int timeout = discovery::ReadRestReceiveTimeout();
   if (timeout != 0) {
     VA_LOG(MSG_INFO, L"Setting Rest Client Recv Timeout: %d msec...", timeout);

@@ -1,8 +1,8 @@
 #pragma once
 // The authenticated REST session to one array group: the library's client bound to the
-// group's management address and REST port, plus the login information it opens sessions
-// with. Sessions are opened lazily by the request framework (RestCall) when the library says
-// there is none or it expired.
+// group's management address, REST port and pinned certificate, plus the login information it
+// opens sessions with. Sessions are opened lazily by the request framework (RestCall) when the
+// library says there is none or it expired.
 #include <string>
 
 #include "array/LoginInfo.h"

@@ -15,6 +15,9 @@ inline constexpr const wchar_t* kProductKey = L"SOFTWARE\\Vantor Storage";
 inline constexpr const wchar_t* kConfigurationKey = L"SOFTWARE\\Vantor Storage\\Configuration";
 inline constexpr const char* kConfigurationKeyA = "SOFTWARE\\Vantor Storage\\Configuration";
 inline constexpr const wchar_t* kConfigurationSubkey = L"Configuration";
+// One REG_SZ value per group management address: the SHA-256 (64 lower-case hex digits) of the
+// DER certificate that the array at that address must present.
+inline constexpr const wchar_t* kCertificatesKey = L"SOFTWARE\\Vantor Storage\\Certificates";
 inline constexpr const wchar_t* kGrpMgmtProfileList = L"GrpMgmtProfileList";
 inline constexpr const char* kGrpMgmtProfileListA = "GrpMgmtProfileList";
 // The key whose subkeys are the credential profiles, one subkey per profile.

@@ -19,6 +19,7 @@
 #include "logger/FileLog.h"
 #include "logger/WindowsEventLogWrapper.h"
 #include "platform/emulated/EmulatedEventLog.h"
+#include "discovery/CertificatePins.h"
 #include "platform/emulated/EmulatedRegistry.h"
 #include "provider/LunInformation.h"
 #include "provider/VaVssHwProvider.h"
@@ -56,6 +57,7 @@ CaseResult RunOnce(int volumes, int groups, int delayMs) {
     arraysim::GroupSpec spec;
     spec.name = "g" + std::to_string(g);
     infos.push_back(sim.addGroup(spec));
+    discovery::WriteCertificatePin(infos.back().address, infos.back().certificateSha256);
     discovered.emplace(infos.back().address, Vantor::LoginInfo(spec.username, spec.password));
   }
   std::vector<std::string> serials;

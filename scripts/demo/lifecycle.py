@@ -6,8 +6,9 @@ volume collection), writes an emulated Windows host, and runs: a shadow copy ove
 both groups, import and hide of its snapshots, an in-place restore that brings back data written
 after the snapshot, a shadow copy of one virtual disk that snapshots the disk's whole volume
 collection, a transportable shadow copy made on this host and imported, then released, on a
-second host, and an aborted set that leaves no snapshot behind. Exits non-zero when any step
-does not do what it should.
+second host, an aborted set that leaves no snapshot behind, and an array whose certificate was
+replaced getting no request until it is trusted again. Exits non-zero when any step does not do
+what it should.
 """
 import argparse
 import json
@@ -210,6 +211,22 @@ def main():
             print(f"  snapshots on the arrays before {count_before}, after the aborted set {count_after}")
             if count_after != count_before:
                 raise RuntimeError("the aborted set left snapshots on the array")
+
+            step("group-east's certificate is replaced: the provider sends it nothing until it is trusted again")
+            east = next(g for g in demo.ready["groups"] if g["name"] == "group-east")
+            pinned = east["certificate_sha256"]
+            renewed = demo.http("POST", f"/control/groups/{east['id']}/certificate", {})["certificate_sha256"]
+            demo.http("POST", "/control/reset_log")
+            demo.vantor_vss("create", vols["sql-data"]["serial_number"], expect=1)
+            counts = demo.http("GET", "/control/requests")["groups"].get(east["id"], {}).get("counts", {})
+            rest = sum(n for op, n in counts.items() if op != "soap")
+            trace = b"".join(p.read_bytes() for p in (demo.host / "logs").glob("*")).replace(b"\0", b"").decode("latin-1")
+            print(f"  REST requests that reached group-east: {rest}; the trace names both fingerprints: "
+                  f"{pinned in trace and renewed in trace}")
+            if rest != 0 or pinned not in trace or renewed not in trace:
+                raise RuntimeError("the replaced certificate was not refused as it should be")
+            demo.vantor_vss("config", "trust", east["address"], "--certificate-sha256", renewed)
+            demo.vantor_vss("create", vols["sql-data"]["serial_number"])
             step("demo finished: every step did what it should")
         finally:
             demo.stop_simulator()

@@ -10,6 +10,7 @@
 #include "HostTestSupport.h"
 #include "SimulatedHost.h"
 #include "array/VaVssArrayWrapper.h"
+#include "discovery/CertificatePins.h"
 #include "discovery/ConfigurationValues.h"
 #include "platform/Registry.h"
 #include "platform/emulated/EmulatedRegistry.h"
@@ -31,11 +32,20 @@ class OverSimulatedArray : public ::testing::Test {
     definition.version = version;
     definition.username = kArrayUser;
     definition.password = kArrayPassword;
-    return sim().addGroup(definition);
+    const arraysim::GroupInfo added = sim().addGroup(definition);
+    mGroups.push_back(added);
+    Pin(added);
+    return added;
   }
-  // Replaces the emulated registry's contents; `values` are .reg lines after the header.
+  // Trusts the certificate the group presents, as `config add-group` does.
+  static void Pin(const arraysim::GroupInfo& target) {
+    ASSERT_EQ(discovery::WriteCertificatePin(target.address, target.certificateSha256), ERROR_SUCCESS);
+  }
+  // Replaces the emulated registry's contents; `values` are .reg lines after the header. The
+  // groups' certificate pins stay.
   void SetRegistry(const std::string& values) {
     ASSERT_FALSE(registryImpl().LoadText("Windows Registry Editor Version 5.00\r\n\r\n" + values).has_value());
+    for (const auto& added : mGroups) Pin(added);
   }
   std::unique_ptr<VaVssArrayWrapper> Connect(const arraysim::GroupInfo& target) {
     return std::make_unique<VaVssArrayWrapper>(target.address, Vantor::LoginInfo(kArrayUser, kArrayPassword));
@@ -67,6 +77,7 @@ class OverSimulatedArray : public ::testing::Test {
   hosttest::EventCapture events;
   hosttest::ScopedSeam<platform::Registry> registry{std::make_unique<platform::EmulatedRegistry>()};
   hosttest::SimulatedHost host;
+  std::vector<arraysim::GroupInfo> mGroups;
   arraysim::GroupInfo group;
 };
 

@@ -38,6 +38,30 @@ TEST_F(Session, AuthenticateOpensAndLogoutEndsTheSessionWithoutLeakingSecrets) {
   EXPECT_EQ(log.find("secret-token"), std::string::npos) << log;
 }
 
+// The JSON library's own encoding error would quote the offending byte and its position.
+TEST_F(Session, PasswordThatIsNotUtf8NeverReachesAnExceptionTheLogOrTheWire) {
+  const std::string password = std::string("pa55") + "\xC3\x28" + "\xFF" + "word";  // a broken sequence, a bare 0xFF
+  bool libraryQuotes = false;
+  try {
+    static_cast<void>(json{{"password", password}}.dump());
+  } catch (const json::exception& e) {
+    libraryQuotes = std::string(e.what()).find("byte at index") != std::string::npos;
+  }
+  ASSERT_TRUE(libraryQuotes) << "the JSON library no longer quotes bad bytes; this test needs another witness";
+
+  try {
+    client->authenticate(AuthInfo("admin", password));
+    ADD_FAILURE() << "a password that is not UTF-8 was sent";
+  } catch (const ApiException& e) {
+    const std::string what = e.what();
+    EXPECT_NE(what.find("POST /v1/tokens"), std::string::npos) << what;
+    for (const char* secret : {"pa55", "word", "0x", "index", "\xC3", "\xFF", "("})
+      EXPECT_EQ(what.find(secret), std::string::npos) << secret << " in: " << what;
+  }
+  EXPECT_TRUE(array->requests().empty());
+  EXPECT_EQ(logger->all().find("pa55"), std::string::npos) << logger->all();
+}
+
 TEST_F(Session, LogoutForgetsTheTokenEvenWhenTheArrayRefuses) {
   logIn();
   array->answer(500, "{}");

@@ -25,8 +25,11 @@ class ClientAgainstSimulator : public ::testing::Test {
     client = makeClient();
   }
 
-  std::unique_ptr<Client> makeClient(bool acceptSelfSigned = true) const {
-    return std::make_unique<Client>(group.address, group.restPort, ApiLibrary::getInstance(), acceptSelfSigned, "", -1);
+  // Verifying, and pinned to the group's certificate unless told otherwise.
+  std::unique_ptr<Client> makeClient(bool pinned = true) const {
+    auto made = std::make_unique<Client>(group.address, group.restPort, ApiLibrary::getInstance(), true, "", -1);
+    if (pinned) made->setPinnedCertificate(group.certificateSha256);
+    return made;
   }
 
   json addVolume(const std::string& name, const json& extra = json::object()) {
@@ -124,8 +127,13 @@ TEST_F(ClientAgainstSimulator, SnapshotSetLifeRunsOverOneKeptConnection) {
   const json state = groupState();
   EXPECT_EQ(state.at("snapshots").size(), 1u);
   EXPECT_EQ(state.at("debug_log").back().at("message"), "set {set-1} committed");
-  // Login, search, bulk create, search, four updates/deletes that answered, log: one connection.
+  // Login, search, bulk create, search, four updates/deletes that answered, log: one connection
+  // (WinHTTP's first is the handshake that reads the certificate before anything is sent).
+#ifdef _WIN32
+  EXPECT_EQ(sim->connections(group.id), 2);
+#else
   EXPECT_EQ(sim->connections(group.id), 1);
+#endif
 
   client->logout();
   EXPECT_TRUE(groupState().at("sessions").empty());
@@ -253,17 +261,69 @@ TEST_F(ClientAgainstSimulator, InjectedFaultsBecomeExceptionsWithClearTexts) {
   EXPECT_EQ(groups->getObjectList(params)->size(), 1u);
 }
 
-TEST_F(ClientAgainstSimulator, VerifyingClientRejectsTheSelfSignedCertificate) {
-  const auto verifying = makeClient(/*acceptSelfSigned=*/false);
-  try {
-    verifying->authenticate(AuthInfo("admin", "s3cret"));
-    ADD_FAILURE() << "a self-signed certificate passed verification";
-  } catch (const GroupMgmtServerException& e) {
-    ADD_FAILURE() << "not a TLS failure: " << e.what();
-  } catch (const ApiException& e) {
-    EXPECT_NE(std::string(e.what()).find("TLS"), std::string::npos) << e.what();
+// Every way the certificate can be wrong ends before the login: the array sees no request.
+TEST_F(ClientAgainstSimulator, CertificateOtherThanThePinnedOneGetsNoRequest) {
+  struct Case {
+    const char* name;
+    bool pinned;
+    bool renew;
+    bool expired;
+    std::vector<std::string> inWhat;  // "{old}" and "{new}" stand for the fingerprints
+  };
+  const std::vector<Case> cases = {
+      {"unpinned self-signed", false, false, false, {"TLS"}},
+      {"changed since pinned", true, true, false, {"TLS", "{new}", "{old}"}},
+      {"pinned but expired", true, true, true, {"TLS", "expired"}},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    group = sim->addGroup();
+    const std::string old = group.certificateSha256;
+    std::string renewed;
+    if (c.renew) {
+      renewed = sim->renewCertificate(group.id, c.expired);
+      ASSERT_NE(renewed, old);
+      if (c.expired) group.certificateSha256 = renewed;  // pinned, yet out of date
+    }
+    const auto verifying = makeClient(c.pinned);
+    try {
+      verifying->authenticate(AuthInfo("admin", "s3cret"));
+      ADD_FAILURE() << "the certificate passed";
+    } catch (const GroupMgmtServerException& e) {
+      ADD_FAILURE() << "not a certificate failure: " << e.what();
+    } catch (const ApiException& e) {
+      for (std::string expected : c.inWhat) {
+        if (expected == "{old}") expected = old;
+        if (expected == "{new}") expected = renewed;
+        EXPECT_NE(std::string(e.what()).find(expected), std::string::npos) << e.what();
+      }
+    }
+    EXPECT_EQ(sim->requests(group.id, "tokens"), 0);
   }
-  EXPECT_EQ(sim->requests(group.id, "tokens"), 0);
+}
+
+// A client that already talks to the array meets the new certificate when the array restarts
+// with it; the next request is refused, and trusting the new one lets it through again.
+TEST_F(ClientAgainstSimulator, KeptClientMeetsTheRenewedCertificateAndTrustsItAgain) {
+  client->authenticate(AuthInfo("admin", "s3cret"));
+  const std::string renewed = sim->renewCertificate(group.id);
+  const auto groups = client->getV1ObjectSetFactory()->getGroupObjectSet();
+  auto params = std::make_shared<v1::GetParams>();
+  params->getAttributeSelector().addAttribute("id");
+  try {
+    groups->getObjectList(params);
+    ADD_FAILURE() << "the renewed certificate passed";
+  } catch (const ApiException& e) {
+    EXPECT_NE(std::string(e.what()).find(renewed), std::string::npos) << e.what();
+  }
+#ifndef _WIN32
+  // Natively the refusal comes before the request; WinHTTP under Wine writes it before its
+  // callback can refuse, so there this holds only for a session's first connection.
+  EXPECT_EQ(sim->requests(group.id, "search:groups"), 0);
+#endif
+  client->setPinnedCertificate(renewed);
+  client->authenticate(AuthInfo("admin", "s3cret"));
+  EXPECT_EQ(groups->getObjectList(params)->size(), 1u);
 }
 
 }  // namespace

@@ -71,7 +71,7 @@ SimGroup SimulatorControl::addGroup(const std::string& version, int sessionTimeo
                                      {"password", "s3cret"},
                                      {"session_timeout_s", sessionTimeoutS}});
   return SimGroup{group.at("id").get<std::string>(), group.at("address").get<std::string>(),
-                  group.at("rest_port").get<std::uint16_t>()};
+                  group.at("rest_port").get<std::uint16_t>(), group.at("certificate_sha256").get<std::string>()};
 }
 
 nlohmann::json SimulatorControl::addVolume(const std::string& groupId, const nlohmann::json& spec) {
@@ -84,6 +84,12 @@ void SimulatorControl::injectFault(const nlohmann::json& fault) {
 
 void SimulatorControl::expireSessions(const std::string& groupId) {
   call("POST", "/control/expire_sessions", {{"group", groupId}});
+}
+
+std::string SimulatorControl::renewCertificate(const std::string& groupId, bool expired) {
+  return call("POST", "/control/groups/" + groupId + "/certificate", {{"expired", expired}})
+      .at("certificate_sha256")
+      .get<std::string>();
 }
 
 int SimulatorControl::connections(const std::string& groupId) {

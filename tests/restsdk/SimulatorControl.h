@@ -14,6 +14,7 @@ struct SimGroup {
   std::string id;
   std::string address;
   std::uint16_t restPort = 0;
+  std::string certificateSha256;  // what the group's REST server presents
 };
 
 class SimulatorControl {
@@ -29,6 +30,8 @@ class SimulatorControl {
   nlohmann::json addVolume(const std::string& groupId, const nlohmann::json& spec);
   void injectFault(const nlohmann::json& fault);
   void expireSessions(const std::string& groupId);
+  // Restarts the group's REST server with a new certificate; answers its fingerprint.
+  std::string renewCertificate(const std::string& groupId, bool expired = false);
   int connections(const std::string& groupId);
   int requests(const std::string& groupId, const std::string& op);
   nlohmann::json state();

@@ -64,7 +64,7 @@ int main(int argc, char** argv) {
         std::cout << "control " << simulator.controlUrl() << '\n';
         for (const auto& group : simulator.groups()) {
             std::cout << "group " << group.name << " id " << group.id << " rest " << group.restUrl() << " soap "
-                      << group.soapUrl() << '\n';
+                      << group.soapUrl() << " certificate-sha256 " << group.certificateSha256 << '\n';
         }
         std::cout.flush();
         if (!readyPath.empty()) writeReadyFile(readyPath, arraysim::readyDocument(simulator));

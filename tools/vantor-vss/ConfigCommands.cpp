@@ -5,6 +5,7 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "CertificateCommands.h"
 #include "array/GroupProtocols.h"
 #include "CredentialCheck.h"
 #include "array/VaVssArrayWrapper.h"
@@ -12,6 +13,7 @@
 #include "common/SecureBuffer.h"
 #include "credstore/CredentialRecord.h"
 #include "credstore/CredentialVault.h"
+#include "discovery/CertificatePins.h"
 #include "discovery/ConfigurationKeys.h"
 #include "discovery/ConfigurationValues.h"
 #include "discovery/VantorGroupFinder.h"
@@ -97,24 +99,50 @@ int RunShowConfig(Report& report) {
     credentialLines.push_back(check.ToText());
   }
   config["credentials"] = credentials;
+  nlohmann::json certificates = nlohmann::json::object();
+  std::vector<std::string> certificateLines;
+  for (const auto& address : addresses) {
+    const CertificateStatus status = ReadCertificateStatus(address);
+    certificates[address] = {{"pinned_sha256", status.pinned},
+                             {"presented_sha256", status.presented},
+                             {"presents_pinned", status.Matches()},
+                             {"text", status.Describe()}};
+    certificateLines.push_back("certificate of " + address + ": " + status.Describe());
+  }
+  config["certificates"] = certificates;
   for (const auto& [name, value] : config.items())
-    if (name != "credentials") report.notes.push_back(name + ": " + value.dump());
+    if (name != "credentials" && name != "certificates") report.notes.push_back(name + ": " + value.dump());
   report.notes.insert(report.notes.end(), credentialLines.begin(), credentialLines.end());
+  report.notes.insert(report.notes.end(), certificateLines.begin(), certificateLines.end());
   report.extra["config"] = config;
   return 0;
 }
 
-int RunAddGroup(const std::string& address, const std::string& user, bool passwordStdin, Report& report) {
+int RunAddGroup(const std::string& address, const std::string& user, bool passwordStdin,
+                const std::string& expectedCertificate, Report& report) {
   if (!passwordStdin)
     throw std::invalid_argument("config add-group reads the password from standard input: give --password-stdin");
   if (RefusedWithoutElevation("config add-group", report)) return 1;
   const common::SecureString password = ReadPasswordLine(std::cin);
+
+  // The array shows its certificate first: one that cannot (or shows another than the expected
+  // one) gets nothing stored. The pin goes back to what it was if a later step fails.
+  const std::string previousPin = discovery::ReadCertificatePin(address);
+  if (PinArrayCertificate(address, expectedCertificate, report) != 0) return 1;
+  const auto restorePin = [&] {
+    if (previousPin.empty()) {
+      discovery::RemoveCertificatePin(address);
+    } else {
+      discovery::WriteCertificatePin(address, previousPin);
+    }
+  };
 
   // What was stored before, so that a failure further on puts it back.
   credstore::CredentialVault* vault = credstore::CurrentCredentialVault();
   credstore::ArrayCredential previous;
   const bool hadPrevious = vault && vault->Read(address, previous) == ERROR_SUCCESS;
   if (const DWORD stored = credstore::StoreArrayCredential(address, user, password.str()); stored != ERROR_SUCCESS) {
+    restorePin();
     report.notes.push_back("cannot store the credential of " + address + ": " +
                            credstore::DescribeCredentialStatus(stored));
     return 1;
@@ -127,6 +155,7 @@ int RunAddGroup(const std::string& address, const std::string& user, bool passwo
     } else {
       credstore::RemoveArrayCredential(address);
     }
+    restorePin();
     report.notes.push_back("cannot write GroupMgmtIps (error " + std::to_string(written) + "); nothing was changed");
     return 1;
   }
@@ -141,9 +170,13 @@ int RunRemoveGroup(const std::string& address, Report& report) {
   std::erase(addresses, address);
   const DWORD written = WriteConfiguredAddresses(addresses);
   const DWORD removed = credstore::RemoveArrayCredential(address);
-  const bool ok = written == ERROR_SUCCESS && (removed == ERROR_SUCCESS || removed == credstore::kCredentialNotFound);
+  const LSTATUS unpinned = discovery::RemoveCertificatePin(address);
+  const bool ok = written == ERROR_SUCCESS && unpinned == ERROR_SUCCESS &&
+                  (removed == ERROR_SUCCESS || removed == credstore::kCredentialNotFound);
   if (written != ERROR_SUCCESS) report.notes.push_back("cannot write GroupMgmtIps (error " + std::to_string(written) + ")");
-  if (!ok && written == ERROR_SUCCESS)
+  if (unpinned != ERROR_SUCCESS)
+    report.notes.push_back("cannot remove the certificate pin of " + address + " (error " + std::to_string(unpinned) + ")");
+  if (!ok && written == ERROR_SUCCESS && unpinned == ERROR_SUCCESS)
     report.notes.push_back("cannot remove the credential of " + address + ": " +
                            credstore::DescribeCredentialStatus(removed));
   if (ok) report.notes.push_back("group " + address + " removed");
@@ -181,7 +214,10 @@ int RunDoctor(Report& report) {
          << std::string(user.size() < 12 ? 12 - user.size() : 1, ' ') << version
          << std::string(version.size() < 24 ? 24 - version.size() : 1, ' ') << result;
     report.notes.push_back(line.str());
-    rows.push_back({{"address", address}, {"rest", rest}, {"user", user}, {"version", version}, {"result", result}});
+    const std::string certificate = ReadCertificateStatus(address).Describe();
+    report.notes.push_back("  certificate: " + certificate);
+    rows.push_back({{"address", address}, {"rest", rest}, {"user", user}, {"version", version}, {"result", result},
+                    {"certificate", certificate}});
   }
   report.extra["groups"] = rows;
   return allGood ? 0 : 1;

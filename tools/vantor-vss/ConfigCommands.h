@@ -9,8 +9,11 @@ namespace vantorvss {
 
 int RunShowConfig(Report& report);
 // Reads the password from standard input (`passwordStdin` must be set: a password on the
-// command line would show in the process list); needs an elevated process.
-int RunAddGroup(const std::string& address, const std::string& user, bool passwordStdin, Report& report);
+// command line would show in the process list); needs an elevated process. Pins the certificate
+// the array presents (which must be `expectedCertificate` when that is not empty) before the
+// credential is stored.
+int RunAddGroup(const std::string& address, const std::string& user, bool passwordStdin,
+                const std::string& expectedCertificate, Report& report);
 int RunRemoveGroup(const std::string& address, Report& report);
 int RunDoctor(Report& report);
 

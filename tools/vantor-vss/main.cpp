@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 #include <iostream>
 
+#include "CertificateCommands.h"
 #include "Commands.h"
 #include "ConfigCommands.h"
 #include "HostSetup.h"
@@ -24,6 +25,7 @@ struct Options {
   std::string address;
   std::string user;
   bool passwordStdin = false;
+  std::string certificateSha256;
 };
 
 }  // namespace
@@ -56,6 +58,11 @@ int main(int argc, char** argv) {
   addGroup->add_option("ADDRESS", o.address)->required();
   addGroup->add_option("--user", o.user)->required();
   addGroup->add_flag("--password-stdin", o.passwordStdin, "read the password from standard input");
+  addGroup->add_option("--certificate-sha256", o.certificateSha256,
+                       "the SHA-256 of the certificate the array must present (default: trust what it presents now)");
+  auto* trust = config->add_subcommand("trust", "pins the certificate the array at ADDRESS presents now");
+  trust->add_option("ADDRESS", o.address)->required();
+  trust->add_option("--certificate-sha256", o.certificateSha256, "refuse unless the array presents this one");
   auto* removeGroup = config->add_subcommand("remove-group", "removes ADDRESS and its credential");
   removeGroup->add_option("ADDRESS", o.address)->required();
   auto* showConfig = config->add_subcommand("show", "what the provider will read (passwords never shown)");
@@ -84,7 +91,11 @@ int main(int argc, char** argv) {
     } else if (*doctor) {
       status = vantorvss::RunDoctor(report);
     } else if (*addGroup) {
-      status = vantorvss::RunAddGroup(o.address, o.user, o.passwordStdin, report);
+      const std::string expected = o.certificateSha256.empty() ? "" : vantorvss::ParseCertificateSha256(o.certificateSha256);
+      status = vantorvss::RunAddGroup(o.address, o.user, o.passwordStdin, expected, report);
+    } else if (*trust) {
+      const std::string expected = o.certificateSha256.empty() ? "" : vantorvss::ParseCertificateSha256(o.certificateSha256);
+      status = vantorvss::RunTrust(o.address, expected, report);
     } else if (*removeGroup) {
       status = vantorvss::RunRemoveGroup(o.address, report);
     } else if (*showConfig) {

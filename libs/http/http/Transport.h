@@ -44,9 +44,14 @@ struct Timeouts {
 };
 
 struct TlsOptions {
-  // Accept a certificate without a chain of trust, an expired one or one for another name
-  // (the array's self-signed certificate). false verifies against the system's trust store.
-  bool acceptUntrustedCertificate = true;
+  // Lower-case hex SHA-256 of the DER certificate the server must present (see
+  // CertificatePin.h). When set, only that certificate is accepted, whatever its issuer or name,
+  // and within its validity dates; a server that presents another one gets no request. Empty:
+  // the certificate is verified against the system's trust store, name included.
+  std::string pinnedSha256;
+  // Accept any certificate. Only for tests and for reading what a server presents before it is
+  // pinned; never for a connection that carries a secret.
+  bool acceptUntrustedCertificate = false;
 };
 
 // Answers larger than this are refused: no management answer comes near it, and an endless
@@ -67,6 +72,10 @@ class Connection {
 
 // A connection through the platform's transport (POCO natively, WinHTTP on Windows).
 std::unique_ptr<Connection> createConnection(const Timeouts& timeouts = {}, const TlsOptions& tls = {});
+
+// The lower-case hex SHA-256 of the certificate that the TLS server at host:port presents.
+// Sends no request: the handshake alone. Throws TransportError.
+std::string presentedCertificateSha256(const std::string& host, std::uint16_t port, const Timeouts& timeouts = {});
 
 // One request on a connection of its own (closed afterwards).
 Response sendOnce(const Request& request, const Timeouts& timeouts = {}, const TlsOptions& tls = {});

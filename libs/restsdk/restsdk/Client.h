@@ -22,13 +22,15 @@ class Client {
   // server: the group's management address (host name or IPv4 text).
   // port: the REST port; a value outside 1..65535 makes every request fail with ApiException.
   // library: ApiLibrary::getInstance(); supplies the application name, logger and transport.
-  // acceptSelfSignedCertificate: accept the array's own certificate without a chain of trust
-  //   (arrays ship with a self-signed one). false verifies against the system's trust store.
+  // verifyCertificate: true checks the array's certificate before any request: against the
+  //   pin given to setPinnedCertificate when there is one (arrays ship self-signed
+  //   certificates), else against the system's trust store. false accepts any certificate
+  //   (tests only: a session opened so sends its password to whoever answers).
   // basePath: prefix of every request path, e.g. when the array sits behind a reverse proxy;
   //   empty for none. Must start with '/' when not empty.
   // connectTimeoutMs: TCP/TLS connect timeout; -1 for the library's default (10 s).
   // Nothing touches the network here.
-  Client(const std::string& server, std::uint32_t port, ApiLibrary& library, bool acceptSelfSignedCertificate,
+  Client(const std::string& server, std::uint32_t port, ApiLibrary& library, bool verifyCertificate,
          const std::string& basePath, int connectTimeoutMs);
   ~Client();
   Client(const Client&) = delete;
@@ -47,6 +49,12 @@ class Client {
   std::string getSessionToken() const;
   std::string getServer() const;
   std::uint32_t getPort() const;
+
+  // The lower-case hex SHA-256 of the DER certificate the array must present (empty: none).
+  // A connection to an array that presents another certificate fails with ApiException before
+  // any request, naming both fingerprints.
+  void setPinnedCertificate(const std::string& sha256Hex);
+  std::string getPinnedCertificate() const;
 
   // Bounds the wait for each answer, including the wait for its headers. Values <= 0 are
   // ignored (the library's default of 60 s stays).

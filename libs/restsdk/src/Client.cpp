@@ -10,9 +10,9 @@ namespace {
 const char* const kTokensPath = "/v1/tokens";
 }
 
-Client::Client(const std::string& server, std::uint32_t port, ApiLibrary& library, bool acceptSelfSignedCertificate,
+Client::Client(const std::string& server, std::uint32_t port, ApiLibrary& library, bool verifyCertificate,
                const std::string& basePath, int connectTimeoutMs)
-    : mSession(std::make_shared<detail::Session>(server, port, library, acceptSelfSignedCertificate, basePath,
+    : mSession(std::make_shared<detail::Session>(server, port, library, verifyCertificate, basePath,
                                                  connectTimeoutMs)) {}
 
 Client::~Client() = default;
@@ -61,6 +61,14 @@ std::string Client::getServer() const {
 
 std::uint32_t Client::getPort() const {
   return mSession->port();
+}
+
+void Client::setPinnedCertificate(const std::string& sha256Hex) {
+  mSession->setPinnedCertificate(sha256Hex);
+}
+
+std::string Client::getPinnedCertificate() const {
+  return mSession->pinnedCertificate();
 }
 
 void Client::setReceiveTimeout(int milliseconds) {

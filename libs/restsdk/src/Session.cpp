@@ -15,6 +15,16 @@ constexpr int kDefaultReceiveTimeoutMs = 60000;
 
 const char* const kUnauthorizedCode = "SM_http_unauthorized";
 
+// The JSON library's encoding error quotes the offending byte and its position; the body may be
+// the login request, so the text must not travel on.
+std::string encodeBody(const nlohmann::json& body, const std::string& request) {
+  try {
+    return body.dump();
+  } catch (const nlohmann::json::exception&) {
+    throw ApiException(request + ": the request body holds text that is not valid UTF-8; nothing was sent");
+  }
+}
+
 std::string describeRequest(const std::string& method, const std::string& path, const std::string& server,
                             std::uint32_t port) {
   return method + " " + path + " on " + server + ":" + std::to_string(port);
@@ -22,13 +32,13 @@ std::string describeRequest(const std::string& method, const std::string& path, 
 
 }  // namespace
 
-Session::Session(std::string server, std::uint32_t port, ApiLibrary& library, bool acceptSelfSignedCertificate,
+Session::Session(std::string server, std::uint32_t port, ApiLibrary& library, bool verifyCertificate,
                  std::string basePath, int connectTimeoutMs)
     : mServer(std::move(server)), mPort(port), mLibrary(library), mBasePath(std::move(basePath)) {
   while (!mBasePath.empty() && mBasePath.back() == '/') mBasePath.pop_back();
   mTimeouts.connect = std::chrono::milliseconds(connectTimeoutMs > 0 ? connectTimeoutMs : kDefaultConnectTimeoutMs);
   mTimeouts.receive = std::chrono::milliseconds(kDefaultReceiveTimeoutMs);
-  mTls.acceptUntrustedCertificate = acceptSelfSignedCertificate;
+  mTls.acceptUntrustedCertificate = !verifyCertificate;
 }
 
 vantor::http::Connection& Session::connection() {
@@ -67,7 +77,7 @@ nlohmann::json Session::call(const std::string& method, const std::string& path,
   if (needsSession) httpRequest.headers.push_back({"X-Auth-Token", mToken});
   if (body) {
     httpRequest.headers.push_back({"Content-Type", "application/json"});
-    httpRequest.body = body->dump();
+    httpRequest.body = encodeBody(*body, request);
   }
 
   const auto started = std::chrono::steady_clock::now();
@@ -121,6 +131,11 @@ void Session::setReceiveTimeout(int milliseconds) {
   if (milliseconds <= 0) return;
   mTimeouts.receive = std::chrono::milliseconds(milliseconds);
   if (mConnection) mConnection->setTimeouts(mTimeouts);
+}
+
+void Session::setPinnedCertificate(const std::string& sha256Hex) {
+  mTls.pinnedSha256 = sha256Hex;
+  if (mConnection) mConnection->setTlsOptions(mTls);
 }
 
 int Session::receiveTimeout() const {

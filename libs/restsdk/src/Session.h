@@ -22,7 +22,7 @@ class AnswerError : public std::runtime_error {
 
 class Session {
  public:
-  Session(std::string server, std::uint32_t port, ApiLibrary& library, bool acceptSelfSignedCertificate,
+  Session(std::string server, std::uint32_t port, ApiLibrary& library, bool verifyCertificate,
           std::string basePath, int connectTimeoutMs);
 
   // Sends the request and answers the body as JSON (an empty body reads as {}). With
@@ -54,6 +54,8 @@ class Session {
 
   void setReceiveTimeout(int milliseconds);
   int receiveTimeout() const;
+  void setPinnedCertificate(const std::string& sha256Hex);
+  const std::string& pinnedCertificate() const { return mTls.pinnedSha256; }
 
   void logDebug(const std::string& message) const;
   void logInfo(const std::string& message) const;

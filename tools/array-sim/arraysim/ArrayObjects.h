@@ -24,6 +24,7 @@ struct Group {
     int sessionTimeoutS = 1800;
     std::uint16_t restPort = kDefaultRestPort;
     std::uint16_t soapPort = kDefaultSoapPort;
+    std::string certificateSha256;  // of the certificate the REST server presents
     std::vector<std::string> soapProtocols;
     std::vector<std::pair<std::string, std::string>> debugLog;  // (level, message)
 };

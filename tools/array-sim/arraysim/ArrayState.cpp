@@ -169,6 +169,11 @@ std::vector<GroupInfo> ArrayState::groups() const {
     return infos;
 }
 
+void ArrayState::setCertificateSha256(const std::string& groupId, std::string sha256) {
+    const std::scoped_lock lock(mMutex);
+    groupRef(groupId).certificateSha256 = std::move(sha256);
+}
+
 bool ArrayState::hasAddress(const std::string& address) const {
     const std::scoped_lock lock(mMutex);
     return std::any_of(mGroups.begin(), mGroups.end(), [&](const Group& g) { return g.address == address; });
@@ -210,6 +215,7 @@ nlohmann::json ArrayState::state() const {
         group["address"] = g.address;
         group["rest"] = g.rest;
         group["rest_port"] = g.restPort;
+        group["certificate_sha256"] = g.certificateSha256;
         group["soap_port"] = g.soapPort;
         group["session_timeout_s"] = g.sessionTimeoutS;
         group["soap_protocols"] = g.soapProtocols;
@@ -588,7 +594,8 @@ Snapshot* ArrayState::findSnapshot(const std::string& groupId, const std::string
 }
 
 GroupInfo ArrayState::groupInfo(const Group& group) const {
-    return {group.id, group.name, group.address, group.restPort, group.soapPort, group.targetName};
+    return {group.id, group.name, group.address, group.restPort, group.soapPort, group.targetName,
+            group.certificateSha256};
 }
 
 nlohmann::json ArrayState::groupJson(const Group& group) const {

@@ -39,6 +39,7 @@ public:
     std::uint64_t writeVolume(const std::string& volumeId);
     std::vector<GroupInfo> groups() const;
     bool hasAddress(const std::string& address) const;
+    void setCertificateSha256(const std::string& groupId, std::string sha256);
     void setSoapProtocols(const std::string& groupId, std::vector<std::string> protocols);
     std::vector<std::string> soapProtocols(const std::string& groupId) const;
     void injectFault(const FaultSpec& fault);

@@ -54,6 +54,11 @@ nlohmann::json control(Simulator& sim, const std::string& method, const std::vec
         sim.setSoapProtocols(s[2], stringListFromJson(body.value("protocols", nlohmann::json()), "protocols"));
         return nlohmann::json::object();
     }
+    if (method == "POST" && n == 4 && s[1] == "groups" && s[3] == "certificate") {
+        CertificateSpec spec;
+        spec.expired = boolField(body, "expired");
+        return toJson(sim.renewCertificate(s[2], spec));
+    }
     if (method == "POST" && n == 4 && s[1] == "volumes" && s[3] == "write") {
         sim.writeVolume(s[2]);
         return nlohmann::json::object();

@@ -11,6 +11,7 @@
 #include <Poco/Net/SSLManager.h>
 #include <Poco/Net/SecureServerSocket.h>
 
+#include <algorithm>
 #include <mutex>
 #include <optional>
 #include <random>
@@ -43,8 +44,7 @@ struct BoundGroup {
 
 class Simulator::Impl {
 public:
-    explicit Impl(Options options)
-        : mOptions(options), mTls(makeServerTlsContext()), mRandom(std::random_device{}()) {}
+    explicit Impl(Options options) : mOptions(options), mRandom(std::random_device{}()) {}
 
     // Separate from construction: the handler calls back into the Simulator, which must be
     // complete before the first request can arrive.
@@ -68,6 +68,8 @@ public:
 
     GroupInfo addGroup(const GroupSpec& spec) {
         const std::scoped_lock lock(mGroupsMutex);
+        const ServerCertificate certificate = groupCertificate(spec.certificateFile, "vantor-array-sim " + spec.name);
+        const Poco::Net::Context::Ptr tls = certificate.serverContext();
         std::string address;
         BoundGroup bound;
         if (!spec.address.empty()) {
@@ -75,13 +77,13 @@ public:
                 throw std::invalid_argument("address " + spec.address + " already belongs to a group");
             }
             address = spec.address;
-            bound = bind(address, spec.rest);  // a fixed address either binds or fails
+            bound = bind(address, spec.rest, tls);  // a fixed address either binds or fails
         } else {
             for (int attempt = 0; attempt < kAddressAttempts && address.empty(); ++attempt) {
                 const std::string candidate = randomLoopbackAddress();
                 if (mState.hasAddress(candidate)) continue;
                 try {
-                    bound = bind(candidate, spec.rest);
+                    bound = bind(candidate, spec.rest, tls);
                     address = candidate;
                 } catch (const std::exception&) {
                     // Taken, most likely by a simulator in another process: try another.
@@ -90,17 +92,43 @@ public:
             if (address.empty()) throw std::runtime_error("no free loopback address for a group");
         }
         const std::uint16_t restPort = bound.rest ? bound.rest->address().port() : mOptions.restPort;
-        const GroupInfo info = mState.addGroup(spec, address, restPort, bound.soap->port());
+        GroupInfo info = mState.addGroup(spec, address, restPort, bound.soap->port());
+        mState.setCertificateSha256(info.id, certificate.sha256());
+        info.certificateSha256 = certificate.sha256();
         GroupServers servers;
-        if (bound.rest) {
-            const std::string id = info.id;
-            servers.rest = std::make_unique<HttpServer>(*bound.rest, RestHandler(mState, id),
-                                                        [this, id] { mState.countConnection(id); });
-        }
+        servers.id = info.id;
+        servers.name = info.name;
+        servers.certificateFile = spec.certificateFile;
+        if (bound.rest) servers.rest = startRest(*bound.rest, info.id);
         bound.soap->start(info.id);
         servers.soap = std::move(bound.soap);
         mGroups.push_back(std::move(servers));
         return info;
+    }
+
+    GroupInfo renewCertificate(const std::string& groupId, const CertificateSpec& spec) {
+        const std::scoped_lock lock(mGroupsMutex);
+        const auto servers = std::find_if(mGroups.begin(), mGroups.end(), [&](const auto& g) { return g.id == groupId; });
+        if (servers == mGroups.end()) throw std::out_of_range("no group " + groupId);
+        if (!servers->rest) throw std::invalid_argument("group " + groupId + " has no REST server");
+        const ServerCertificate certificate = ServerCertificate::make("vantor-array-sim " + servers->name, spec);
+        const GroupInfo before = [&] {
+            for (const auto& g : mState.groups()) {
+                if (g.id == groupId) return g;
+            }
+            throw std::out_of_range("no group " + groupId);
+        }();
+        // Like an array that restarts its management service: the old connections end.
+        servers->rest->stop();
+        servers->rest.reset();
+        Poco::Net::SecureServerSocket socket(certificate.serverContext());
+        bindListening(socket, before.address, before.restPort);
+        servers->rest = startRest(socket, groupId);
+        if (!servers->certificateFile.empty()) certificate.save(servers->certificateFile);
+        mState.setCertificateSha256(groupId, certificate.sha256());
+        GroupInfo after = before;
+        after.certificateSha256 = certificate.sha256();
+        return after;
     }
 
     IScsiLoginResult iscsiLogin(const std::string& initiator, const std::string& target, bool headerDigest,
@@ -127,14 +155,21 @@ public:
 
 private:
     struct GroupServers {
+        std::string id;
+        std::string name;
+        std::string certificateFile;
         std::unique_ptr<HttpServer> rest;
         std::unique_ptr<SoapServer> soap;
     };
 
-    BoundGroup bind(const std::string& address, bool rest) {
+    std::unique_ptr<HttpServer> startRest(const Poco::Net::ServerSocket& socket, const std::string& id) {
+        return std::make_unique<HttpServer>(socket, RestHandler(mState, id), [this, id] { mState.countConnection(id); });
+    }
+
+    BoundGroup bind(const std::string& address, bool rest, const Poco::Net::Context::Ptr& tls) {
         BoundGroup bound;
         if (rest) {
-            bound.rest.emplace(mTls);
+            bound.rest.emplace(tls);
             bindListening(*bound.rest, address, mOptions.restPort);
         }
         bound.soap = std::make_unique<SoapServer>(mState, address, mOptions.soapPort);
@@ -166,7 +201,6 @@ private:
     SslLibrary mSsl;
     Options mOptions;
     ArrayState mState;
-    Poco::Net::Context::Ptr mTls;
     std::mt19937 mRandom;
     std::mutex mGroupsMutex;
     std::vector<GroupServers> mGroups;
@@ -185,6 +219,9 @@ VolumeInfo Simulator::addVolume(const std::string& groupId, const VolumeSpec& sp
 }
 void Simulator::writeVolume(const std::string& volumeId) { mImpl->state().writeVolume(volumeId); }
 std::vector<GroupInfo> Simulator::groups() const { return mImpl->state().groups(); }
+GroupInfo Simulator::renewCertificate(const std::string& groupId, const CertificateSpec& spec) {
+    return mImpl->renewCertificate(groupId, spec);
+}
 void Simulator::setSoapProtocols(const std::string& groupId, std::vector<std::string> protocols) {
     mImpl->state().setSoapProtocols(groupId, std::move(protocols));
 }

@@ -42,6 +42,15 @@ struct GroupSpec {
     std::string username = "admin";
     std::string password = "admin";
     int sessionTimeoutS = 1800;
+    // PEM file with the REST server's key and certificate: loaded when it exists, else made
+    // and written there (readable by its owner only). Empty: a certificate of its own, kept in
+    // memory only.
+    std::string certificateFile;
+};
+
+// A new certificate for a group's REST server.
+struct CertificateSpec {
+    bool expired = false;  // valid until yesterday
 };
 
 struct GroupInfo {
@@ -51,6 +60,7 @@ struct GroupInfo {
     std::uint16_t restPort = kDefaultRestPort;
     std::uint16_t soapPort = kDefaultSoapPort;
     std::string targetName;  // the group-scoped iSCSI target
+    std::string certificateSha256;  // SHA-256 of the REST server's DER certificate, lower-case hex
 
     std::string restUrl() const;  // "https://ADDRESS:PORT"
     std::string soapUrl() const;  // "http://ADDRESS:PORT/soap"
@@ -139,6 +149,10 @@ public:
     VolumeInfo addVolume(const std::string& groupId, const VolumeSpec& spec);
     void writeVolume(const std::string& volumeId);  // bumps the volume's data version
     std::vector<GroupInfo> groups() const;
+    // Restarts the group's REST server on the same address and port with a new certificate
+    // (written to its certificate file when it has one); open connections are ended. Answers the
+    // group with its new fingerprint.
+    GroupInfo renewCertificate(const std::string& groupId, const CertificateSpec& spec = {});
 
     // What a group's SOAP getProtocols answers (default: "soap-v1","rest-v1" or only
     // "soap-v1" for a group without REST).

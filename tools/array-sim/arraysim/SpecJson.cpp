@@ -44,6 +44,7 @@ GroupSpec groupSpecFromJson(const nlohmann::json& json) {
     spec.username = member(json, "username", spec.username);
     spec.password = member(json, "password", spec.password);
     spec.sessionTimeoutS = member(json, "session_timeout_s", spec.sessionTimeoutS);
+    spec.certificateFile = member(json, "certificate_file", spec.certificateFile);
     return spec;
 }
 
@@ -98,6 +99,7 @@ nlohmann::json toJson(const GroupInfo& group) {
             {"rest_port", group.restPort},
             {"soap_port", group.soapPort},
             {"target_name", group.targetName},
+            {"certificate_sha256", group.certificateSha256},
             {"rest_url", group.restUrl()},
             {"soap_url", group.soapUrl()}};
 }

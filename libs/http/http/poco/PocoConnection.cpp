@@ -10,13 +10,18 @@
 #include <Poco/Net/RejectCertificateHandler.h>
 #include <Poco/Net/SSLException.h>
 #include <Poco/Net/SSLManager.h>
+#include <Poco/Net/SecureStreamSocket.h>
+#include <Poco/Net/X509Certificate.h>
 #include <Poco/Timespan.h>
+#include <openssl/evp.h>
+#include <openssl/x509.h>
 
 #include <array>
 #include <istream>
 #include <mutex>
 #include <ostream>
 
+#include "http/CertificatePin.h"
 #include "http/Exchange.h"
 #include "http/Transport.h"
 #include "http/TransportError.h"
@@ -52,10 +57,16 @@ struct NetworkInitializer {
 };
 const NetworkInitializer gNetworkInitializer;
 
-Poco::Net::Context::Ptr makeContext(bool acceptUntrusted) {
+// A pinned certificate replaces the chain of trust, so OpenSSL's own verification is off for
+// it and the pin is checked once the handshake is done (checkPin), before any byte of a request.
+bool verifiesAgainstTrustStore(const TlsOptions& tls) {
+  return tls.pinnedSha256.empty() && !tls.acceptUntrustedCertificate;
+}
+
+Poco::Net::Context::Ptr makeContext(bool trustStore) {
   Poco::Net::Context::Params params;
-  params.verificationMode = acceptUntrusted ? Poco::Net::Context::VERIFY_NONE : Poco::Net::Context::VERIFY_RELAXED;
-  params.loadDefaultCAs = !acceptUntrusted;
+  params.verificationMode = trustStore ? Poco::Net::Context::VERIFY_RELAXED : Poco::Net::Context::VERIFY_NONE;
+  params.loadDefaultCAs = trustStore;
   params.cipherList = "HIGH:!aNULL:!eNULL:!MD5:!RC4";
   Poco::Net::Context::Ptr context = new Poco::Net::Context(Poco::Net::Context::TLS_CLIENT_USE, params);
   context->requireMinimumProtocol(Poco::Net::Context::PROTO_TLSV1_2);
@@ -68,6 +79,33 @@ Poco::Timespan toTimespan(std::chrono::milliseconds value) {
 
 std::string describe(const Poco::Exception& e) {
   return e.displayText();
+}
+
+struct PeerCertificate {
+  std::string sha256;
+  std::chrono::system_clock::time_point notBefore;
+  std::chrono::system_clock::time_point notAfter;
+};
+
+std::chrono::system_clock::time_point toTimePoint(const Poco::DateTime& when) {
+  return std::chrono::system_clock::from_time_t(when.timestamp().epochTime());
+}
+
+// What the server presented in the handshake that has just completed on `socket`.
+PeerCertificate peerCertificate(Poco::Net::SecureStreamSocket& socket) {
+  const Poco::Net::X509Certificate certificate = socket.peerCertificate();  // throws without one
+  const X509* x509 = certificate.certificate();
+  unsigned char* der = nullptr;
+  const int size = i2d_X509(x509, &der);
+  if (size <= 0 || der == nullptr) throw Poco::Net::SSLException("the certificate cannot be encoded");
+  const std::unique_ptr<unsigned char, void (*)(unsigned char*)> owned(der, [](unsigned char* p) { OPENSSL_free(p); });
+  return {sha256Hex(der, static_cast<std::size_t>(size)), toTimePoint(certificate.validFrom()),
+          toTimePoint(certificate.expiresOn())};
+}
+
+void applyTimeouts(Poco::Net::HTTPClientSession& session, const Timeouts& timeouts) {
+  const Poco::Timespan receive = toTimespan(timeouts.receive);
+  session.setTimeout(toTimespan(timeouts.connect), receive, receive);
 }
 
 class PocoConnection final : public Connection {
@@ -99,7 +137,9 @@ class PocoConnection final : public Connection {
   Timeouts getTimeouts() const override { return mTimeouts; }
 
   void setTlsOptions(const TlsOptions& options) override {
-    if (options.acceptUntrustedCertificate != mTls.acceptUntrustedCertificate) {
+    if (options.acceptUntrustedCertificate != mTls.acceptUntrustedCertificate ||
+        options.pinnedSha256 != mTls.pinnedSha256) {
+      // The kept connection was accepted under the old policy.
       close();
       mContext.reset();
     }
@@ -139,12 +179,13 @@ class PocoConnection final : public Connection {
     std::unique_ptr<Poco::Net::HTTPClientSession> session;
     try {
       if (request.tls) {
-        if (!mContext) mContext = makeContext(mTls.acceptUntrustedCertificate);
+        if (!mContext) mContext = makeContext(verifiesAgainstTrustStore(mTls));
         auto secure = std::make_unique<SecureSession>(request.host, request.port, mContext);
         secure->setTimeout(toTimespan(mTimeouts.connect), receive, receive);
         secure->setKeepAlive(true);
         secure->setKeepAliveTimeout(Poco::Timespan(24 * 3600, 0));
         secure->open();
+        if (!mTls.pinnedSha256.empty()) checkPin(request, *secure);
         session = std::move(secure);
       } else {
         auto plain = std::make_unique<PlainSession>(request.host, request.port);
@@ -154,6 +195,8 @@ class PocoConnection final : public Connection {
         plain->open();
         session = std::move(plain);
       }
+    } catch (const TransportError&) {
+      throw;
     } catch (const Poco::Net::DNSException& e) {
       fail(TransportErrorKind::Resolve, request, describe(e));
     } catch (const Poco::Net::ConnectionRefusedException&) {
@@ -170,6 +213,21 @@ class PocoConnection final : public Connection {
     mHost = request.host;
     mPort = request.port;
     mSecure = request.tls;
+  }
+
+  // Every TCP connection of this object is checked here before it carries a request, so a
+  // reconnect after the server closed the kept connection is checked too.
+  void checkPin(const Request& request, SecureSession& session) {
+    Poco::Net::SecureStreamSocket socket(session.socket());
+    const PeerCertificate presented = peerCertificate(socket);
+    const std::string refusal = pinRefusal(presented.sha256, mTls.pinnedSha256, presented.notBefore, presented.notAfter);
+    if (refusal.empty()) return;
+    try {
+      session.reset();
+    } catch (const Poco::Exception&) {
+      // The connection is dropped either way.
+    }
+    fail(TransportErrorKind::Tls, request, "certificate refused: " + refusal);
   }
 
   Response exchange(const Request& request) {
@@ -255,6 +313,48 @@ class PocoConnection final : public Connection {
 
 std::unique_ptr<Connection> createConnection(const Timeouts& timeouts, const TlsOptions& tls) {
   return std::make_unique<PocoConnection>(timeouts, tls);
+}
+
+std::string sha256Hex(const unsigned char* data, std::size_t size) {
+  unsigned char digest[EVP_MAX_MD_SIZE] = {};
+  unsigned int length = 0;
+  if (EVP_Digest(data, size, digest, &length, EVP_sha256(), nullptr) != 1 || length != 32)
+    throw std::runtime_error("SHA-256 is not available");
+  static const char* const kHex = "0123456789abcdef";
+  std::string text;
+  for (unsigned int i = 0; i < length; ++i) {
+    text += kHex[digest[i] >> 4];
+    text += kHex[digest[i] & 0x0f];
+  }
+  return text;
+}
+
+std::string presentedCertificateSha256(const std::string& host, std::uint16_t port, const Timeouts& timeouts) {
+  Request request;
+  request.method = "HANDSHAKE";
+  request.host = host;
+  request.port = port;
+  request.tls = true;
+  detail::validateRequest(request);
+  try {
+    SecureSession session(host, port, makeContext(/*trustStore=*/false));
+    applyTimeouts(session, timeouts);
+    session.open();
+    Poco::Net::SecureStreamSocket socket(session.socket());
+    const std::string sha256 = peerCertificate(socket).sha256;
+    session.reset();
+    return sha256;
+  } catch (const Poco::Net::DNSException& e) {
+    fail(TransportErrorKind::Resolve, request, describe(e));
+  } catch (const Poco::Net::ConnectionRefusedException&) {
+    fail(TransportErrorKind::Connect, request, "connection refused");
+  } catch (const Poco::TimeoutException&) {
+    fail(TransportErrorKind::Connect, request, "no handshake within " + std::to_string(timeouts.connect.count()) + " ms");
+  } catch (const Poco::Net::SSLException& e) {
+    fail(TransportErrorKind::Tls, request, describe(e));
+  } catch (const Poco::Exception& e) {
+    fail(TransportErrorKind::Connect, request, describe(e));
+  }
 }
 
 void initializeNetwork() {

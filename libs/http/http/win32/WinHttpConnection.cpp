@@ -9,9 +9,11 @@
 #include <string>
 #include <utility>
 
+#include "http/CertificatePin.h"
 #include "http/Exchange.h"
 #include "http/Transport.h"
 #include "http/TransportError.h"
+#include "http/win32/WinCertificate.h"
 #include "wincompat/WideString.h"
 
 namespace vantor::http {
@@ -57,6 +59,7 @@ class InternetHandle {
   InternetHandle& operator=(const InternetHandle&) = delete;
 
   HINTERNET get() const { return mHandle; }
+  HINTERNET release() { return std::exchange(mHandle, nullptr); }
   explicit operator bool() const { return mHandle != nullptr; }
   void reset() {
     if (mHandle) WinHttpCloseHandle(mHandle);
@@ -136,6 +139,34 @@ std::vector<Header> parseRawHeaders(const std::wstring& raw) {
   return headers;
 }
 
+// The pin is checked on the connection that is about to carry the request, whether WinHTTP just
+// opened it or took it from its pool (the pool does not check a kept connection's certificate
+// again). Closing the request handle here cancels the request before it is written.
+struct PinCheck {
+  std::string pinned;
+  std::string refusal;
+  bool closedHandle = false;
+};
+
+void CALLBACK onSendingRequest(HINTERNET handle, DWORD_PTR context, DWORD status, LPVOID, DWORD) {
+  if (status != WINHTTP_CALLBACK_STATUS_SENDING_REQUEST || context == 0) return;
+  auto* check = reinterpret_cast<PinCheck*>(context);
+  PCCERT_CONTEXT certificate = nullptr;
+  DWORD size = sizeof(certificate);
+  if (!WinHttpQueryOption(handle, WINHTTP_OPTION_SERVER_CERT_CONTEXT, &certificate, &size) || !certificate) {
+    check->refusal = "the server's certificate cannot be read";
+  } else {
+    try {
+      const win32::CertificateFacts facts = win32::describeCertificate(certificate);
+      check->refusal = pinRefusal(facts.sha256, check->pinned, facts.notBefore, facts.notAfter);
+    } catch (const std::exception& e) {
+      check->refusal = e.what();
+    }
+    CertFreeCertificateContext(certificate);
+  }
+  if (!check->refusal.empty()) check->closedHandle = WinHttpCloseHandle(handle) != FALSE;
+}
+
 class WinHttpConnection final : public Connection {
  public:
   WinHttpConnection(const Timeouts& timeouts, const TlsOptions& tls) : mTimeouts(timeouts), mTls(tls) {}
@@ -144,9 +175,19 @@ class WinHttpConnection final : public Connection {
     detail::validateRequest(request);
     if (mConnect && !sameEndpoint(request)) mConnect.reset();
     if (!mSession) {
+      // A new session starts with an empty pool: its first connection is the first to this
+      // server, so the certificate is read by a handshake of our own before WinHTTP sends
+      // anything (under Wine, closing the request handle in the callback does not stop the
+      // send; the callback still refuses a connection whose certificate changed later).
+      if (request.tls && !mTls.pinnedSha256.empty()) {
+        const win32::CertificateFacts facts = win32::handshakeCertificate(request, mTimeouts);
+        const std::string refusal = pinRefusal(facts.sha256, mTls.pinnedSha256, facts.notBefore, facts.notAfter);
+        if (!refusal.empty()) fail(TransportErrorKind::Tls, request, "certificate refused: " + refusal);
+      }
       mSession = InternetHandle(WinHttpOpen(L"vantor-http/1.0", WINHTTP_ACCESS_TYPE_NO_PROXY, WINHTTP_NO_PROXY_NAME,
                                             WINHTTP_NO_PROXY_BYPASS, 0));
       if (!mSession) failWith(GetLastError(), Phase::Connect, request, mTimeouts);
+      WinHttpSetStatusCallback(mSession.get(), onSendingRequest, WINHTTP_CALLBACK_FLAG_SEND_REQUEST, 0);
     }
     if (!mConnect) {
       mConnect = InternetHandle(WinHttpConnect(mSession.get(), wincompat::ToWide(request.host).c_str(),
@@ -170,7 +211,9 @@ class WinHttpConnection final : public Connection {
   void setTlsOptions(const TlsOptions& options) override {
     // WinHTTP reuses a pooled TLS connection without checking the certificate again, so a
     // change of policy must not find an old connection.
-    if (options.acceptUntrustedCertificate != mTls.acceptUntrustedCertificate) close();
+    if (options.acceptUntrustedCertificate != mTls.acceptUntrustedCertificate ||
+        options.pinnedSha256 != mTls.pinnedSha256)
+      close();
     mTls = options;
   }
   void close() override {
@@ -189,8 +232,11 @@ class WinHttpConnection final : public Connection {
                                              request.tls ? WINHTTP_FLAG_SECURE : 0));
     if (!handle) failWith(GetLastError(), Phase::Connect, request, mTimeouts);
 
-    if (request.tls && mTls.acceptUntrustedCertificate) {
-      // All four are needed: a self-signed certificate fails more than one check.
+    const bool pinned = request.tls && !mTls.pinnedSha256.empty();
+    PinCheck check{mTls.pinnedSha256, {}, false};
+    if (request.tls && (mTls.acceptUntrustedCertificate || pinned)) {
+      // All four are needed: a self-signed certificate fails more than one check. A pinned
+      // certificate is judged in onSendingRequest instead.
       setDwordOption(handle.get(), WINHTTP_OPTION_SECURITY_FLAGS,
                      SECURITY_FLAG_IGNORE_UNKNOWN_CA | SECURITY_FLAG_IGNORE_CERT_DATE_INVALID |
                          SECURITY_FLAG_IGNORE_CERT_CN_INVALID | SECURITY_FLAG_IGNORE_CERT_WRONG_USAGE);
@@ -208,9 +254,14 @@ class WinHttpConnection final : public Connection {
     if (request.body.size() > 0xffffffffu) fail(TransportErrorKind::InvalidRequest, request, "body too large");
     const DWORD bodySize = static_cast<DWORD>(request.body.size());
     LPVOID body = bodySize ? const_cast<char*>(request.body.data()) : WINHTTP_NO_REQUEST_DATA;
-    if (!WinHttpSendRequest(handle.get(), headers.empty() ? WINHTTP_NO_ADDITIONAL_HEADERS : headers.c_str(),
-                            static_cast<DWORD>(headers.size()), body, bodySize, bodySize, 0))
-      failWith(GetLastError(), Phase::Send, request, mTimeouts);
+    const BOOL sent =
+        WinHttpSendRequest(handle.get(), headers.empty() ? WINHTTP_NO_ADDITIONAL_HEADERS : headers.c_str(),
+                           static_cast<DWORD>(headers.size()), body, bodySize, bodySize,
+                           pinned ? reinterpret_cast<DWORD_PTR>(&check) : 0);
+    const DWORD sendError = sent ? 0 : GetLastError();
+    if (check.closedHandle) static_cast<void>(handle.release());
+    if (!check.refusal.empty()) fail(TransportErrorKind::Tls, request, "certificate refused: " + check.refusal);
+    if (!sent) failWith(sendError, Phase::Send, request, mTimeouts);
     if (!WinHttpReceiveResponse(handle.get(), nullptr)) failWith(GetLastError(), Phase::Receive, request, mTimeouts);
 
     Response response;
