@@ -22,7 +22,7 @@ int RestRequests(const nlohmann::json& log, const std::string& groupId) {
 class CertificatePinning : public EmulatedHostFixture {
  protected:
   std::string Registry() const {
-    std::ifstream in(host_ / "registry.reg", std::ios::binary);
+    std::ifstream in(hostA_.dir / "registry.reg", std::ios::binary);
     const std::string raw((std::istreambuf_iterator<char>(in)), {});
     std::string narrow;  // the file may be UTF-16: keep the ASCII bytes
     for (const char c : raw)
