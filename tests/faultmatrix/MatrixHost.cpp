@@ -5,6 +5,7 @@
 
 #include "SimTestClient.h"
 #include "array/VaVssArrayWrapper.h"
+#include "discovery/CertificatePins.h"
 #include "provider/ArrayAccess.h"
 #include "provider/LunInformation.h"
 #include "wincompat/VssTypes.h"
@@ -68,6 +69,9 @@ MatrixHost::MatrixHost() {
     spec.username = kUser;
     spec.password = kPassword;
     groups_.push_back(sim().addGroup(spec));
+    // Trusted as `config add-group` would: the provider talks only to the pinned certificate.
+    if (discovery::WriteCertificatePin(groups_.back().address, groups_.back().certificateSha256) != ERROR_SUCCESS)
+      throw std::runtime_error("cannot pin the certificate of " + groups_.back().address);
     volumes_.push_back(host_.AddVolume(groups_.back().id, std::string(name) + "-data"));
   }
 }
