@@ -45,7 +45,8 @@ std::string ReadCertificatePin(const std::string& address) {
 
 LSTATUS WriteCertificatePin(const std::string& address, const std::string& sha256Hex) {
   platform::RegKey key;
-  if (const LSTATUS created = platform::TheRegistry().CreateKeyExW(HKEY_LOCAL_MACHINE, kCertificatesKey, key.out());
+  // Only SYSTEM and Administrators may change which certificate an array is trusted with.
+  if (const LSTATUS created = platform::TheRegistry().CreateProtectedKeyW(HKEY_LOCAL_MACHINE, kCertificatesKey, key.out());
       created != ERROR_SUCCESS)
     return created;
   const std::wstring name = wincompat::ToWide(address);

@@ -15,7 +15,8 @@ namespace discovery {
 // another certificate in.
 std::string ReadCertificatePin(const std::string& address);
 
-// `sha256Hex` must already be 64 lower-case hex digits. Creates the key when needed.
+// `sha256Hex` must already be 64 lower-case hex digits. Creates the key when needed, with an
+// access list of SYSTEM and Administrators only.
 LSTATUS WriteCertificatePin(const std::string& address, const std::string& sha256Hex);
 // ERROR_SUCCESS also when there was no pin.
 LSTATUS RemoveCertificatePin(const std::string& address);
