@@ -141,7 +141,8 @@ std::vector<Header> parseRawHeaders(const std::wstring& raw) {
 
 // The pin is checked on the connection that is about to carry the request, whether WinHTTP just
 // opened it or took it from its pool (the pool does not check a kept connection's certificate
-// again). Closing the request handle here cancels the request before it is written.
+// again). Closing the request handle here is WinHTTP's way to cancel the request before it is
+// written (Wine writes it all the same; see the handshake of our own in send()).
 struct PinCheck {
   std::string pinned;
   std::string refusal;
