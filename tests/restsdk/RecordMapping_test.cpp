@@ -42,6 +42,7 @@ TEST_F(RecordMapping, VolumeAnswerFillsEveryAccessorAndIsReadOnly) {
                        {"agent_type", "vvol"},
                        {"metadata", json::array({{{"key", "k1"}, {"value", "v1"}}})},
                        {"volcoll_id", "vc-9"},
+                       {"creation_time", 1767225600},
                        {"an_attribute_we_do_not_know", {1, 2}}};
   const auto list = searchVolumes(json{{"data", {volume}}, {"total", 1}}.dump());
   ASSERT_EQ(list->size(), 1u);
@@ -65,6 +66,7 @@ TEST_F(RecordMapping, VolumeAnswerFillsEveryAccessorAndIsReadOnly) {
   ASSERT_EQ(v.getMetadata()->size(), 1u);
   EXPECT_EQ(v.getMetadata()->front()->getValue(), "v1");
   EXPECT_EQ(v.getVolcollId(), "vc-9");
+  EXPECT_EQ(v.getCreationTime(), 1767225600);
 
   EXPECT_TRUE(v.isImmutable());
   EXPECT_THROW(list->front()->setOnline(false), ImmutableObjectException);
@@ -98,6 +100,7 @@ TEST_F(RecordMapping, UnsetAttributesNameTheirAccessor) {
       {"IscsiTargetScope", [&] { v.getIscsiTargetScope(); }},
       {"AgentType", [&] { v.getAgentType(); }},
       {"VolcollId", [&] { v.getVolcollId(); }},
+      {"CreationTime", [&] { v.getCreationTime(); }},
       {"AccessProtocol", [&] { v.getAccessControlRecords()->front()->getAccessProtocol(); }},
       {"Value", [&] { v.getMetadata()->front()->getValue(); }},
       {"Online", [&] { volumes->at(1)->getOnline(); }},
@@ -118,6 +121,8 @@ TEST_F(RecordMapping, UnsetAttributesNameTheirAccessor) {
   array->answer(200, R"({"data":[{"id":"s"}]})");
   const auto snapshots = client->getV1ObjectSetFactory()->getSnapshotObjectSet()->getObjectList(v1::GetParams{});
   EXPECT_THROW(snapshots->front()->getVolId(), AttributeNotSetException);
+  EXPECT_THROW(snapshots->front()->getCreationTime(), AttributeNotSetException);
+  EXPECT_THROW(snapshots->front()->getNumConnections(), AttributeNotSetException);
   array->answer(200, R"({"data":[{"id":"g","name":"n"}]})");
   const auto groups = client->getV1ObjectSetFactory()->getGroupObjectSet()->getObjectList(v1::GetParams{});
   try {
@@ -163,6 +168,31 @@ TEST_F(RecordMapping, MalformedAnswersRaiseApiExceptionsThatSayWhy) {
     }
   }
   EXPECT_NE(logger->all().find("E Invalid answer to POST /v1/volumes/search"), std::string::npos);
+}
+
+// Metadata is free-form and written by any client of the array: one snapshot with a malformed
+// list must not hide the others, while a wrong type anywhere else still fails the answer.
+TEST_F(RecordMapping, SnapshotWithMalformedMetadataReadsAsHavingNone) {
+  logIn();
+  const auto snapshots = client->getV1ObjectSetFactory()->getSnapshotObjectSet();
+  array->answer(200, R"({"data":[
+      {"id":"good","creation_time":1700000000,"num_connections":1,
+       "metadata":[{"key":"vss_vs_snapshot_set_id","value":"{a}"}]},
+      {"id":"number","metadata":[{"key":"vss_vs_snapshot_set_id","value":42}]},
+      {"id":"text","metadata":"vss_vs_snapshot_set_id"},
+      {"id":"entry","metadata":[7]},
+      {"id":"none"}]})");
+  const auto list = snapshots->getObjectList(v1::GetParams{});
+  ASSERT_EQ(list->size(), 5u);
+  EXPECT_EQ(list->at(0)->getCreationTime(), 1700000000);
+  EXPECT_EQ(list->at(0)->getNumConnections(), 1);
+  ASSERT_EQ(list->at(0)->getMetadata()->size(), 1u);
+  EXPECT_EQ(list->at(0)->getMetadata()->front()->getValue(), "{a}");
+  for (std::size_t i = 1; i < list->size(); ++i)
+    EXPECT_THROW(list->at(i)->getMetadata(), AttributeNotSetException) << list->at(i)->getId();
+
+  array->answer(200, R"({"data":[{"id":"s","creation_time":"yesterday","metadata":[]}]})");
+  EXPECT_THROW(snapshots->getObjectList(v1::GetParams{}), ApiException);
 }
 
 TEST_F(RecordMapping, EmptySearchAndBulkCreateAnswers) {

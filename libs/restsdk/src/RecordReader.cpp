@@ -179,6 +179,7 @@ std::shared_ptr<v1::Volume> RecordCodec::readVolume(const json& object, const st
   volume->mBaseSnapName = reader.text("base_snap_name");
   volume->mNumConnections = reader.integer("num_connections");
   volume->mOnline = reader.boolean("online");
+  volume->mCreationTime = reader.integer("creation_time");
   if (const json* acl = reader.array("access_control_records"))
     volume->mAccessControlRecords = readAccessControlRecords(*acl, what);
   volume->mVpdT10 = reader.text("vpd_t10");
@@ -205,12 +206,18 @@ std::shared_ptr<v1::Snapshot> RecordCodec::readSnapshot(const json& object, cons
   snapshot->mVolId = reader.text("vol_id");
   snapshot->mOnline = reader.boolean("online");
   snapshot->mWritable = reader.boolean("writable");
+  snapshot->mCreationTime = reader.integer("creation_time");
+  snapshot->mNumConnections = reader.integer("num_connections");
   if (const json* acl = reader.array("access_control_records"))
     snapshot->mAccessControlRecords = readAccessControlRecords(*acl, what);
   snapshot->mVpdT10 = reader.text("vpd_t10");
   snapshot->mVpdIeee0 = reader.hexBytes("vpd_ieee0");
   snapshot->mVpdIeee1 = reader.hexBytes("vpd_ieee1");
-  if (const json* metadata = reader.array("metadata")) snapshot->mMetadata = readMetadata(*metadata, what);
+  try {
+    if (const json* metadata = reader.array("metadata")) snapshot->mMetadata = readMetadata(*metadata, what);
+  } catch (const AnswerError&) {
+    snapshot->mMetadata.reset();
+  }
   snapshot->mImmutable = true;
   return snapshot;
 }

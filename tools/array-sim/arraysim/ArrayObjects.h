@@ -22,6 +22,7 @@ struct Group {
     std::string targetName;  // the group-scoped target
     bool rest = true;
     int sessionTimeoutS = 1800;
+    std::int64_t clockOffsetS = 0;
     std::uint16_t restPort = kDefaultRestPort;
     std::uint16_t soapPort = kDefaultSoapPort;
     std::string certificateSha256;  // of the certificate the REST server presents
@@ -46,6 +47,7 @@ struct Lun {
     std::vector<KeyValue> metadata;
     std::vector<AccessControlRecord> acl;
     std::uint64_t dataVersion = 1;  // what the LUN's blocks hold; equal versions, equal data
+    std::int64_t creationTime = 0;  // seconds since the epoch on the group's clock
 };
 
 // The disk a hypervisor makes of a volume for its virtual machines: an identity of its own.
@@ -63,8 +65,7 @@ struct Volume : Lun {
 
 struct Snapshot : Lun {
     std::string volumeId;
-    bool writable = false;
-    std::int64_t creationTime = 0;  // seconds since the epoch, equal for one bulk create
+    bool writable = false;  // creationTime is equal for the snapshots of one bulk create
 };
 
 struct RestSession {

@@ -14,6 +14,12 @@ namespace {
 constexpr int kBlockSize = 4096;
 constexpr std::size_t kMaxDebugLog = 1000;
 
+// Now on a group's clock, in seconds since the epoch.
+std::int64_t groupNow(const Group& group) {
+    const auto now = std::chrono::system_clock::now().time_since_epoch();
+    return std::chrono::duration_cast<std::chrono::seconds>(now).count() + group.clockOffsetS;
+}
+
 std::string last8(const std::string& text) { return text.size() > 8 ? text.substr(text.size() - 8) : text; }
 
 nlohmann::json aclJson(const std::vector<AccessControlRecord>& acl) {
@@ -57,6 +63,7 @@ void putLunAttributes(nlohmann::json& object, const Lun& lun) {
     object["agent_type"] = lun.agentType;
     object["metadata"] = metadataJson(lun.metadata);
     object["volcoll_id"] = lun.volcollId;
+    object["creation_time"] = lun.creationTime;
 }
 
 void checkVolumeSpec(const VolumeSpec& spec) {
@@ -97,6 +104,7 @@ GroupInfo ArrayState::addGroup(const GroupSpec& spec, const std::string& address
     group.password = spec.password;
     group.rest = spec.rest;
     group.sessionTimeoutS = spec.sessionTimeoutS;
+    group.clockOffsetS = spec.clockOffsetS;
     group.restPort = restPort;
     group.soapPort = soapPort;
     group.targetName = iscsiTargetName(spec.name, "group", "g" + last8(group.id));
@@ -129,6 +137,7 @@ VolumeInfo ArrayState::addVolume(const std::string& groupId, const VolumeSpec& s
     volume.metadata = spec.metadata;
     volume.acl = spec.acl;
     volume.iscsiTargetScope = spec.iscsiTargetScope;
+    volume.creationTime = groupNow(group);
     volume.targetName = spec.iscsiTargetScope == "group"
                             ? group.targetName
                             : iscsiTargetName(group.name, spec.name, "v" + volume.serialNumber.substr(0, 8));
@@ -440,8 +449,7 @@ nlohmann::json ArrayState::bulkCreate(const std::string& groupId, const nlohmann
         }
     }
 
-    const auto now = std::chrono::system_clock::now().time_since_epoch();
-    const std::int64_t instant = std::chrono::duration_cast<std::chrono::seconds>(now).count();
+    const std::int64_t instant = groupNow(group);
     nlohmann::json created = nlohmann::json::array();
     for (const auto& request : requests) {
         const Volume& parent = mVolumes[request.volume];
@@ -626,7 +634,14 @@ nlohmann::json ArrayState::snapshotJson(const Snapshot& snapshot) const {
     object["vol_id"] = snapshot.volumeId;
     object["vol_name"] = parent != nullptr ? parent->name : std::string();
     object["writable"] = snapshot.writable;
-    object["creation_time"] = snapshot.creationTime;
+    // A session to the group's target carries only the LUNs that are online; a snapshot's own
+    // target carries that snapshot alone, so a session to it counts whatever the state.
+    const Group* group = findGroup(snapshot.groupId);
+    const bool ownTarget = group == nullptr || snapshot.targetName != group->targetName;
+    int connections = 0;
+    if (snapshot.online || ownTarget)
+        for (const IscsiSession* s : sessionsReaching(snapshot)) connections += s->connections;
+    object["num_connections"] = connections;
     return object;
 }
 

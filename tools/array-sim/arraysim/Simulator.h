@@ -46,6 +46,9 @@ struct GroupSpec {
     // and written there (readable by its owner only). Empty: a certificate of its own, kept in
     // memory only.
     std::string certificateFile;
+    // How far the group's clock runs ahead of the host's (negative: behind); creation times of
+    // its volumes and snapshots follow that clock.
+    std::int64_t clockOffsetS = 0;
 };
 
 // A new certificate for a group's REST server.

@@ -45,6 +45,7 @@ GroupSpec groupSpecFromJson(const nlohmann::json& json) {
     spec.password = member(json, "password", spec.password);
     spec.sessionTimeoutS = member(json, "session_timeout_s", spec.sessionTimeoutS);
     spec.certificateFile = member(json, "certificate_file", spec.certificateFile);
+    spec.clockOffsetS = member(json, "clock_offset_s", spec.clockOffsetS);
     return spec;
 }
 

@@ -22,6 +22,10 @@ class Snapshot : public Record {
   const std::string& getVolId() const { return required(mVolId, "VolId"); }
   bool getOnline() const { return required(mOnline, "Online"); }
   bool getWritable() const { return required(mWritable, "Writable"); }
+  // Seconds since 1970-01-01 UTC when the array made the snapshot.
+  std::int64_t getCreationTime() const { return required(mCreationTime, "CreationTime"); }
+  // iSCSI connections to the snapshot's LUN now.
+  std::int64_t getNumConnections() const { return required(mNumConnections, "NumConnections"); }
   // Never null when set (an explicit JSON null reads as an empty list).
   AccessControlRecordListPtr getAccessControlRecords() const {
     return required(mAccessControlRecords, "AccessControlRecords");
@@ -30,7 +34,9 @@ class Snapshot : public Record {
   const std::string& getVpdT10() const { return required(mVpdT10, "VpdT10"); }
   const std::string& getVpdIeee0() const { return required(mVpdIeee0, "VpdIeee0"); }
   const std::string& getVpdIeee1() const { return required(mVpdIeee1, "VpdIeee1"); }
-  // Set but null when the array sent "metadata": null.
+  // Set but null when the array sent "metadata": null. Metadata is written by every client of
+  // the array, so a malformed list (not a list, or pairs that are not two strings) does not fail
+  // the whole answer: that snapshot reads as having no metadata attribute.
   VsKeyValueListPtr getMetadata() const { return required(mMetadata, "Metadata"); }
 
   void setOnline(bool online) {
@@ -50,6 +56,8 @@ class Snapshot : public Record {
   std::optional<std::string> mVolId;
   std::optional<bool> mOnline;
   std::optional<bool> mWritable;
+  std::optional<std::int64_t> mCreationTime;
+  std::optional<std::int64_t> mNumConnections;
   std::optional<AccessControlRecordListPtr> mAccessControlRecords;
   std::optional<std::string> mVpdT10;
   std::optional<std::string> mVpdIeee0;

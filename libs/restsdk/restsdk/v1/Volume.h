@@ -23,6 +23,8 @@ class Volume : public Record {
   const std::string& getBaseSnapName() const { return required(mBaseSnapName, "BaseSnapName"); }
   std::int64_t getNumConnections() const { return required(mNumConnections, "NumConnections"); }
   bool getOnline() const { return required(mOnline, "Online"); }
+  // Seconds since 1970-01-01 UTC when the array made the volume.
+  std::int64_t getCreationTime() const { return required(mCreationTime, "CreationTime"); }
   // Never null when set (an explicit JSON null reads as an empty list).
   AccessControlRecordListPtr getAccessControlRecords() const {
     return required(mAccessControlRecords, "AccessControlRecords");
@@ -56,6 +58,7 @@ class Volume : public Record {
   std::optional<std::string> mBaseSnapName;
   std::optional<std::int64_t> mNumConnections;
   std::optional<bool> mOnline;
+  std::optional<std::int64_t> mCreationTime;
   std::optional<AccessControlRecordListPtr> mAccessControlRecords;
   std::optional<std::string> mVpdT10;
   std::optional<std::string> mVpdIeee0;
