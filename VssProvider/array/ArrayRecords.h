@@ -45,6 +45,8 @@ inline constexpr const char* kVirtualDeviceIdKey = "vp_vs_VAN_VIRTUAL_DEVICE_ID"
 inline constexpr const char* kPendingDeletionKey = "vp_vs_VAN_PENDING_DELETION";
 inline constexpr const char* kPendingDeletionValue = "VAN_PENDING_DELETION";
 inline constexpr const char* kVirtualVolumeAgentType = "vvol";
+// Every snapshot of a shadow copy carries the snapshot set's id under this metadata key.
+inline constexpr const char* kSnapshotSetIdKey = "vss_vs_snapshot_set_id";
 
 struct SnapshotRecord {
   std::string mId;

@@ -16,8 +16,6 @@ static constexpr const wchar_t* kLogSource = L"RestCall";
 
 namespace v1 = VantorStorage::WS::v1;
 
-constexpr const char* kSnapshotSetIdKey = "vss_vs_snapshot_set_id";
-
 // "a, b, " -- every item followed by ", ", as the trace has always shown these lists.
 template <class Range>
 std::string JoinIds(const Range& ids) {

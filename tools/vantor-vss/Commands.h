@@ -15,6 +15,7 @@ namespace vantorvss {
 
 struct CommandContext {
   std::filesystem::path documentFile;  // this host's shadow-copy document
+  std::filesystem::path hostDir;       // the emulated host; empty on the real Windows host
 };
 
 using CommandAction = std::function<int(const CommandContext&, Report&)>;
@@ -27,5 +28,7 @@ void AddListCommand(CLI::App& app, CommandAction& chosen);
 void AddHideCommand(CLI::App& app, CommandAction& chosen);
 void AddEmptyCommand(CLI::App& app, CommandAction& chosen);
 void AddResyncCommand(CLI::App& app, CommandAction& chosen);
+void AddSnapshotsCommand(CLI::App& app, CommandAction& chosen);
+void AddPruneCommand(CLI::App& app, CommandAction& chosen);
 
 }  // namespace vantorvss

@@ -77,6 +77,17 @@ common::SecureString ReadPasswordLine(std::istream& in) {
   return password;
 }
 
+// What the administrator should do about a group whose check did not end "ok".
+std::string GroupAction(const std::string& address, int protocols, const std::string& result) {
+  if (result == "ok") return "";
+  if (protocols == Vantor::GROUP_PROTOCOLS_NO_REST) return "enable the REST management interface on the group";
+  if (result == "array version not supported")
+    return "upgrade the group's software, or widen MinArrayVerSupported/MaxArrayVerSupported";
+  return "check that " + address + " is the group's management address and is reachable from this host (TCP 5392 "
+         "and 4210), and that its credential is right (vantor-vss config add-group " + address +
+         " --user USER --password-stdin)";
+}
+
 }  // namespace
 
 int RunShowConfig(Report& report) {
@@ -206,18 +217,29 @@ int RunDoctor(Report& report) {
       result = std::string("cannot log in: ") + e.what();
     }
     if (protocols == Vantor::GROUP_PROTOCOLS_NO_REST) result = "REST not supported: snapshots will fail";
-    allGood = allGood && result == "ok";
+    // This process may read what the service cannot: the service's own access decides.
+    const GroupCredentialCheck access = CheckGroupCredential(address);
+    std::string verdict = result == "ok" ? "ok" : "fail";
+    std::string action = GroupAction(address, protocols, result);
+    if (access.serviceCanRead != "yes") {
+      verdict = access.serviceCanRead == "no" ? "fail" : (verdict == "ok" ? "warning" : verdict);
+      action = "the service's account " + access.serviceAccount + " cannot read the credential (" + access.reason +
+               ")" + (action.empty() ? "" : "; " + action);
+    }
+    allGood = allGood && verdict != "fail";
     const std::string user = credential.empty() ? "(none)" : credential.userName;
     std::ostringstream line;
     line << address << std::string(address.size() < 19 ? 19 - address.size() : 1, ' ') << rest
          << std::string(rest.size() < 6 ? 6 - rest.size() : 1, ' ') << user
          << std::string(user.size() < 12 ? 12 - user.size() : 1, ' ') << version
-         << std::string(version.size() < 24 ? 24 - version.size() : 1, ' ') << result;
+         << std::string(version.size() < 24 ? 24 - version.size() : 1, ' ') << result << " [" << verdict << "]";
     report.notes.push_back(line.str());
+    if (!action.empty()) report.notes.push_back("  to do: " + action);
     const std::string certificate = ReadCertificateStatus(address).Describe();
     report.notes.push_back("  certificate: " + certificate);
     rows.push_back({{"address", address}, {"rest", rest}, {"user", user}, {"version", version}, {"result", result},
-                    {"certificate", certificate}});
+                    {"certificate", certificate}, {"service_can_read", access.serviceCanRead},
+                    {"credential_source", access.source}, {"verdict", verdict}, {"action", action}});
   }
   report.extra["groups"] = rows;
   return allGood ? 0 : 1;

@@ -52,7 +52,7 @@ void Report::PrintJson(std::ostream& out) const {
     j["calls"].push_back(entry);
   }
   if (!snapshotSetId.empty()) j["snapshot_set_id"] = snapshotSetId;
-  j["snapshots"] = nlohmann::json::array();
+  if (!j.contains("snapshots")) j["snapshots"] = nlohmann::json::array();
   for (const auto& s : snapshots)
     j["snapshots"].push_back({{"source_serial", s.sourceSerial}, {"snapshot_serial", s.snapshotSerial}});
   if (commitMs >= 0) {

@@ -3,11 +3,13 @@
 // the command did what it should, 1 otherwise, 2 for a usage error or an unusable shadow-copy
 // document.
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <iostream>
 
 #include "CertificateCommands.h"
 #include "Commands.h"
 #include "ConfigCommands.h"
+#include "HostChecks.h"
 #include "HostSetup.h"
 #include "ProviderSession.h"
 #include "Report.h"
@@ -51,7 +53,9 @@ int main(int argc, char** argv) {
   vantorvss::AddHideCommand(app, chosen);
   vantorvss::AddEmptyCommand(app, chosen);
   vantorvss::AddResyncCommand(app, chosen);
-  auto* doctor = app.add_subcommand("doctor", "configuration, discovered groups, REST support, credentials and version");
+  vantorvss::AddSnapshotsCommand(app, chosen);
+  vantorvss::AddPruneCommand(app, chosen);
+  auto* doctor = app.add_subcommand("doctor", "configuration, groups (REST, credentials, version), registration, service, trace and host files");
   auto* config = app.add_subcommand("config", "the provider's configuration");
   config->require_subcommand(1);
   auto* addGroup = config->add_subcommand("add-group", "adds ADDRESS to GroupMgmtIps and stores its credential");
@@ -80,7 +84,8 @@ int main(int argc, char** argv) {
     vantorvss::ProviderSession::UseSource(vantorvss::ParseProviderSource(o.provider));
     const vantorvss::InstalledHost host({o.hostDir, o.traceDir});
     const vantorvss::CommandContext context{
-        (host.HostDir().empty() ? std::filesystem::current_path() : host.HostDir()) / "shadow-copies.json"};
+        (host.HostDir().empty() ? std::filesystem::current_path() : host.HostDir()) / "shadow-copies.json",
+        host.HostDir()};
     if (chosen) {
       try {
         status = chosen(context, report);
@@ -90,6 +95,7 @@ int main(int argc, char** argv) {
       }
     } else if (*doctor) {
       status = vantorvss::RunDoctor(report);
+      status = std::max(status, vantorvss::RunHostChecks(host.HostDir(), host.TracePath().parent_path(), report));
     } else if (*addGroup) {
       const std::string expected = o.certificateSha256.empty() ? "" : vantorvss::ParseCertificateSha256(o.certificateSha256);
       status = vantorvss::RunAddGroup(o.address, o.user, o.passwordStdin, expected, report);

@@ -1,0 +1,174 @@
+// What an administrator finds and cleans up after shadow copies: vantor-vss snapshots and
+// prune against the simulator, with snapshots in every state that must survive a prune, and
+// doctor's verdicts. The simulator's state is the evidence.
+#include <algorithm>
+#include <fstream>
+#include <map>
+#include <set>
+
+#include "EmulatedHostFixture.h"
+#include "SimTestClient.h"
+#include "wincompat/Guid.h"
+
+namespace {
+
+class AdministratorScenarios : public EmulatedHostFixture {
+ protected:
+  // A group whose clock runs `clockOffsetS` ahead of the host's, configured like AddGroup's.
+  arraysim::GroupInfo AddGroupWithClock(const std::string& name, const std::string& volume, std::int64_t clockOffsetS) {
+    arraysim::GroupSpec spec;
+    spec.name = name;
+    spec.password = name + "-pw";
+    spec.clockOffsetS = clockOffsetS;
+    const arraysim::GroupInfo group = sim_->addGroup(spec);
+    arraysim::VolumeSpec v;
+    v.name = volume;
+    v.acl.push_back({"iscsi", kInitiator});
+    volumes_.push_back(sim_->addVolume(group.id, v));
+    const ToolRun added = Vss({"config", "add-group", group.address, "--user", "admin", "--password-stdin"}, spec.password + "\n");
+    EXPECT_EQ(added.status, 0) << added.output;
+    return group;
+  }
+
+  // A snapshot made on the array directly, as another tool would; `setId` empty: no metadata.
+  nlohmann::json MakeSnapshot(const arraysim::GroupInfo& group, const std::string& volume, const std::string& setId) {
+    simtest::RestClient rest(group.address, group.restPort);
+    EXPECT_EQ(rest.login("admin", group.name + "-pw").status, 201);
+    nlohmann::json entry = {{"vol_id", Volume(volume).id}, {"snap_name", "by-hand-" + volume}};
+    if (!setId.empty()) entry["metadata"] = {{{"key", "vss_vs_snapshot_set_id"}, {"value", setId}}};
+    const auto reply = rest.rest("POST", "/v1/snapshots/bulk_create", {{"data", {{"snap_vol_list", {entry}}}}});
+    EXPECT_EQ(reply.status, 201) << reply.text;
+    return reply.json()["data"]["snap_list"][0];
+  }
+  void SetOnline(const arraysim::GroupInfo& group, const nlohmann::json& snapshot, bool online) {
+    simtest::RestClient rest(group.address, group.restPort);
+    ASSERT_EQ(rest.login("admin", group.name + "-pw").status, 201);
+    ASSERT_EQ(rest.rest("PUT", "/v1/snapshots/" + snapshot["id"].get<std::string>(), {{"data", {{"online", online}}}}).status, 200);
+  }
+  static std::string NewSetId() { return wincompat::GuidToString(wincompat::NewGuid()); }
+
+  std::set<std::string> SnapshotSerials() const {
+    std::set<std::string> serials;
+    const nlohmann::json state = sim_->state();
+    for (const auto& g : state["groups"])
+      for (const auto& s : g["snapshots"]) serials.insert(s["serial_number"].get<std::string>());
+    return serials;
+  }
+
+  // Create, import and delete through vantor-vss: what VSS leaves of an auto-release copy.
+  std::string ReleasedShadowCopy(const std::string& volume) {
+    const ToolRun created = Vss({"create", Volume(volume).serialNumber});
+    EXPECT_EQ(created.status, 0) << created.output;
+    const std::string snap = created.report["snapshots"][0]["snapshot_serial"];
+    const ToolRun imported = Vss({"import", snap});
+    EXPECT_EQ(imported.status, 0) << imported.output;
+    const ToolRun deleted = Vss({"delete", snap});
+    EXPECT_EQ(deleted.status, 0) << deleted.output;
+    return snap;
+  }
+};
+
+TEST_F(AdministratorScenarios, PruneDeletesOnlyTheReleasedShadowCopyWhateverElseTheArraysHold) {
+  const auto east = AddGroup("east", {"released", "kept", "online", "session", "manual"});
+  const auto ahead = AddGroupWithClock("ahead", "fresh", 3600);
+
+  const std::string released = ReleasedShadowCopy("released");
+  const ToolRun kept = Vss({"create", Volume("kept").serialNumber});
+  ASSERT_EQ(kept.status, 0) << kept.output;
+  const std::string keptSerial = kept.report["snapshots"][0]["snapshot_serial"];
+  const auto online = MakeSnapshot(east, "online", NewSetId());
+  SetOnline(east, online, true);
+  const auto session = MakeSnapshot(east, "session", NewSetId());
+  SetOnline(east, session, true);
+  ASSERT_EQ(sim_->iscsiLogin(kInitiator, session["target_name"].get<std::string>()).status, 0u);
+  SetOnline(east, session, false);
+  const auto fresh = MakeSnapshot(ahead, "fresh", NewSetId());
+  const auto manual = MakeSnapshot(east, "manual", "");
+
+  const ToolRun listed = Vss({"snapshots"});
+  ASSERT_EQ(listed.status, 0) << listed.output;
+  std::map<std::string, nlohmann::json> bySerial;
+  for (const auto& s : listed.report["snapshots"]) bySerial[s["serial_number"]] = s;
+  EXPECT_EQ(bySerial.size(), 5u) << listed.output;  // all but the one made by hand
+  EXPECT_EQ(bySerial.count(manual["serial_number"]), 0u);
+  ASSERT_EQ(bySerial.count(released), 1u);
+  EXPECT_FALSE(bySerial[released]["referenced"].get<bool>());
+  EXPECT_FALSE(bySerial[released]["online"].get<bool>());
+  EXPECT_TRUE(bySerial[released]["sessions"].empty());
+  EXPECT_EQ(bySerial[released]["group"], east.address);
+  EXPECT_EQ(bySerial[released]["parent_volume"], "released");
+  EXPECT_TRUE(bySerial[keptSerial]["referenced"].get<bool>());
+  EXPECT_TRUE(bySerial[online["serial_number"]]["online"].get<bool>());
+  const nlohmann::json sessions = bySerial[session["serial_number"]]["sessions"];
+  EXPECT_NE(std::find(sessions.begin(), sessions.end(), kInitiator), sessions.end()) << sessions;
+  EXPECT_GT(bySerial[fresh["serial_number"]]["creation_time"].get<std::int64_t>(),
+            bySerial[released]["creation_time"].get<std::int64_t>() + 3000);
+  const ToolRun oneGroup = Vss({"snapshots", "--group", ahead.address});
+  ASSERT_EQ(oneGroup.report["snapshots"].size(), 1u) << oneGroup.output;
+  EXPECT_EQ(oneGroup.report["snapshots"][0]["set_id"], fresh["metadata"][0]["value"]);
+
+  const std::set<std::string> before = SnapshotSerials();
+  const ToolRun dryRun = Vss({"prune", "--older-than", "0s"});
+  EXPECT_EQ(dryRun.status, 0) << dryRun.output;
+  EXPECT_EQ(dryRun.report["candidates"], nlohmann::json::array({released}));
+  EXPECT_TRUE(dryRun.report["deleted"].empty());
+  EXPECT_EQ(SnapshotSerials(), before);
+
+  const ToolRun applied = Vss({"prune", "--apply", "--older-than", "0s"});
+  EXPECT_EQ(applied.status, 0) << applied.output;
+  EXPECT_EQ(applied.report["deleted"], nlohmann::json::array({released}));
+  EXPECT_TRUE(applied.report["failed"].empty());
+  std::set<std::string> expected = before;
+  expected.erase(released);
+  EXPECT_EQ(SnapshotSerials(), expected);
+  EXPECT_NE(Trace().find("Pruned snapshot " + released), std::string::npos);
+
+  // The default threshold keeps what an hour-old test made.
+  const ToolRun nothingOld = Vss({"prune", "--apply"});
+  EXPECT_EQ(nothingOld.status, 0) << nothingOld.output;
+  EXPECT_TRUE(nothingOld.report["candidates"].empty());
+}
+
+TEST_F(AdministratorScenarios, BadInputIsAUsageErrorAndAFailingArrayStopsThePrune) {
+  auto first = AddGroup("east", {"e1", "e2"});
+  auto second = AddGroup("west", {"w1", "w2"});
+  EXPECT_EQ(Vss({"prune", "--older-than", "soon"}).status, 2);
+  EXPECT_EQ(Vss({"prune", "--older-than", "24"}).status, 2);
+  EXPECT_EQ(Vss({"snapshots", "--group", "192.0.2.1"}).status, 2);
+  EXPECT_EQ(Vss({"prune", "--apply", "--group", "192.0.2.1"}).status, 2);
+
+  // Groups are pruned in address order: one snapshot on the first, two on the second, whose
+  // array fails once its turn comes.
+  const bool eastFirst = first.address < second.address;
+  if (!eastFirst) std::swap(first, second);
+  const std::string firstPrefix = eastFirst ? "e" : "w";
+  const std::string secondPrefix = eastFirst ? "w" : "e";
+  const std::string firstSerial = MakeSnapshot(first, firstPrefix + "1", NewSetId())["serial_number"];
+  MakeSnapshot(second, secondPrefix + "1", NewSetId());
+  MakeSnapshot(second, secondPrefix + "2", NewSetId());
+  arraysim::FaultSpec unavailable;
+  unavailable.group = second.id;
+  unavailable.op = "delete:snapshots";
+  unavailable.status = 503;
+  unavailable.code = "SM_unavailable";
+  unavailable.text = "array restarting";
+  unavailable.count = 5;
+  sim_->injectFault(unavailable);
+  const ToolRun failing = Vss({"prune", "--apply", "--older-than", "0s"});
+  EXPECT_EQ(failing.status, 1) << failing.output;
+  ASSERT_EQ(failing.report["candidates"].size(), 3u) << failing.output;
+  EXPECT_EQ(failing.report["candidates"][0], firstSerial);
+  EXPECT_EQ(failing.report["deleted"], nlohmann::json::array({firstSerial}));
+  ASSERT_EQ(failing.report["failed"].size(), 1u) << failing.output;  // and the third was not tried
+  EXPECT_EQ(failing.report["failed"][0]["serial_number"], failing.report["candidates"][1]);
+  EXPECT_NE(failing.report["failed"][0]["reason"].get<std::string>().find("array restarting"), std::string::npos);
+  EXPECT_EQ(SnapshotSerials().size(), 2u);
+
+  sim_->clearFaults();
+  const ToolRun again = Vss({"prune", "--apply", "--older-than", "0s"});
+  EXPECT_EQ(again.status, 0) << again.output;
+  EXPECT_EQ(again.report["deleted"].size(), 2u);
+  EXPECT_TRUE(SnapshotSerials().empty());
+}
+
+}  // namespace

@@ -1,0 +1,26 @@
+#pragma once
+// vantor-vss prune [--older-than DURATION] [--group ADDRESS] [--apply]: the snapshots that
+// shadow copies left behind and nothing uses any more -- not referred to by a shadow copy,
+// offline, without a session, older than DURATION. Without --apply it only lists them.
+#include <chrono>
+#include <optional>
+#include <string>
+
+#include "Report.h"
+#include "SnapshotSetReferences.h"
+
+namespace vantorvss {
+
+struct PruneOptions {
+  std::optional<std::string> group;
+  std::chrono::seconds olderThan = std::chrono::hours(24);
+  bool apply = false;
+  bool progress = false;  // progress lines on standard error
+};
+
+// 0 when everything it meant to do was done, 1 otherwise (a group that could not be read, a
+// snapshot that could not be deleted). An array that fails outright stops the prune; what was
+// deleted until then is reported.
+int RunPrune(const PruneOptions& options, const SnapshotSetReferences& references, Report& report);
+
+}  // namespace vantorvss

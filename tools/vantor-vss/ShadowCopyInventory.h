@@ -1,0 +1,69 @@
+#pragma once
+// The snapshots that shadow copies left on this host's array groups, read group by group, and
+// the rule that says which of them may be deleted. Shared by the snapshots and prune commands.
+#include <chrono>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "SnapshotSetReferences.h"
+#include "array/RestCallShadowCopySnapshots.h"
+#include "discovery/GroupCredentials.h"
+
+namespace Vantor {
+class Array;
+}
+
+namespace vantorvss {
+
+struct ShadowCopySnapshot {
+  std::string group;  // management address
+  Vantor::ShadowCopySnapshotRecord snapshot;
+  bool referenced = false;
+};
+
+struct GroupFailure {
+  std::string group;
+  std::string reason;
+};
+
+// Why a listed snapshot must stay, or none when it may be deleted: it is not referred to by a
+// shadow copy, offline, without a session, and at least `olderThan` old at `now` (seconds
+// since 1970 UTC). Anything the array did not say counts against deleting.
+std::optional<std::string> ReasonToKeep(const ShadowCopySnapshot& s, std::int64_t now, std::chrono::seconds olderThan);
+
+class ShadowCopyInventory {
+ public:
+  // The configured and discovered groups of this host, or only `group`; throws
+  // std::invalid_argument when `group` is not one of them.
+  explicit ShadowCopyInventory(const std::optional<std::string>& group);
+  ~ShadowCopyInventory();
+  ShadowCopyInventory(const ShadowCopyInventory&) = delete;
+  ShadowCopyInventory& operator=(const ShadowCopyInventory&) = delete;
+
+  // Lists every group in address order; a group that cannot be read is reported in Failures()
+  // and the others are still listed. Throws when `references` cannot answer.
+  void Load(const SnapshotSetReferences& references);
+  const std::vector<ShadowCopySnapshot>& Snapshots() const { return snapshots_; }
+  const std::vector<GroupFailure>& Failures() const { return failures_; }
+
+  // Deletes one listed snapshot on its array, with a trace line before and after. Throws with
+  // the array's reason when the array refuses or fails.
+  void Delete(const ShadowCopySnapshot& s);
+
+ private:
+  Vantor::Array& Connection(const std::string& group);
+
+  GroupCredentialMap groups_;
+  std::map<std::string, std::unique_ptr<Vantor::Array>> connections_;
+  std::vector<ShadowCopySnapshot> snapshots_;
+  std::vector<GroupFailure> failures_;
+};
+
+// "2026-11-23T20:15:00Z"
+std::string UtcText(std::int64_t secondsSince1970);
+
+}  // namespace vantorvss
