@@ -171,4 +171,86 @@ TEST_F(AdministratorScenarios, BadInputIsAUsageErrorAndAFailingArrayStopsThePrun
   EXPECT_TRUE(SnapshotSerials().empty());
 }
 
+// The registration an installation leaves in the host's registry, with the service's start
+// type; appended to the emulated host's registry file.
+void RegisterProvider(const std::filesystem::path& host, int startType) {
+  std::ofstream(host / "registry.reg", std::ios::app)
+      << "\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\Classes\\CLSID\\{08B1DE05-DA78-4895-BAC0-E576ED483FFA}\\LocalServer32]\n"
+         "@=\"C:\\\\Program Files\\\\Vantor\\\\VantorVssProvider.exe\"\n"
+         "\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\Classes\\AppID\\{250271C3-D460-4BC9-B015-3EBC3C0DA2C4}]\n"
+         "\"LocalService\"=\"Vantor VSS Hardware Provider\"\n"
+         "\n[HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Services\\VSS\\Providers\\{5253d47a-55bb-4b3a-928d-5f4baec6fbf4}]\n"
+         "\"Type\"=dword:00000003\n"
+         "\n[HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Services\\Vantor VSS Hardware Provider]\n"
+         "\"ImagePath\"=\"C:\\\\Program Files\\\\Vantor\\\\VantorVssProvider.exe\"\n"
+         "\"Start\"=dword:0000000"
+      << startType << "\n";
+}
+
+std::map<std::string, nlohmann::json> ChecksByName(const ToolRun& run) {
+  std::map<std::string, nlohmann::json> checks;
+  for (const auto& c : run.report["checks"]) checks[c["check"]] = c;
+  return checks;
+}
+
+// A credential the service cannot open: its stored value altered (as one copied from another
+// computer would be).
+void SpoilCredential(const std::filesystem::path& host, const std::string& address) {
+  std::ifstream in(host / "registry.reg");
+  std::string text, line;
+  bool continued = false;  // the lines of a long hex value end in a backslash
+  while (std::getline(in, line)) {
+    const bool spoiled = continued || line.rfind("\"" + address + "\"=", 0) == 0;
+    const bool wasContinued = continued;
+    continued = spoiled && !line.empty() && line.back() == '\\';
+    if (!spoiled) text += line + "\n";
+    else if (!wasContinued) text += "\"" + address + "\"=hex:00,01,02\n";
+  }
+  in.close();
+  std::ofstream(host / "registry.reg", std::ios::trunc) << text;
+}
+
+TEST_F(AdministratorScenarios, DoctorGivesEachGroupAndHostCheckAVerdictAndWhatToDo) {
+  const auto healthy = AddGroup("east", {"data"});
+  const auto unreadable = AddGroup("west", {"logs"});
+  SpoilCredential(hostA_.dir, unreadable.address);
+  // A configured address where no array answers.
+  const std::string unreachable = "127.0.0.253";
+  ASSERT_EQ(Vss({"config", "add-group", unreachable, "--user", "admin", "--password-stdin"}, "pw\n").status, 0);
+  const ToolRun bare = Vss({"doctor"});
+  EXPECT_EQ(bare.status, 1);
+  auto checks = ChecksByName(bare);
+  for (const char* name : {"COM registration", "VSS registration", "service"}) {
+    EXPECT_EQ(checks[name]["verdict"], "fail") << name << ": " << bare.output;
+    EXPECT_FALSE(checks[name]["action"].get<std::string>().empty()) << name;
+  }
+  EXPECT_EQ(checks["trace folder"]["verdict"], "ok") << bare.output;
+  EXPECT_EQ(checks["host file host.json"]["verdict"], "ok") << bare.output;
+
+  RegisterProvider(hostA_.dir, 4);
+  checks = ChecksByName(Vss({"doctor"}));
+  EXPECT_EQ(checks["COM registration"]["verdict"], "ok");
+  EXPECT_EQ(checks["VSS registration"]["verdict"], "ok");
+  EXPECT_EQ(checks["service"]["verdict"], "fail");  // disabled: COM cannot start it
+  EXPECT_NE(checks["service"]["action"].get<std::string>().find("start= demand"), std::string::npos);
+
+  RegisterProvider(hostA_.dir, 3);
+  const ToolRun doctor = Vss({"doctor"});
+  checks = ChecksByName(doctor);
+  for (const auto& [name, check] : checks) EXPECT_EQ(check["verdict"], "ok") << name << ": " << doctor.output;
+  std::map<std::string, nlohmann::json> groups;
+  for (const auto& g : doctor.report["groups"]) groups[g["address"]] = g;
+  ASSERT_EQ(groups.size(), 3u) << doctor.output;
+  EXPECT_EQ(groups[healthy.address]["verdict"], "ok") << doctor.output;
+  EXPECT_EQ(groups[healthy.address]["service_can_read"], "yes");
+  EXPECT_EQ(groups[healthy.address]["action"], "");
+  EXPECT_EQ(groups[unreadable.address]["verdict"], "fail");
+  EXPECT_EQ(groups[unreadable.address]["service_can_read"], "no");
+  EXPECT_NE(groups[unreadable.address]["action"].get<std::string>().find("config add-group"), std::string::npos);
+  EXPECT_EQ(groups[unreachable]["verdict"], "fail");
+  EXPECT_EQ(groups[unreachable]["service_can_read"], "yes");
+  EXPECT_NE(groups[unreachable]["action"].get<std::string>().find("reachable"), std::string::npos);
+  EXPECT_EQ(doctor.status, 1);
+}
+
 }  // namespace
