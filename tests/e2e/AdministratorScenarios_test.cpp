@@ -214,9 +214,17 @@ TEST_F(AdministratorScenarios, DoctorGivesEachGroupAndHostCheckAVerdictAndWhatTo
   const auto healthy = AddGroup("east", {"data"});
   const auto unreadable = AddGroup("west", {"logs"});
   SpoilCredential(hostA_.dir, unreadable.address);
-  // A configured address where no array answers.
-  const std::string unreachable = "127.0.0.253";
-  ASSERT_EQ(Vss({"config", "add-group", unreachable, "--user", "admin", "--password-stdin"}, "pw\n").status, 0);
+  // A configured group that stops answering: every connection is dropped.
+  const auto silent = AddGroup("north", {"archive"});
+  for (const char* op : {"tokens", "soap"}) {
+    arraysim::FaultSpec drop;
+    drop.group = silent.id;
+    drop.op = op;
+    drop.drop = true;
+    drop.count = 1000;
+    sim_->injectFault(drop);
+  }
+  const std::string unreachable = silent.address;
   const ToolRun bare = Vss({"doctor"});
   EXPECT_EQ(bare.status, 1);
   auto checks = ChecksByName(bare);
