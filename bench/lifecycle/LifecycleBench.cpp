@@ -25,6 +25,7 @@
 #include "LunCatalog.h"
 #include "arraysim/Simulator.h"
 #include "credstore/CredentialVault.h"
+#include "discovery/CertificatePins.h"
 #include "provider/LunInformation.h"
 #include "provider/VaVssHwProvider.h"
 #include "wincompat/Guid.h"
@@ -115,6 +116,9 @@ int RunCase(int volumes, int groupCount, int delayMs) {
       if (credstore::StoreArrayCredential(groups[static_cast<std::size_t>(g)].address, "admin",
                                           "bench-pw-" + std::to_string(g)) != ERROR_SUCCESS)
         throw std::runtime_error("cannot store a credential");
+    for (const auto& g : groups)
+      if (discovery::WriteCertificatePin(g.address, g.certificateSha256) != ERROR_SUCCESS)
+        throw std::runtime_error("cannot pin a certificate");
     for (const auto& id : groupIds) {
       for (const char* op : {"tokens", "search:volumes", "search:snapshots", "search:groups", "bulk_create",
                              "update:snapshots", "debug_log", "soap"}) {
