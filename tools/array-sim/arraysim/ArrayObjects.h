@@ -30,6 +30,12 @@ struct Group {
     std::vector<std::pair<std::string, std::string>> debugLog;  // (level, message)
 };
 
+// Now on a group's clock, in seconds since the epoch.
+inline std::int64_t groupNow(const Group& group) {
+    const auto now = std::chrono::system_clock::now().time_since_epoch();
+    return std::chrono::duration_cast<std::chrono::seconds>(now).count() + group.clockOffsetS;
+}
+
 // What volumes and snapshots share: a LUN with its identity and the initiators allowed on it.
 struct Lun {
     std::string id;
