@@ -4,6 +4,7 @@
 #include <cctype>
 #include <memory>
 
+#include "http/Deadline.h"
 #include "logger/FileLog.h"
 #include "logger/Logger.h"
 #include "soapH.h"
@@ -23,6 +24,53 @@ struct SoapContextRelease {
 };
 using SoapContext = std::unique_ptr<struct soap, SoapContextRelease>;
 
+// gSOAP's timeouts bound each socket wait, so a service that trickles its answer could hold the
+// query for as long as it likes. These hooks wrap gSOAP's own connect, send and receive: each
+// waits at most for what is left of the exchange's deadline, and once it has passed the
+// exchange fails as on a timeout.
+struct ExchangeBound {
+  vantor::http::Deadline deadline;
+  SOAP_SOCKET (*open)(struct soap*, const char*, const char*, int);
+  int (*send)(struct soap*, const char*, size_t);
+  size_t (*recv)(struct soap*, char*, size_t);
+};
+
+// gSOAP reads a negative timeout as microseconds.
+int MicrosecondsLeft(const ExchangeBound& bound) {
+  const auto left = bound.deadline.cap(std::chrono::seconds(kGroupMgmtSoapTimeoutSeconds));
+  return -static_cast<int>(std::chrono::duration_cast<std::chrono::microseconds>(left).count());
+}
+
+SOAP_SOCKET BoundedOpen(struct soap* soap, const char* endpoint, const char* host, int port) {
+  const auto& bound = *static_cast<const ExchangeBound*>(soap->user);
+  if (bound.deadline.passed()) {
+    soap->error = SOAP_TCP_ERROR;
+    return SOAP_INVALID_SOCKET;
+  }
+  soap->connect_timeout = MicrosecondsLeft(bound);
+  return bound.open(soap, endpoint, host, port);
+}
+
+int BoundedSend(struct soap* soap, const char* data, size_t length) {
+  const auto& bound = *static_cast<const ExchangeBound*>(soap->user);
+  if (bound.deadline.passed()) {
+    soap->errnum = 0;
+    return SOAP_EOF;
+  }
+  soap->send_timeout = MicrosecondsLeft(bound);
+  return bound.send(soap, data, length);
+}
+
+size_t BoundedRecv(struct soap* soap, char* buffer, size_t length) {
+  const auto& bound = *static_cast<const ExchangeBound*>(soap->user);
+  if (bound.deadline.passed()) {
+    soap->errnum = 0;  // what gSOAP's own receive leaves after a timeout
+    return 0;
+  }
+  soap->recv_timeout = MicrosecondsLeft(bound);
+  return bound.recv(soap, buffer, length);
+}
+
 bool IsRestProtocol(const std::string& name) {
   static constexpr std::string_view kRest = "rest-v1";
   return name.size() == kRest.size() && std::equal(name.begin(), name.end(), kRest.begin(), [](char a, char b) {
@@ -32,7 +80,7 @@ bool IsRestProtocol(const std::string& name) {
 
 }  // namespace
 
-int GetProtocols(const std::string& arrayAddress) {
+int GetProtocols(const std::string& arrayAddress, std::chrono::milliseconds budget) {
   CLogger scope(L"Vantor::Array::GetProtocols");
   const std::string endpoint = "http://" + arrayAddress + ":" + std::to_string(kGroupMgmtSoapPort) + "/soap";
 
@@ -46,6 +94,11 @@ int GetProtocols(const std::string& arrayAddress) {
   soap->send_timeout = kGroupMgmtSoapTimeoutSeconds;
   soap->connect_timeout = kGroupMgmtSoapTimeoutSeconds;
   soap->accept_timeout = kGroupMgmtSoapTimeoutSeconds;
+  ExchangeBound bound{vantor::http::Deadline::after(budget), soap->fopen, soap->fsend, soap->frecv};
+  soap->user = &bound;
+  soap->fopen = BoundedOpen;
+  soap->fsend = BoundedSend;
+  soap->frecv = BoundedRecv;
 
   ns__getProtocolsResponse response;
   const int status = soap_call_ns__getProtocols(soap.get(), endpoint.c_str(), nullptr, response);

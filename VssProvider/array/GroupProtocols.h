@@ -2,6 +2,7 @@
 // The one question the provider asks the array's older group-management service (SOAP,
 // http://ADDRESS:4210/soap): which management protocols the array offers. It tells whether
 // the array speaks the REST interface at all.
+#include <chrono>
 #include <string>
 
 namespace Vantor {
@@ -15,7 +16,9 @@ enum GroupProtocolsAnswer : int {
 inline constexpr int kGroupMgmtSoapPort = 4210;
 inline constexpr int kGroupMgmtSoapTimeoutSeconds = 30;
 
-// Asks the group at `arrayAddress`; never throws.
-int GetProtocols(const std::string& arrayAddress);
+// Asks the group at `arrayAddress`; never throws. The whole exchange (connect, request,
+// answer) is over within `budget`, however slowly the service answers.
+int GetProtocols(const std::string& arrayAddress,
+                 std::chrono::milliseconds budget = std::chrono::seconds(kGroupMgmtSoapTimeoutSeconds));
 
 }  // namespace Vantor

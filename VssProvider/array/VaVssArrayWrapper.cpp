@@ -64,6 +64,10 @@ void VaVssArrayWrapper::SetLoginInfo(const Vantor::LoginInfo& loginInfo) {
 
 std::string VaVssArrayWrapper::GetGroupAddress() const { return mArray ? mArray->GetGroupMgmtIp() : std::string(); }
 
+void VaVssArrayWrapper::SetExchangeDeadline(std::optional<std::chrono::steady_clock::time_point> deadline) {
+  if (mArray) mArray->setExchangeDeadline(deadline);
+}
+
 bool VaVssArrayWrapper::FindVolume(const std::string& serialNumber, bool deepDiscovery,
                                    std::shared_ptr<Vantor::VolumeRecord>& volume) {
   bool found = false;

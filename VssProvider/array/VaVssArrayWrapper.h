@@ -5,8 +5,10 @@
 // Retries and re-authentication happen below, in the request framework.
 //
 // The public operations are virtual so that the provider's tests can put a fake in its place.
+#include <chrono>
 #include <map>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -45,6 +47,9 @@ class VaVssArrayWrapper {
   virtual void SetLoginInfo(const Vantor::LoginInfo& loginInfo);
   // The address the session talks to.
   virtual std::string GetGroupAddress() const;
+  // Until cleared (std::nullopt), every request to the array must be over by `deadline`; one
+  // that is not fails like an array that does not answer.
+  virtual void SetExchangeDeadline(std::optional<std::chrono::steady_clock::time_point> deadline);
 
   // One lookup pass by serial number. Without deep discovery only the records found before are
   // consulted; with it the array is asked and its answer replaces the cached one. A failing

@@ -3,6 +3,9 @@
 // PostFinalCommitSnapshots / AbortSnapshots end the set.
 #include <algorithm>
 #include <chrono>
+#include <optional>
+#include <utility>
+#include <vector>
 
 #include "array/VaVssArrayWrapper.h"
 #include "logger/EventReporter.h"
@@ -16,6 +19,39 @@ namespace {
 constexpr const wchar_t* kLogSource = L"VaVssHwProvider";
 
 void ReportUnknownSet() { logger::ReportProviderEvent(EVENTLOG_ERROR_TYPE, VA_MSG_UNEXPECTED_SNAPSHOT_SET); }
+
+// VSS holds every write on the host while CommitSnapshots runs, for at most this long; then it
+// gives the set up. An array that answers later must not keep the writes held, nor the object
+// lock that every other VSS call waits on: each request of the commit ends by the window's end,
+// less a margin for the veto to reach VSS.
+constexpr auto kCommitWindow = std::chrono::seconds(10);
+constexpr auto kCommitWindowMargin = std::chrono::seconds(1);
+
+// Bounds the requests to the set's arrays by the commit window while it lives. Afterwards
+// (AbortSnapshots above all) the arrays get their usual timeouts again.
+class CommitWindow {
+ public:
+  CommitWindow(std::vector<std::shared_ptr<VaSnapshotGroup>> groups, std::chrono::steady_clock::time_point end)
+      : mGroups(std::move(groups)), mEnd(end) {
+    for (const auto& group : mGroups) group->mArray->SetExchangeDeadline(mEnd);
+  }
+  ~CommitWindow() {
+    for (const auto& group : mGroups) {
+      try {
+        group->mArray->SetExchangeDeadline(std::nullopt);
+      } catch (...) {
+        // Nothing to undo: a wrapper that cannot take the setting keeps no deadline either.
+      }
+    }
+  }
+  CommitWindow(const CommitWindow&) = delete;
+  CommitWindow& operator=(const CommitWindow&) = delete;
+  bool Passed() const { return std::chrono::steady_clock::now() >= mEnd; }
+
+ private:
+  std::vector<std::shared_ptr<VaSnapshotGroup>> mGroups;
+  std::chrono::steady_clock::time_point mEnd;
+};
 
 // Milliseconds on the system clock, which is what the commit time event has always measured.
 std::uint64_t NowMs() {
@@ -177,6 +213,8 @@ HRESULT CVaVssHwProvider::PreCommitSnapshots(VSS_ID /*SnapshotSetId*/) {
 }
 
 HRESULT CVaVssHwProvider::CommitSnapshots(VSS_ID SnapshotSetId) {
+  // The window runs from the call, also while it waits for the lock.
+  const auto windowEnd = std::chrono::steady_clock::now() + kCommitWindow - kCommitWindowMargin;
   const auto lock = LockObject();
   CLogger scope(L"CVaVssHwProvider::CommitSnapshots");
   const std::uint64_t start = NowMs();
@@ -188,11 +226,17 @@ HRESULT CVaVssHwProvider::CommitSnapshots(VSS_ID SnapshotSetId) {
       ReportUnknownSet();
       return VSS_E_PROVIDER_VETO;
     }
+    const CommitWindow window(set->mGroups, windowEnd);
     for (const auto& group : set->mGroups) {
       VA_LOG(MSG_INFO, L"Issuing a create snapshot request...");
       group->mCreateRequested = true;
       const HRESULT created = group->mArray->CreateSnapshotSet(SnapshotSetId, group->mSnapshots);
       if (FAILED(created)) {
+        if (window.Passed()) {
+          VA_LOG(MSG_ERROR,
+                 L"** CommitSnapshots : the arrays did not finish within the %lld seconds that VSS holds the writes",
+                 static_cast<long long>(kCommitWindow.count()));
+        }
         // Snapshots of the groups before this one stay for AbortSnapshots to remove.
         VA_LOG(MSG_ERROR, L"Failed to commit snapshots for at least one array. Error 0x%x",
                static_cast<unsigned>(created));

@@ -108,15 +108,18 @@ std::string answerText(const Step& step, std::size_t announcedLength) {
 
 }  // namespace
 
-LoopbackServer::LoopbackServer() {
+LoopbackServer::LoopbackServer(const std::string& host, std::uint16_t port) {
   const SocketHandle listener = ::socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
   sockaddr_in address{};
   address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  address.sin_port = 0;
+  if (::inet_pton(AF_INET, host.c_str(), &address.sin_addr) != 1) {
+    closeSocket(listener);
+    throw std::runtime_error("LoopbackServer: bad address " + host);
+  }
+  address.sin_port = htons(port);
   if (::bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof(address)) != 0 || ::listen(listener, 16) != 0) {
     closeSocket(listener);
-    throw std::runtime_error("LoopbackServer: cannot listen on 127.0.0.1");
+    throw std::runtime_error("LoopbackServer: cannot listen on " + host + ":" + std::to_string(port));
   }
   SocketLength length = sizeof(address);
   ::getsockname(listener, reinterpret_cast<sockaddr*>(&address), &length);
@@ -194,6 +197,18 @@ void LoopbackServer::serve(std::intptr_t clientValue) {
         sendAll(client, "THIS IS NOT HTTP\r\n\r\n");
         keep = false;
         break;
+      case Step::Kind::Trickle:
+      case Step::Kind::TrickleBody: {
+        const std::string headers = answerText(step, step.body.size());
+        const bool wholeAnswer = step.kind == Step::Kind::Trickle;
+        const std::string answer = wholeAnswer ? headers + step.body : step.body;
+        if (!wholeAnswer) keep = sendAll(client, headers);
+        for (std::size_t i = 0; keep && i < answer.size() && !mStopping; ++i) {
+          keep = sendAll(client, answer.substr(i, 1));
+          std::this_thread::sleep_for(std::chrono::milliseconds(step.delayMs));
+        }
+        break;
+      }
       case Step::Kind::EndlessBody: {
         sendAll(client, "HTTP/1.1 200 OK\r\nContent-Type: text/plain\r\nConnection: close\r\n\r\n");
         const std::string chunk(1 << 16, 'x');

@@ -21,6 +21,8 @@ struct Step {
     TruncatedBody,     // announce more bytes than are sent, then close
     NotHttp,
     EndlessBody,       // stream bytes without a length until the client gives up
+    Trickle,           // the whole answer, status line first, one byte every delayMs
+    TrickleBody,       // the headers at once, then the body one byte every delayMs
   };
   Kind kind = Kind::Answer;
   int status = 200;
@@ -30,7 +32,8 @@ struct Step {
 
 class LoopbackServer {
  public:
-  LoopbackServer();
+  // Listens on `address` (a loopback IPv4 text) and `port` (0: any free one).
+  explicit LoopbackServer(const std::string& address = "127.0.0.1", std::uint16_t port = 0);
   ~LoopbackServer();
   LoopbackServer(const LoopbackServer&) = delete;
   LoopbackServer& operator=(const LoopbackServer&) = delete;

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <optional>
 #include <thread>
 
 #include "LoopbackServer.h"
@@ -69,7 +70,8 @@ TEST(Transport, FailuresBecomeTransportErrorsOfTheirKind) {
   add(Step::Kind::DelayThenAnswer, "{}", 1500, {TransportErrorKind::Timeout});
   add(Step::Kind::TruncatedBody, R"({"partial":)", 0, {TransportErrorKind::Dropped});
   add(Step::Kind::NotHttp, "", 0, {TransportErrorKind::Protocol, TransportErrorKind::Dropped});
-  add(Step::Kind::EndlessBody, "", 0, {TransportErrorKind::Protocol});
+  // Whichever comes first: the size limit or the end of the exchange's time.
+  add(Step::Kind::EndlessBody, "", 0, {TransportErrorKind::Protocol, TransportErrorKind::Timeout});
   for (const Case& c : cases) {
     LoopbackServer server;
     server.script(c.step);
@@ -91,6 +93,68 @@ TEST(Transport, FailuresBecomeTransportErrorsOfTheirKind) {
       EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::milliseconds(1200));
     }
   }
+}
+
+// A server that sends every byte well within the receive timeout but takes seconds for the
+// whole answer: the exchange ends when its time is up, whichever limit comes first.
+TEST(Transport, TrickledAnswerEndsWithinTheExchangeDeadline) {
+  using std::chrono::milliseconds;
+  struct Case {
+    const char* name;
+    Step::Kind trickle;
+    milliseconds receive;
+    std::optional<milliseconds> outer;  // the caller's own deadline, from the start
+    milliseconds limit;                 // what bounds the exchange
+  };
+  std::vector<Case> cases = {
+      {"body, receive timeout", Step::Kind::TrickleBody, milliseconds(700), std::nullopt, milliseconds(700)},
+      {"body, caller's deadline", Step::Kind::TrickleBody, milliseconds(30000), milliseconds(500), milliseconds(500)},
+  };
+#ifndef _WIN32
+  // WinHTTP waits for all headers at once on Windows; Wine times each read of them instead,
+  // so trickled headers are left to the native transport here.
+  cases.push_back({"headers, receive timeout", Step::Kind::Trickle, milliseconds(700), std::nullopt, milliseconds(700)});
+#endif
+  // Wine's scheduling is coarser than Linux's; the answer itself would take about 4 s.
+  const milliseconds margin(600);
+  for (const Case& c : cases) {
+    LoopbackServer server;
+    Step trickle;
+    trickle.kind = c.trickle;
+    trickle.body = R"({"data":{"id":"0123456789abcdef","name":"a-volume-of-some-length"}})";
+    trickle.delayMs = 50;
+    server.script(trickle);
+    server.script({Step::Kind::Answer, 200, R"({"after":"timeout"})", 0});
+    vantor::http::Timeouts timeouts;
+    timeouts.receive = c.receive;
+    const auto connection = vantor::http::createConnection(timeouts);
+    Request request = post(server.port(), "/slow", "{}");
+    const auto started = std::chrono::steady_clock::now();
+    if (c.outer) request.deadline = started + *c.outer;
+    try {
+      const auto answer = connection->send(request);
+      ADD_FAILURE() << c.name << ": the trickled answer was accepted: " << answer.body;
+    } catch (const TransportError& e) {
+      EXPECT_EQ(e.kind(), TransportErrorKind::Timeout) << c.name << ": " << e.what();
+    }
+    const auto elapsed = std::chrono::duration_cast<milliseconds>(std::chrono::steady_clock::now() - started);
+    EXPECT_GE(elapsed, c.limit - milliseconds(50)) << c.name;
+    EXPECT_LT(elapsed, c.limit + margin) << c.name;
+    // The connection is usable again (a new one, since the old one was cut).
+    EXPECT_EQ(connection->send(post(server.port(), "/next", "")).body, R"({"after":"timeout"})") << c.name;
+  }
+
+  // A deadline that passed already sends nothing.
+  LoopbackServer server;
+  Request late = post(server.port(), "/late", "");
+  late.deadline = std::chrono::steady_clock::now() - milliseconds(1);
+  try {
+    vantor::http::sendOnce(late);
+    ADD_FAILURE() << "sent after the deadline";
+  } catch (const TransportError& e) {
+    EXPECT_EQ(e.kind(), TransportErrorKind::Timeout) << e.what();
+  }
+  EXPECT_EQ(server.connections(), 0);
 }
 
 TEST(Transport, RefusedAndInvalidRequestsFailBeforeAnyExchange) {

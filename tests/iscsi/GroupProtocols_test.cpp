@@ -6,6 +6,7 @@
 #include <random>
 
 #include "HostTestSupport.h"
+#include "LoopbackServer.h"
 #include "array/GroupProtocols.h"
 #include "arraysim/Simulator.h"
 
@@ -59,6 +60,36 @@ TEST(GroupProtocols, FaultsAndUnreachableArraysAnswerQueryFailedAtOnce) {
   EXPECT_EQ(Vantor::GetProtocols(silent), Vantor::GROUP_PROTOCOLS_QUERY_FAILED);
   EXPECT_EQ(trace.Count(" returned by getProtocols."), 2u);
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+}
+
+// A service that sends each byte in time but the answer over seconds: the query ends when its
+// time is up, not when the answer is complete.
+TEST(GroupProtocols, TrickledAnswerEndsWithinTheQueryTime) {
+  hosttest::TraceCapture trace;
+  std::random_device random;
+  const std::string address = "127.214." + std::to_string(random() % 250 + 1) + "." + std::to_string(random() % 250 + 1);
+  http_test::LoopbackServer service(address, Vantor::kGroupMgmtSoapPort);
+  const std::string answer =
+      R"(<?xml version="1.0" encoding="UTF-8"?>)"
+      R"(<SOAP-ENV:Envelope xmlns:SOAP-ENV="http://schemas.xmlsoap.org/soap/envelope/" )"
+      R"(xmlns:ns="urn:vantor:groupmgmt:1"><SOAP-ENV:Body><ns:getProtocolsResponse>)"
+      R"(<protocol>rest-v1</protocol></ns:getProtocolsResponse></SOAP-ENV:Body></SOAP-ENV:Envelope>)";
+  http_test::Step trickle;
+  trickle.kind = http_test::Step::Kind::TrickleBody;
+  trickle.body = answer;
+  trickle.delayMs = 20;  // about 5 s for the whole answer
+  service.script(trickle);
+  service.script({http_test::Step::Kind::Answer, 200, answer, 0});
+
+  const auto budget = std::chrono::milliseconds(800);
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(Vantor::GetProtocols(address, budget), Vantor::GROUP_PROTOCOLS_QUERY_FAILED);
+  const auto elapsed = std::chrono::steady_clock::now() - start;
+  EXPECT_GE(elapsed, budget - std::chrono::milliseconds(50));
+  EXPECT_LT(elapsed, budget + std::chrono::milliseconds(500));
+  EXPECT_TRUE(trace.Contains(" returned by getProtocols.")) << trace.Text();
+  // An answer that comes at once is read within the same time.
+  EXPECT_EQ(Vantor::GetProtocols(address, budget), Vantor::GROUP_PROTOCOLS_REST);
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -26,6 +27,9 @@ struct Request {
   std::vector<Header> headers;
   std::string body;
   bool tls = false;
+  // A moment by which the exchange must be over whatever its timeouts allow (a caller's own
+  // window, e.g. while the host holds its writes); none: the timeouts alone bound it.
+  std::optional<std::chrono::steady_clock::time_point> deadline;
 };
 
 struct Response {
@@ -38,8 +42,10 @@ struct Response {
 };
 
 struct Timeouts {
+  // Bounds the connect and the TLS handshake.
   std::chrono::milliseconds connect{10000};
-  // Bounds each wait for the server: for the answer's headers as well as for its body.
+  // Bounds the whole exchange, from the connect to the last byte of the answer: an answer
+  // that trickles in slowly fails like one that never comes.
   std::chrono::milliseconds receive{60000};
 };
 
@@ -61,7 +67,9 @@ inline constexpr std::size_t kMaxResponseBodyBytes = 64u * 1024u * 1024u;
 class Connection {
  public:
   virtual ~Connection() = default;
-  // Throws TransportError when no answer came back; any HTTP status is an answer.
+  // Throws TransportError when no answer came back; any HTTP status is an answer. An exchange
+  // that runs past its deadline fails with TransportErrorKind::Timeout (Connect while it was
+  // still connecting).
   virtual Response send(const Request& request) = 0;
   virtual void setTimeouts(const Timeouts& timeouts) = 0;
   virtual Timeouts getTimeouts() const = 0;

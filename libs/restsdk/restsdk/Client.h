@@ -1,8 +1,10 @@
 #pragma once
 // One REST session with one array group. The client keeps one connection open between
 // requests (a snapshot commit opens no new connection) and is used by one thread at a time.
+#include <chrono>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "restsdk/ApiLibrary.h"
@@ -60,6 +62,10 @@ class Client {
   // ignored (the library's default of 60 s stays).
   void setReceiveTimeout(int milliseconds);
   int getReceiveTimeout() const;
+  // Until it is cleared (std::nullopt), every request must also be over by `deadline`, however
+  // much of its receive timeout is left; one that is not fails with ApiException. For a caller
+  // that has a time window of its own.
+  void setExchangeDeadline(std::optional<std::chrono::steady_clock::time_point> deadline);
 
   std::shared_ptr<v1::ObjectSetFactory> getV1ObjectSetFactory();
 

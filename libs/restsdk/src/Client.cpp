@@ -79,6 +79,10 @@ int Client::getReceiveTimeout() const {
   return mSession->receiveTimeout();
 }
 
+void Client::setExchangeDeadline(std::optional<std::chrono::steady_clock::time_point> deadline) {
+  mSession->setExchangeDeadline(deadline);
+}
+
 std::shared_ptr<v1::ObjectSetFactory> Client::getV1ObjectSetFactory() {
   return std::make_shared<v1::ObjectSetFactory>(mSession);
 }

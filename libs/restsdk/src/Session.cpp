@@ -72,6 +72,7 @@ nlohmann::json Session::call(const std::string& method, const std::string& path,
   httpRequest.port = static_cast<std::uint16_t>(mPort);
   httpRequest.path = fullPath;
   httpRequest.tls = true;
+  httpRequest.deadline = mDeadline;
   httpRequest.headers.push_back({"Accept", "application/json"});
   httpRequest.headers.push_back({"User-Agent", mLibrary.getUserAgent()});
   if (needsSession) httpRequest.headers.push_back({"X-Auth-Token", mToken});

@@ -4,6 +4,7 @@
 // answer into JSON or into the library's exceptions.
 #include <nlohmann/json.hpp>
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -56,6 +57,7 @@ class Session {
   int receiveTimeout() const;
   void setPinnedCertificate(const std::string& sha256Hex);
   const std::string& pinnedCertificate() const { return mTls.pinnedSha256; }
+  void setExchangeDeadline(std::optional<std::chrono::steady_clock::time_point> deadline) { mDeadline = deadline; }
 
   void logDebug(const std::string& message) const;
   void logInfo(const std::string& message) const;
@@ -73,6 +75,7 @@ class Session {
   std::string mBasePath;
   vantor::http::Timeouts mTimeouts;
   vantor::http::TlsOptions mTls;
+  std::optional<std::chrono::steady_clock::time_point> mDeadline;
   std::unique_ptr<vantor::http::Connection> mConnection;
   std::string mTokenId;
   std::string mToken;

@@ -16,13 +16,17 @@
 #include <openssl/evp.h>
 #include <openssl/x509.h>
 
+#include <sys/socket.h>
+
 #include <array>
 #include <istream>
 #include <mutex>
 #include <ostream>
 
 #include "http/CertificatePin.h"
+#include "http/Deadline.h"
 #include "http/Exchange.h"
+#include "http/ExchangeWatchdog.h"
 #include "http/Transport.h"
 #include "http/TransportError.h"
 
@@ -114,11 +118,13 @@ class PocoConnection final : public Connection {
 
   Response send(const Request& request) override {
     detail::validateRequest(request);
+    const Deadline deadline = Deadline::after(mTimeouts.receive, request.deadline);
+    if (deadline.passed()) timedOut(request, deadline);
     if (mSession && !sameEndpoint(request)) close();
     if (mSession && closedByPeer()) close();
-    if (!mSession) open(request);
+    if (!mSession) open(request, deadline);
     try {
-      return exchange(request);
+      return exchange(request, deadline);
     } catch (...) {
       // Whatever went wrong, the connection is in an unknown state: the next request starts
       // afresh rather than reading the remains of this one.
@@ -174,14 +180,21 @@ class PocoConnection final : public Connection {
     }
   }
 
-  void open(const Request& request) {
-    const Poco::Timespan receive = toTimespan(mTimeouts.receive);
+  [[noreturn]] static void timedOut(const Request& request, const Deadline& deadline) {
+    fail(TransportErrorKind::Timeout, request,
+         "no complete answer within " + std::to_string(deadline.budget().count()) + " ms");
+  }
+
+  void open(const Request& request, const Deadline& deadline) {
+    // The handshake's reads wait at most for the connect timeout each.
+    const std::chrono::milliseconds connect = deadline.cap(mTimeouts.connect);
+    const Poco::Timespan receive = toTimespan(deadline.cap(mTimeouts.receive));
     std::unique_ptr<Poco::Net::HTTPClientSession> session;
     try {
       if (request.tls) {
         if (!mContext) mContext = makeContext(verifiesAgainstTrustStore(mTls));
         auto secure = std::make_unique<SecureSession>(request.host, request.port, mContext);
-        secure->setTimeout(toTimespan(mTimeouts.connect), receive, receive);
+        secure->setTimeout(toTimespan(connect), receive, receive);
         secure->setKeepAlive(true);
         secure->setKeepAliveTimeout(Poco::Timespan(24 * 3600, 0));
         secure->open();
@@ -189,7 +202,7 @@ class PocoConnection final : public Connection {
         session = std::move(secure);
       } else {
         auto plain = std::make_unique<PlainSession>(request.host, request.port);
-        plain->setTimeout(toTimespan(mTimeouts.connect), receive, receive);
+        plain->setTimeout(toTimespan(connect), receive, receive);
         plain->setKeepAlive(true);
         plain->setKeepAliveTimeout(Poco::Timespan(24 * 3600, 0));
         plain->open();
@@ -202,8 +215,7 @@ class PocoConnection final : public Connection {
     } catch (const Poco::Net::ConnectionRefusedException&) {
       fail(TransportErrorKind::Connect, request, "connection refused");
     } catch (const Poco::TimeoutException&) {
-      fail(TransportErrorKind::Connect, request,
-           "no connection within " + std::to_string(mTimeouts.connect.count()) + " ms");
+      fail(TransportErrorKind::Connect, request, "no connection within " + std::to_string(connect.count()) + " ms");
     } catch (const Poco::Net::SSLException& e) {
       fail(TransportErrorKind::Tls, request, describe(e));
     } catch (const Poco::Exception& e) {
@@ -230,7 +242,36 @@ class PocoConnection final : public Connection {
     fail(TransportErrorKind::Tls, request, "certificate refused: " + refusal);
   }
 
-  Response exchange(const Request& request) {
+  Response exchange(const Request& request, const Deadline& deadline) {
+    if (deadline.passed()) timedOut(request, deadline);
+    // POCO reads the headers one socket read after another, each with the socket's own
+    // timeout; only shutting the socket down stops a server that trickles them.
+    Poco::Net::StreamSocket& socket = mSession->socket();
+    const poco_socket_t fd = socket.impl()->sockfd();
+    socket.setSendTimeout(toTimespan(deadline.cap(mTimeouts.receive)));
+    socket.setReceiveTimeout(toTimespan(deadline.cap(mTimeouts.receive)));
+    Response response;
+    bool keepAlive = false;
+    {
+      ExchangeWatchdog watchdog(deadline, [fd] { ::shutdown(fd, SHUT_RDWR); });
+      try {
+        keepAlive = exchangeSteps(request, response);
+      } catch (const TransportError&) {
+        watchdog.stop();
+        if (watchdog.fired()) timedOut(request, deadline);
+        throw;
+      }
+      watchdog.stop();
+      // Cut just after the last byte, or a body without a length that the cut ended early.
+      if (watchdog.fired()) timedOut(request, deadline);
+    }
+    if (!keepAlive) close();
+    return response;
+  }
+
+  // Writes the request and reads the answer; false when the server will not keep the
+  // connection.
+  bool exchangeSteps(const Request& request, Response& response) {
     Poco::Net::HTTPRequest pocoRequest(request.method, request.path, Poco::Net::HTTPMessage::HTTP_1_1);
     for (const Header& header : request.headers) pocoRequest.add(header.name, header.value);
     if (!request.body.empty() || request.method == "POST" || request.method == "PUT")
@@ -238,7 +279,6 @@ class PocoConnection final : public Connection {
     pocoRequest.setKeepAlive(true);
 
     Poco::Net::HTTPResponse pocoResponse;
-    Response response;
     try {
       std::ostream& out = mSession->sendRequest(pocoRequest);
       out.write(request.body.data(), static_cast<std::streamsize>(request.body.size()));
@@ -251,8 +291,7 @@ class PocoConnection final : public Connection {
     } catch (const TransportError&) {
       throw;
     } catch (const Poco::TimeoutException&) {
-      fail(TransportErrorKind::Timeout, request,
-           "no answer within " + std::to_string(mTimeouts.receive.count()) + " ms");
+      fail(TransportErrorKind::Timeout, request, "no answer within " + std::to_string(mTimeouts.receive.count()) + " ms");
     } catch (const Poco::Net::NoMessageException&) {
       fail(TransportErrorKind::Dropped, request, "the server closed the connection without answering");
     } catch (const Poco::Net::SSLConnectionUnexpectedlyClosedException&) {
@@ -268,8 +307,7 @@ class PocoConnection final : public Connection {
     } catch (const Poco::Exception& e) {
       fail(TransportErrorKind::Dropped, request, describe(e));
     }
-    if (!pocoResponse.getKeepAlive()) close();
-    return response;
+    return pocoResponse.getKeepAlive();
   }
 
   void readBody(const Request& request, const Poco::Net::HTTPResponse& pocoResponse, std::istream& in,

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "http/CertificatePin.h"
+#include "http/Deadline.h"
 #include "http/Exchange.h"
 #include "http/Transport.h"
 #include "http/TransportError.h"
@@ -174,6 +175,8 @@ class WinHttpConnection final : public Connection {
 
   Response send(const Request& request) override {
     detail::validateRequest(request);
+    const Deadline deadline = Deadline::after(mTimeouts.receive, request.deadline);
+    if (deadline.passed()) timedOut(request, deadline);
     if (mConnect && !sameEndpoint(request)) mConnect.reset();
     if (!mSession) {
       // A new session starts with an empty pool: its first connection is the first to this
@@ -181,7 +184,8 @@ class WinHttpConnection final : public Connection {
       // anything (under Wine, closing the request handle in the callback does not stop the
       // send; the callback still refuses a connection whose certificate changed later).
       if (request.tls && !mTls.pinnedSha256.empty()) {
-        const win32::CertificateFacts facts = win32::handshakeCertificate(request, mTimeouts);
+        const win32::CertificateFacts facts = win32::handshakeCertificate(
+            request, Timeouts{deadline.cap(mTimeouts.connect), deadline.cap(mTimeouts.receive)});
         const std::string refusal = pinRefusal(facts.sha256, mTls.pinnedSha256, facts.notBefore, facts.notAfter);
         if (!refusal.empty()) fail(TransportErrorKind::Tls, request, "certificate refused: " + refusal);
       }
@@ -198,7 +202,7 @@ class WinHttpConnection final : public Connection {
       mPort = request.port;
     }
     try {
-      return exchange(request);
+      return exchange(request, deadline);
     } catch (const TransportError&) {
       // A failed exchange may leave a half-used connection in WinHTTP's pool; a new session
       // handle starts with an empty pool.
@@ -225,13 +229,32 @@ class WinHttpConnection final : public Connection {
  private:
   bool sameEndpoint(const Request& request) const { return request.host == mHost && request.port == mPort; }
 
-  Response exchange(const Request& request) {
+  [[noreturn]] static void timedOut(const Request& request, const Deadline& deadline) {
+    fail(TransportErrorKind::Timeout, request,
+         "no complete answer within " + std::to_string(deadline.budget().count()) + " ms");
+  }
+
+  // WinHTTP's timeouts bound each wait; before each blocking call they are cut down to what is
+  // left of the exchange's deadline, and a passed deadline ends the exchange. The wait for the
+  // headers is one wait for all of them on Windows (Wine times each read of it instead).
+  void limitWaits(HINTERNET handle, const Request& request, const Deadline& deadline) const {
+    if (deadline.passed()) timedOut(request, deadline);
+    const int connectMs = static_cast<int>(toDword(deadline.cap(mTimeouts.connect)));
+    const int receiveMs = static_cast<int>(toDword(deadline.cap(mTimeouts.receive)));
+    WinHttpSetTimeouts(handle, connectMs, connectMs, receiveMs, receiveMs);
+    // The receive timeout above only bounds body reads; this one bounds the wait for headers.
+    setDwordOption(handle, WINHTTP_OPTION_RECEIVE_RESPONSE_TIMEOUT, static_cast<DWORD>(receiveMs));
+  }
+
+  Response exchange(const Request& request, const Deadline& deadline) {
+    // Error texts name the time the exchange had rather than the configured timeout.
+    const Timeouts limits{deadline.cap(mTimeouts.connect), deadline.budget()};
     const std::wstring method = wincompat::ToWide(request.method);
     const std::wstring path = wincompat::ToWide(request.path);
     InternetHandle handle(WinHttpOpenRequest(mConnect.get(), method.c_str(), path.c_str(), nullptr,
                                              WINHTTP_NO_REFERER, WINHTTP_DEFAULT_ACCEPT_TYPES,
                                              request.tls ? WINHTTP_FLAG_SECURE : 0));
-    if (!handle) failWith(GetLastError(), Phase::Connect, request, mTimeouts);
+    if (!handle) failWith(GetLastError(), Phase::Connect, request, limits);
 
     const bool pinned = request.tls && !mTls.pinnedSha256.empty();
     PinCheck check{mTls.pinnedSha256, {}, false};
@@ -243,11 +266,6 @@ class WinHttpConnection final : public Connection {
                          SECURITY_FLAG_IGNORE_CERT_CN_INVALID | SECURITY_FLAG_IGNORE_CERT_WRONG_USAGE);
     }
     setDwordOption(handle.get(), WINHTTP_OPTION_DISABLE_FEATURE, WINHTTP_DISABLE_REDIRECTS);
-    const int connectMs = static_cast<int>(toDword(mTimeouts.connect));
-    const int receiveMs = static_cast<int>(toDword(mTimeouts.receive));
-    WinHttpSetTimeouts(handle.get(), connectMs, connectMs, receiveMs, receiveMs);
-    // The receive timeout above only bounds body reads; this one bounds the wait for headers.
-    setDwordOption(handle.get(), WINHTTP_OPTION_RECEIVE_RESPONSE_TIMEOUT, toDword(mTimeouts.receive));
 
     std::wstring headers;
     for (const Header& header : request.headers)
@@ -255,6 +273,7 @@ class WinHttpConnection final : public Connection {
     if (request.body.size() > 0xffffffffu) fail(TransportErrorKind::InvalidRequest, request, "body too large");
     const DWORD bodySize = static_cast<DWORD>(request.body.size());
     LPVOID body = bodySize ? const_cast<char*>(request.body.data()) : WINHTTP_NO_REQUEST_DATA;
+    limitWaits(handle.get(), request, deadline);
     const BOOL sent =
         WinHttpSendRequest(handle.get(), headers.empty() ? WINHTTP_NO_ADDITIONAL_HEADERS : headers.c_str(),
                            static_cast<DWORD>(headers.size()), body, bodySize, bodySize,
@@ -262,8 +281,9 @@ class WinHttpConnection final : public Connection {
     const DWORD sendError = sent ? 0 : GetLastError();
     if (check.closedHandle) static_cast<void>(handle.release());
     if (!check.refusal.empty()) fail(TransportErrorKind::Tls, request, "certificate refused: " + check.refusal);
-    if (!sent) failWith(sendError, Phase::Send, request, mTimeouts);
-    if (!WinHttpReceiveResponse(handle.get(), nullptr)) failWith(GetLastError(), Phase::Receive, request, mTimeouts);
+    if (!sent) failWith(sendError, Phase::Send, request, limits);
+    limitWaits(handle.get(), request, deadline);
+    if (!WinHttpReceiveResponse(handle.get(), nullptr)) failWith(GetLastError(), Phase::Receive, request, limits);
 
     Response response;
     DWORD status = 0;
@@ -273,7 +293,7 @@ class WinHttpConnection final : public Connection {
       fail(TransportErrorKind::Protocol, request, "the answer has no status code");
     response.status = static_cast<int>(status);
     response.headers = readHeaders(handle.get());
-    readBody(handle.get(), request, response.body);
+    readBody(handle.get(), request, deadline, limits, response.body);
     if (const std::string* length = response.findHeader("Content-Length")) {
       // WinHTTP ends a body that the server cut short like a complete one.
       if (*length != std::to_string(response.body.size()))
@@ -296,15 +316,17 @@ class WinHttpConnection final : public Connection {
     return parseRawHeaders(raw);
   }
 
-  void readBody(HINTERNET handle, const Request& request, std::string& body) {
+  void readBody(HINTERNET handle, const Request& request, const Deadline& deadline, const Timeouts& limits,
+                std::string& body) {
     std::array<char, 16384> buffer{};
     for (;;) {
+      limitWaits(handle, request, deadline);
       DWORD available = 0;
-      if (!WinHttpQueryDataAvailable(handle, &available)) failWith(GetLastError(), Phase::Receive, request, mTimeouts);
+      if (!WinHttpQueryDataAvailable(handle, &available)) failWith(GetLastError(), Phase::Receive, request, limits);
       if (available == 0) return;
       const DWORD wanted = available < buffer.size() ? available : static_cast<DWORD>(buffer.size());
       DWORD got = 0;
-      if (!WinHttpReadData(handle, buffer.data(), wanted, &got)) failWith(GetLastError(), Phase::Receive, request, mTimeouts);
+      if (!WinHttpReadData(handle, buffer.data(), wanted, &got)) failWith(GetLastError(), Phase::Receive, request, limits);
       if (got == 0) return;
       if (body.size() + got > kMaxResponseBodyBytes)
         fail(TransportErrorKind::Protocol, request,
