@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Runs every test: native, sanitizer and Windows (under Wine) builds, and the fuzz targets for
 # a bounded time. Installs what it needs first. Usage: scripts/test.sh [LANE...]
-# with LANE one of native, asan, windows, fuzz (default: all four).
+# with LANE one of native, asan, tsan, windows, fuzz (default: all five). The tsan lane builds
+# and runs only the concurrency tests (provider, logger) under ThreadSanitizer.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
@@ -10,7 +11,7 @@ jobs="${VANTOR_JOBS:-$(nproc)}"
 export CCACHE_BASEDIR="$PWD" CCACHE_NOHASHDIR=1 CCACHE_MAXSIZE="${CCACHE_MAXSIZE:-5G}"
 fuzz_seconds="${VANTOR_FUZZ_SECONDS:-20}"
 lanes=("$@")
-[ "${#lanes[@]}" -gt 0 ] || lanes=(native asan windows fuzz)
+[ "${#lanes[@]}" -gt 0 ] || lanes=(native asan tsan windows fuzz)
 failed=()
 
 build() {
@@ -51,7 +52,8 @@ for lane in "${lanes[@]}"; do
   echo "=== lane: $lane"
   start=$(date +%s)
   case "$lane" in
-    native|asan)
+    native|asan|tsan)
+      # The tsan presets build and run only the concurrency tests.
       build "$lane"
       run_ctest "$lane"
       ;;

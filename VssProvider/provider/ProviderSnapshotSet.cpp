@@ -282,9 +282,10 @@ HRESULT CVaVssHwProvider::PostFinalCommitSnapshots(VSS_ID SnapshotSetId) {
       ReportUnknownSet();
       return VSS_E_PROVIDER_VETO;
     }
-    for (const auto& [serial, info] : set->mVolSnapshotInfoMap) {
+    for (const auto& entry : set->mVolSnapshotInfoMap) {
+      const std::string& snapshotSerial = entry.second->mSnapshotSerialNumber;
       const auto located = std::find_if(mLocatedLuns.begin(), mLocatedLuns.end(), [&](const auto& identity) {
-        return identity->serialNumber == info->mSnapshotSerialNumber;
+        return identity->serialNumber == snapshotSerial;
       });
       if (located != mLocatedLuns.end()) mLocatedLuns.erase(located);
     }

@@ -11,7 +11,6 @@
 #include "provider/ProviderCall.h"
 
 namespace {
-constexpr const wchar_t* kLogSource = L"VaVssHwProvider";
 std::atomic<long> gLiveObjects{0};
 std::atomic<void (*)()> gLastReleasedHandler{nullptr};
 }  // namespace
