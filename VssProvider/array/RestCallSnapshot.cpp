@@ -110,6 +110,16 @@ void RestCallSnapVolList::Initialize() {
 
 void RestCallSnapVolList::Call() { mResult = mSnapshotSet->bulkCreate(mRequest); }
 
+bool RestCallSnapVolList::IsServiceUnavailable(const VantorStorage::WS::GroupMgmtServerException& e) const {
+  constexpr int kServiceUnavailable = 503;
+  if (e.getHttpStatus() == kServiceUnavailable) {
+    VA_LOG(MSG_WARNING, L"Retry is needed. HTTPS Status: HTTP_ERROR_SERVICE_UNAVAILABLE (%d).", e.getHttpStatus());
+    return true;
+  }
+  VA_LOG(MSG_WARNING, L"The exception does not indicate that retry is needed.");
+  return false;
+}
+
 std::size_t RestCallSnapVolList::CreatedCount() const {
   if (!mResult) return 0;
   const auto snapshots = mResult->getSnapList();

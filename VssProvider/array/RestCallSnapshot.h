@@ -89,6 +89,10 @@ class RestCallSnapVolList final : public RestCallSnapshotBase {
   // the array sent them), also when the answer failed its check; entries without an id are
   // left out. Empty when no answer came.
   std::vector<SnapshotRecord> GetCreatedSnapshots() const;
+  // Whether the array said it is busy (HTTP 503). Never asked by the request framework: a bulk
+  // create is not repeated, since a repeated one may take a second set of snapshots.
+  bool IsServiceUnavailable(const VantorStorage::WS::GroupMgmtServerException& e) const;
+  int GetMaxRetryCount() const override { return 3; }
 
  protected:
   void Initialize() override;

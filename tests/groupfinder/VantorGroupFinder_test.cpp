@@ -168,21 +168,35 @@ TEST_F(GroupFinderTest, SourcesMergeInOrderAndNoPasswordIsWrittenAnywhere) {
   ASSERT_EQ(unreadable.size(), 2u);
   EXPECT_EQ(unreadable[0].strings.at(0), L"10.0.0.3");
   EXPECT_EQ(unreadable[1].strings.at(0), L"10.0.0.4");
+  for (const auto& event : unreadable) EXPECT_EQ(event.type, EVENTLOG_ERROR_TYPE);
   EXPECT_TRUE(mEvents.WithId(4390).empty());
 
-  for (const char* line : {"Successfully Retreived Array Credentials for GroupMgmt IP 10.0.0.1",
-                           "Unable able to read Group Management Credentials for array IP 10.0.0.3",
-                           "The stored credential of array IP 10.0.0.4 is unusable: the value is of registry type 1",
-                           "ReadGroupIPCredentialsFromRegistry found profile = sql for GroupMgmtIP = 10.0.0.2 for Windows User = SQLHOST\\backup",
-                           "Could not match any profile for GroupMgmtIP = 10.0.0.9 with profile Windows User = OTHERHOST\\backup, VSS Service User = .\\backup",
-                           "Failed to Reterieve password information for the profileName : nopassword",
-                           "Error finding credentials for profile = nopassword",
-                           "DecryptBuffer failed to decrypt user name with error",
-                           "Error finding credentials for profile = garbled",
-                           "Vantor VSS Hardware Provider is running as Windows user=.\\backup",
-                           "SCSI command output for volume Serial Number serial-b is: 10.0.0.5",
-                           "Array did not return IP address (is the array version less than 2.2?) in response to page 0xD5 inquiry for serial Number:serial-c"}) {
-    EXPECT_TRUE(mTrace.Contains(line)) << line;
+  struct Line {
+    const char* text;
+    const char* level;
+  };
+  const Line lines[] = {
+      {"Successfully Retreived Array Credentials for GroupMgmt IP 10.0.0.1", "INFO"},
+      {"Unable able to read Group Management Credentials for array IP 10.0.0.3", "ERROR"},
+      {"The stored credential of array IP 10.0.0.4 is unusable: the value is of registry type 1", "ERROR"},
+      {"ReadGroupIPCredentialsFromRegistry found profile = sql for GroupMgmtIP = 10.0.0.2 for Windows User = "
+       "SQLHOST\\backup",
+       "INFO"},
+      {"Could not match any profile for GroupMgmtIP = 10.0.0.9 with profile Windows User = OTHERHOST\\backup, VSS "
+       "Service User = .\\backup",
+       "INFO"},
+      {"Failed to Reterieve password information for the profileName : nopassword", "ERROR"},
+      {"Error finding credentials for profile = nopassword", "ERROR"},
+      {"DecryptBuffer failed to decrypt user name with error", "ERROR"},
+      {"Error finding credentials for profile = garbled", "ERROR"},
+      {"Vantor VSS Hardware Provider is running as Windows user=.\\backup", "INFO"},
+      {"SCSI command output for volume Serial Number serial-b is: 10.0.0.5", "INFO"},
+      {"Array did not return IP address (is the array version less than 2.2?) in response to page 0xD5 inquiry for "
+       "serial Number:serial-c",
+       "INFO"},
+  };
+  for (const Line& line : lines) {
+    EXPECT_EQ(mTrace.LevelsOf(line.text), std::vector<std::string>{line.level}) << line.text;
   }
 
   std::string eventText;
@@ -214,7 +228,8 @@ TEST_F(GroupFinderTest, ServiceAccountDecidesWhetherProfilesAreRead) {
     mFinder.DiscoverGroups(groups);
     EXPECT_EQ(groups.count("10.0.0.2") == 1, c.profileUsed) << testing::PrintToString(std::wstring(c.user));
   }
-  EXPECT_TRUE(mTrace.Contains("GetWindowsServiceUser for Vantor VSS Hardware Provider failed. Error 1060"));
+  EXPECT_EQ(mTrace.LevelsOf("GetWindowsServiceUser for Vantor VSS Hardware Provider failed. Error 1060"),
+            std::vector<std::string>{"ERROR"});
   EXPECT_EQ(mTrace.Count("found profile ="), 0u);
   EXPECT_EQ(mTrace.Count("Could not match any profile for GroupMgmtIP = 10.0.0.2"), 1u) << "read for NetworkService only";
 }
@@ -224,12 +239,18 @@ TEST_F(GroupFinderTest, NoConfiguredGroupIsReportedAndTheOtherSourcesStillRun) {
   GroupCredentialMap groups;
   mFinder.DiscoverGroups(groups);
   EXPECT_EQ(groups, (GroupCredentialMap{{"10.0.0.5", {}}}));
-  EXPECT_TRUE(mTrace.Contains("Group management IPs not found in registry. Error 2"));
-  EXPECT_TRUE(mTrace.Contains("No Group Mgmt Array is Configured on this Host."));
-  EXPECT_TRUE(mTrace.Contains("Error opening key SOFTWARE\\Vantor Storage\\Configuration\\GrpMgmtProfileList with error code = 2"));
+  using Levels = std::vector<std::string>;
+  EXPECT_EQ(mTrace.LevelsOf("Group management IPs not found in registry. Error 2"), Levels{"INFO"});
+  EXPECT_EQ(mTrace.LevelsOf("No Group Mgmt Array is Configured on this Host."), Levels{"ERROR"});
+  // No profile list is the usual case, not an error.
+  EXPECT_EQ(mTrace.LevelsOf("Error opening key SOFTWARE\\Vantor Storage\\Configuration\\GrpMgmtProfileList with error "
+                            "code = 2"),
+            Levels{"INFO"});
   SetGroupMgmtIps(L"");
   mFinder.DiscoverGroups(groups);
-  EXPECT_EQ(mEvents.WithId(4390).size(), 2u);
+  const auto noGroup = mEvents.WithId(4390);
+  ASSERT_EQ(noGroup.size(), 2u);
+  for (const auto& event : noGroup) EXPECT_EQ(event.type, EVENTLOG_ERROR_TYPE);
 }
 
 TEST_F(GroupFinderTest, TheDriverIsAskedUnlessDiscoveryIsSwitchedOffWithExactlyOne) {
@@ -249,7 +270,7 @@ TEST_F(GroupFinderTest, TheDriverIsAskedUnlessDiscoveryIsSwitchedOffWithExactlyO
     EXPECT_EQ(groups.count("10.0.0.5"), c.asked ? 1u : 0u) << c.value;
     EXPECT_EQ(groups.count("10.0.0.1"), 1u) << "the registry sources still run";
   }
-  EXPECT_EQ(mTrace.Count("Vantor group discovery through VDSM has been disabled."), 1u);
+  EXPECT_EQ(mTrace.LevelsOf("Vantor group discovery through VDSM has been disabled."), std::vector<std::string>{"INFO"});
 }
 
 TEST_F(GroupFinderTest, DriverBufferGrowsByWhatTheDriverReturnedAndIsBounded) {
@@ -265,18 +286,20 @@ TEST_F(GroupFinderTest, DriverBufferGrowsByWhatTheDriverReturnedAndIsBounded) {
   GroupCredentialMap groups;
   mFinder.DiscoverGroups(groups);
   EXPECT_EQ(dsm().bufferSizes.size(), 64u);
-  EXPECT_TRUE(mTrace.Contains("VDSM query to get management IPs failed. Error 234"));
+  EXPECT_EQ(mTrace.LevelsOf("VDSM query to get management IPs failed. Error 234"), std::vector<std::string>{"ERROR"});
 
   // Other errors end the query at once; an empty answer is no error.
   dsm().script = {{ERROR_GEN_FAILURE, 0}};
   EXPECT_EQ(mFinder.QueryDsmGroupManagementIPs(), static_cast<DWORD>(ERROR_GEN_FAILURE));
-  EXPECT_TRUE(mTrace.Contains("GetVantorDsmGroupManagementIPInfo failed with Win32 error:31  buffer size:16384"));
+  EXPECT_EQ(mTrace.LevelsOf("GetVantorDsmGroupManagementIPInfo failed with Win32 error:31  buffer size:16384"),
+            std::vector<std::string>{"ERROR"});
   dsm().script = {{ERROR_SUCCESS, 0}};
   EXPECT_EQ(mFinder.QueryDsmGroupManagementIPs(), 0u);
-  EXPECT_TRUE(mTrace.Contains("There are no volumes connected through VantorDsm"));
+  EXPECT_EQ(mTrace.LevelsOf("There are no volumes connected through VantorDsm"), std::vector<std::string>{"INFO"});
   dsm().openStatus = ERROR_FILE_NOT_FOUND;
   EXPECT_EQ(mFinder.QueryDsmGroupManagementIPs(), static_cast<DWORD>(ERROR_FILE_NOT_FOUND));
-  EXPECT_TRUE(mTrace.Contains("Error 2 while opening Vantor DSM device. Make sure that VantorDsm installed."));
+  EXPECT_EQ(mTrace.LevelsOf("Error 2 while opening Vantor DSM device. Make sure that VantorDsm installed."),
+            std::vector<std::string>{"ERROR"});
 }
 
 TEST_F(GroupFinderTest, AnIncompatibleOrBrokenRecordAddsNothingPastTheFault) {
@@ -284,7 +307,8 @@ TEST_F(GroupFinderTest, AnIncompatibleOrBrokenRecordAddsNothingPastTheFault) {
   GroupCredentialMap groups;
   mFinder.DiscoverGroups(groups);
   EXPECT_TRUE(groups.empty());
-  EXPECT_TRUE(mTrace.Contains("Failed with a different structure version=2, expected =1."));
+  EXPECT_EQ(mTrace.LevelsOf("Failed with a different structure version=2, expected =1."),
+            std::vector<std::string>{"ERROR"});
   EXPECT_EQ(mTrace.Count("VDSM query to get management IPs failed"), 0u);
 
   Bytes broken = discovery::BuildDsmRecord({{"serial-a", "10.0.0.1", 8}, {"serial-b", "10.0.0.5", 8}});

@@ -95,6 +95,18 @@ class TraceCapture {
     }
     return found;
   }
+  // The level ("DEBUG", "INFO", "WARN" or "ERROR") of each trace line that contains `text`.
+  std::vector<std::string> LevelsOf(const std::string& text) const {
+    std::istringstream in(Text());
+    std::vector<std::string> levels;
+    for (std::string line; std::getline(in, line);) {
+      if (line.find(text) == std::string::npos) continue;
+      const std::size_t start = line.find("] ");
+      if (start == std::string::npos) continue;
+      levels.push_back(line.substr(start + 2, line.find(' ', start + 2) - start - 2));
+    }
+    return levels;
+  }
 
  private:
   TempFolder mFolder;

@@ -1,6 +1,6 @@
 // The file trace end to end: what a line looks like on disk, scope lines, rotation, the
-// queue's overflow notice, buffer dumps and nothing lost at exit. Each test runs in its own
-// process, so each gets a fresh process-wide logger.
+// queue's overflow notice, buffer dumps and nothing lost at exit. The logger is process-wide:
+// each test starts with its trace closed and the default limits, whatever ran before it.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -44,6 +44,13 @@ class FileLog : public testing::Test {
  protected:
   void SetUp() override {
     dir_ = OutputDirectory();
+    CFileLog* log = CFileLog::GetInstance();
+    // Lines that earlier tests of this process left waiting go to a trace of their own.
+    CFileLog::SetTraceDirectory(fs::absolute("logger-test-output") / "earlier-tests");
+    log->InitializeLogging(L"VSSTrace");
+    log->CloseTrace();
+    log->SetRotation(10u * 1024u * 1024u, 5);  // the defaults
+    log->SetQueueCapacity(10000);
     fs::remove_all(dir_);
     CFileLog::SetTraceDirectory(dir_);
   }

@@ -1,6 +1,6 @@
 // The Windows side of the message table: this executable links the message-table resource,
-// and Windows (here Wine) must resolve every id of the table to the same text that the native
-// rendering produces, with the insertion strings substituted.
+// and Windows (here Wine) must resolve every id to its known text, with the insertion strings
+// substituted as FormatMessage does.
 #include <windows.h>
 
 #include <gtest/gtest.h>
@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "ExpectedMessages.h"
 #include "messages/EventText.h"
 
 namespace {
@@ -19,16 +20,19 @@ TEST(MessageResource, EveryIdResolvesToTheTableTextWithInsertionStrings) {
   for (std::size_t i = 0; i < arguments.size(); ++i) arguments[i] = reinterpret_cast<DWORD_PTR>(strings[i].c_str());
 
   std::size_t checked = 0;
-  for (const messages::MessageEntry& entry : messages::MessageTable()) {
+  for (const messagetest::ExpectedMessage& expected : messagetest::kExpectedMessages) {
     wchar_t buffer[4096];
     const DWORD length = FormatMessageW(FORMAT_MESSAGE_FROM_HMODULE | FORMAT_MESSAGE_ARGUMENT_ARRAY,
-                                        GetModuleHandleW(nullptr), entry.id, 0, buffer, 4096,
+                                        GetModuleHandleW(nullptr), expected.id, 0, buffer, 4096,
                                         reinterpret_cast<va_list*>(arguments.data()));
-    ASSERT_NE(length, 0u) << entry.symbol << " (" << entry.id << "): error " << GetLastError();
-    EXPECT_EQ(std::wstring(buffer, length), messages::RenderEventText(entry.id, strings)) << entry.symbol;
+    ASSERT_NE(length, 0u) << expected.id << ": error " << GetLastError();
+    EXPECT_EQ(std::wstring(buffer, length),
+              messages::RenderMessageText(expected.text, strings) + L"\r\n")
+        << expected.id;
     ++checked;
   }
   EXPECT_EQ(checked, 42u);
+  EXPECT_EQ(messages::MessageTable().size(), checked);
 }
 
 }  // namespace

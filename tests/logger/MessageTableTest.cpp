@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "ExpectedMessages.h"
 #include "messages/EventText.h"
 
 namespace {
@@ -23,6 +24,12 @@ TEST(MessageTable, HoldsEveryIdOnceWithTextsAsShipped) {
     EXPECT_EQ(text.substr(text.size() - 2), L"\r\n") << entry.symbol;
   }
   EXPECT_EQ(ids, expectedIds);
+  ASSERT_EQ(messagetest::kExpectedMessageCount, 42u);
+  for (const messagetest::ExpectedMessage& expected : messagetest::kExpectedMessages) {
+    const messages::MessageEntry* entry = messages::FindMessage(expected.id);
+    ASSERT_NE(entry, nullptr) << expected.id;
+    EXPECT_EQ(std::wstring(entry->text), std::wstring(expected.text) + L"\r\n") << entry->symbol;
+  }
   EXPECT_EQ(VA_MSG_PROVIDER_LOADED, 4150u);
   EXPECT_EQ(VA_MSG_AUTHENTICATION_FAILED, 4410u);
 

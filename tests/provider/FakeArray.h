@@ -2,9 +2,12 @@
 // A scripted array group for the provider's unit tests: it knows some volumes and snapshots
 // by serial number and records every operation the provider asks of it.
 #include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <map>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "array/VaVssArrayWrapper.h"
@@ -72,6 +75,13 @@ class FakeArray : public VaVssArrayWrapper {
   }
 
   HRESULT CreateSnapshotSet(const GUID&, const std::vector<std::shared_ptr<VaSnapshotInfo>>& luns) override {
+    // How many callers are inside at once: the provider's lock allows one.
+    const int inside = ++createsInFlight;
+    int seen = mostCreatesInFlight.load();
+    while (inside > seen && !mostCreatesInFlight.compare_exchange_weak(seen, inside)) {
+    }
+    if (createTakesMs > 0) std::this_thread::sleep_for(std::chrono::milliseconds(createTakesMs));
+    --createsInFlight;
     operations.push_back("create:" + std::to_string(luns.size()));
     if (failCreate && !madeButUnanswered) return VSS_E_PROVIDER_VETO;
     for (const auto& lun : luns) {
@@ -84,6 +94,13 @@ class FakeArray : public VaVssArrayWrapper {
       lun->mSnapshotId = made.mId;
       lun->mSnapshotName = made.mName;
       lun->mSnapshotSerialNumber = "s" + lun->mSourceSerialNumber;
+      // Designators that tell the snapshots apart: the serial as the vendor id, a count as EUI-64.
+      lun->mSnapshotVendorId.fill(0);
+      std::copy_n(lun->mSnapshotSerialNumber.begin(),
+                  std::min(lun->mSnapshotSerialNumber.size(), lun->mSnapshotVendorId.size()),
+                  lun->mSnapshotVendorId.begin());
+      for (std::size_t i = 0; i < lun->mSnapshotEui64.size(); ++i)
+        lun->mSnapshotEui64[i] = static_cast<std::uint8_t>(lun->mSnapshotSerialNumber.size() + i);
       lun->mSnapshotExists = true;
     }
     return failCreate ? VSS_E_PROVIDER_VETO : S_OK;
@@ -155,6 +172,9 @@ class FakeArray : public VaVssArrayWrapper {
   int deleteFailures = 0;  // so many deletes fail before they work again
   bool failOnlineVolume = false;
   bool supported = true;
+  int createTakesMs = 0;
+  std::atomic<int> createsInFlight{0};
+  std::atomic<int> mostCreatesInFlight{0};
 
  private:
   static HRESULT Next(std::vector<HRESULT>& queue) {

@@ -116,6 +116,7 @@ int gLastReleasedCalls = 0;
 }  // namespace
 
 TEST_F(ProviderObjectTest, LastReleasedObjectTellsTheLocalServerItMayEnd) {
+  gLastReleasedCalls = 0;
   SetLastProviderReleasedHandler([] { ++gLastReleasedCalls; });
   const long before = LiveProviderObjects();
   ProviderRef first;

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
+#include <thread>
 
 #include "FakeArray.h"
 #include "logger/EventReporter.h"
@@ -57,7 +59,10 @@ class ProviderOperationsTest : public ::testing::Test {
           const auto it = driverMap_.find(serial);
           return it == driverMap_.end() ? std::string() : it->second;
         },
-        [](const std::string&) { return provider::RestSupport::Supported; },
+        [this](const std::string& address) {
+          const auto it = restSupport_.find(address);
+          return it == restSupport_.end() ? provider::RestSupport::Supported : it->second;
+        },
         [this](const std::string& address, const Vantor::LoginInfo&) -> std::shared_ptr<VaVssArrayWrapper> {
           ++connects_;
           if (address == "127.1.0.1" || address == "127.1.0.2") return groupA_;
@@ -98,6 +103,7 @@ class ProviderOperationsTest : public ::testing::Test {
   std::shared_ptr<FakeArray> groupB_;
   std::map<std::string, Vantor::LoginInfo> discovered_;
   std::map<std::string, std::string> driverMap_;  // what the multipath driver says serves a LUN
+  std::map<std::string, provider::RestSupport> restSupport_;  // the protocol query's answers
   int connects_ = 0;
   int discoveries_ = 0;
   IVssHardwareSnapshotProviderEx* hw_ = nullptr;
@@ -155,6 +161,136 @@ TEST_F(ProviderOperationsTest, CommitFailingOnTheSecondGroupLeavesTheFirstGroups
   EXPECT_EQ(provider_->SnapshotSetCount(), 0u);
 }
 
+// VSS calls one provider object from several threads. Each operation holds the object lock
+// for its whole run, so the arrays see one request at a time and every set comes out whole.
+TEST_F(ProviderOperationsTest, OperationsFromSeveralThreadsRunOneAtATime) {
+  groupA_->createTakesMs = 20;
+  groupB_->createTakesMs = 20;
+  const std::vector<std::string> serials = {"aaa1", "aaa2", "bbb1", "aaa1", "aaa2", "bbb1"};
+  std::vector<std::vector<HRESULT>> results(serials.size());
+  std::atomic<int> ready{0};
+  std::vector<std::thread> threads;
+  for (std::size_t t = 0; t < serials.size(); ++t) {
+    threads.emplace_back([&, t] {
+      ++ready;
+      while (ready.load() < static_cast<int>(serials.size())) std::this_thread::yield();
+      const VSS_ID set = Prepare({serials[t]});
+      std::vector<HRESULT>& hr = results[t];
+      hr.push_back(Sets().EndPrepareSnapshots(set));
+      hr.push_back(Sets().CommitSnapshots(set));
+      // Half the sets are kept, half aborted (which deletes their snapshots).
+      hr.push_back(t % 2 == 0 ? Sets().PostFinalCommitSnapshots(set) : Sets().AbortSnapshots(set));
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+
+  for (std::size_t t = 0; t < serials.size(); ++t)
+    EXPECT_EQ(results[t], (std::vector<HRESULT>{S_OK, S_OK, S_OK})) << "thread " << t;
+  EXPECT_EQ(groupA_->mostCreatesInFlight.load(), 1);
+  EXPECT_EQ(groupB_->mostCreatesInFlight.load(), 1);
+  const auto count = [](const std::vector<std::string>& operations, const std::string& prefix) {
+    return std::count_if(operations.begin(), operations.end(),
+                         [&](const std::string& op) { return op.rfind(prefix, 0) == 0; });
+  };
+  EXPECT_EQ(count(groupA_->operations, "create:1"), 4);
+  EXPECT_EQ(count(groupB_->operations, "create:1"), 2);
+  EXPECT_EQ(count(groupA_->operations, "delete:") + count(groupB_->operations, "delete:"), 3);
+  EXPECT_EQ(EventCount(4200), 6);
+  EXPECT_EQ(EventCount(4260), 6);
+  EXPECT_EQ(provider_->SnapshotSetCount(), 0u);
+}
+
+// The protocol query keeps out a group that does not speak REST; one that could not be asked is
+// still tried, since only older arrays answer the query at all.
+TEST_F(ProviderOperationsTest, GroupWithoutRestIsLeftOutAndOneThatCouldNotBeAskedIsKept) {
+  restSupport_["127.1.0.1"] = provider::RestSupport::NotSupported;
+  restSupport_["127.2.0.1"] = provider::RestSupport::CheckFailed;
+  const VSS_ID onB = Prepare({"bbb1"});
+  ASSERT_EQ(Sets().EndPrepareSnapshots(onB), S_OK);
+  EXPECT_EQ(provider_->CachedGroupUids(), std::vector<std::string>{"uid-b"});
+  EXPECT_EQ(connects_, 1);
+
+  const VSS_ID onA = Prepare({"aaa1"});
+  EXPECT_EQ(Sets().EndPrepareSnapshots(onA), VSS_E_PROVIDER_VETO);
+  EXPECT_EQ(EventCount(4100), 1);
+  EXPECT_TRUE(groupA_->lookups.empty());
+
+  // Once the group answers that it speaks REST, it joins.
+  restSupport_["127.1.0.1"] = provider::RestSupport::Supported;
+  const VSS_ID again = Prepare({"aaa1"});
+  EXPECT_EQ(Sets().EndPrepareSnapshots(again), S_OK);
+  EXPECT_EQ(provider_->CachedGroupUids(), (std::vector<std::string>{"uid-a", "uid-b"}));
+}
+
+// VSS asks for each snapshot LUN's identity by its source LUN, which a set knows by the serial
+// VSS gave (a virtual disk's own). An unknown LUN vetoes; the others are answered all the same.
+TEST_F(ProviderOperationsTest, TargetLunsCarryEachSnapshotsIdentityAndAnUnknownLunVetoes) {
+  groupB_->AddVirtualDisk("6000c29a", "vvv1", "vm-disk");
+  std::vector<provider::OwnedLunInformation> owned;
+  owned.push_back(Lun("VMware", "Virtual disk", "6000c29a"));
+  std::vector<VDS_LUN_INFORMATION> view;
+  WINBOOL supported = FALSE;
+  ASSERT_EQ(hw_->AreLunsSupported(1, 0, nullptr, Luns(owned, view), &supported), S_OK);
+  ASSERT_TRUE(supported);
+  const VSS_ID set = Prepare({"aaa1", "6000c29a"});
+  ASSERT_EQ(Sets().EndPrepareSnapshots(set), S_OK);
+  ASSERT_EQ(Sets().CommitSnapshots(set), S_OK);
+
+  owned.clear();
+  owned.push_back(Lun("Vantor", "Server", "aaa1"));
+  owned.push_back(Lun("Vantor", "Server", "nope"));
+  owned.push_back(Lun("VMware", "Virtual disk", "6000c29a"));
+  std::vector<VDS_LUN_INFORMATION> targets(3);
+  EXPECT_EQ(hw_->GetTargetLuns(3, nullptr, Luns(owned, view), targets.data()), VSS_E_PROVIDER_VETO);
+  std::vector<provider::OwnedLunInformation> answered(3);  // frees what the provider allocated
+  for (std::size_t i = 0; i < targets.size(); ++i) answered[i].get() = targets[i];
+  EXPECT_EQ(EventCount(4110), 1);
+
+  const struct {
+    const char* serial;
+    const char* vendor;
+  } expected[] = {{"saaa1", "Vantor"}, {nullptr, nullptr}, {"svvv1", "VMware"}};
+  for (std::size_t i = 0; i < 3; ++i) {
+    const VDS_LUN_INFORMATION& target = answered[i].get();
+    if (!expected[i].serial) {
+      EXPECT_EQ(target.m_szSerialNumber, nullptr) << i;
+      continue;
+    }
+    EXPECT_STREQ(provider::LunString(target.m_szSerialNumber), expected[i].serial) << i;
+    EXPECT_STREQ(provider::LunString(target.m_szVendorId), expected[i].vendor) << i;
+    const VDS_STORAGE_DEVICE_ID_DESCRIPTOR& descriptor = target.m_deviceIdDescriptor;
+    EXPECT_EQ(descriptor.m_version, 16u) << i;
+    ASSERT_EQ(descriptor.m_cIdentifiers, 2u) << i;
+    const VDS_STORAGE_IDENTIFIER& vendorId = descriptor.m_rgIdentifiers[0];
+    EXPECT_EQ(vendorId.m_Type, VDSStorageIdTypeVendorId) << i;
+    ASSERT_GE(vendorId.m_cbIdentifier, 5u) << i;
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(vendorId.m_rgbIdentifier), 5), expected[i].serial) << i;
+    const VDS_STORAGE_IDENTIFIER& eui = descriptor.m_rgIdentifiers[1];
+    EXPECT_EQ(eui.m_Type, VDSStorageIdTypeEUI64) << i;
+    ASSERT_EQ(eui.m_cbIdentifier, 16u) << i;
+    EXPECT_EQ(eui.m_rgbIdentifier[0], 5u) << i;
+    EXPECT_EQ(eui.m_rgbIdentifier[15], 20u) << i;
+  }
+}
+
+// A snapshot disk that VSS has emptied is logged out and taken offline; the snapshot stays.
+TEST_F(ProviderOperationsTest, EmptiedLunIsHiddenAndAnUnknownOneVetoes) {
+  groupA_->AddSnapshot("s1", "vss-1", "vol-a1");
+  std::vector<provider::OwnedLunInformation> owned;
+  owned.push_back(Lun("Vantor", "Server", "s1"));
+  owned.push_back(Lun("Vantor", "Server", "nope"));
+  std::vector<VDS_LUN_INFORMATION> view;
+  ASSERT_EQ(hw_->LocateLuns(1, Luns(owned, view)), S_OK);  // the import puts group A in the cache
+  groupA_->operations.clear();
+
+  EXPECT_EQ(hw_->OnLunEmpty(nullptr, &view[0]), S_OK);
+  EXPECT_EQ(groupA_->operations, (std::vector<std::string>{"unexpose:snap-s1", "offline:snap-s1"}));
+  groupA_->operations.clear();
+  EXPECT_EQ(hw_->OnLunEmpty(nullptr, &view[1]), VSS_E_PROVIDER_VETO);
+  EXPECT_EQ(hw_->OnLunEmpty(nullptr, nullptr), S_OK);
+  EXPECT_TRUE(groupA_->operations.empty());
+}
+
 TEST_F(ProviderOperationsTest, UnknownSetIsVetoedWithItsEvents) {
   const VSS_ID unknown = wincompat::NewGuid();
   EXPECT_EQ(Sets().AbortSnapshots(unknown), VSS_E_PROVIDER_VETO);
@@ -190,7 +326,7 @@ TEST_F(ProviderOperationsTest, TwoAddressesOfOneGroupShareOneWrapperAndPollingFi
   EXPECT_EQ(provider_->CachedGroupUids(), (std::vector<std::string>{"uid-a", "uid-b"}));
   EXPECT_EQ(connects_, 3);
   // The cache pass answered: no group was asked with deep discovery.
-  for (const auto& lookup : groupA_->lookups) EXPECT_EQ(lookup.rfind("cache:", 0), 0u) << lookup;
+  EXPECT_EQ(groupA_->lookups, std::vector<std::string>{"cache:aaa1"});
 
   // A shrunken discovery drops the group that is gone.
   discovered_.erase("127.2.0.1");

@@ -206,6 +206,18 @@ void CFileLog::Flush() {
   });
 }
 
+void CFileLog::CloseTrace() {
+  Flush();
+  {
+    const std::lock_guard lock(impl_->mutex);
+    impl_->fileOpen = false;
+    impl_->tracePath.clear();
+  }
+  // Waits for a batch the writer took before the file was marked closed.
+  const std::lock_guard lock(impl_->fileMutex);
+  impl_->file.reset();
+}
+
 void CFileLog::LogV(MSG_CATEGORY category, const wchar_t* sourceFile, unsigned long line, const wchar_t* format,
                     std::span<const logger::LogArg> args) {
   try {

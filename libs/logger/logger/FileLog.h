@@ -38,6 +38,9 @@ class CFileLog {
   std::filesystem::path TracePath() const;
   // Blocks until every line queued so far is on disk.
   void Flush();
+  // Writes what is queued, then closes the trace file; later lines wait in the queue until
+  // InitializeLogging opens a trace again (in the directory set by then).
+  void CloseTrace();
   // Size limit of one trace file and how many older files are kept (10 MiB and 5 by default).
   void SetRotation(std::uintmax_t maxBytes, unsigned keptFiles);
   // Lines that may wait for the writer before detail lines are dropped (10000 by default).
