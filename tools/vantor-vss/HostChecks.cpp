@@ -64,8 +64,8 @@ HostCheck VssRegistration() {
           kReinstall};
 }
 
-HostCheck ServiceCheck() {
-  const ServiceState state = QueryProviderService();
+HostCheck ServiceCheck(bool emulatedHost) {
+  const ServiceState state = emulatedHost ? QueryProviderServiceKey() : QueryProviderService();
   if (!state.error.empty())
     return {"service", Verdict::Warning, "cannot ask the service control manager: " + state.error,
             "run doctor as an administrator"};
@@ -132,8 +132,7 @@ nlohmann::json CheckJson(const HostCheck& check) {
   return {{"check", check.name}, {"verdict", VerdictText(check.verdict)}, {"detail", check.detail}, {"action", check.action}};
 }
 
-#ifndef _WIN32
-ServiceState QueryProviderService() {
+ServiceState QueryProviderServiceKey() {
   ServiceState state;
   state.installed = ReadText(kServiceKey, L"ImagePath").has_value();
   DWORD start = 0;
@@ -143,10 +142,14 @@ ServiceState QueryProviderService() {
     state.startType = start;
   return state;
 }
+
+#ifndef _WIN32
+ServiceState QueryProviderService() { return QueryProviderServiceKey(); }
 #endif
 
 std::vector<HostCheck> CheckHost(const std::filesystem::path& hostDir, const std::filesystem::path& traceDir) {
-  std::vector<HostCheck> checks = {ComRegistration(), VssRegistration(), ServiceCheck(), TraceFolder(traceDir)};
+  std::vector<HostCheck> checks = {ComRegistration(), VssRegistration(), ServiceCheck(!hostDir.empty()),
+                                   TraceFolder(traceDir)};
   if (!hostDir.empty()) {
     checks.push_back(HostFile(hostDir / "host.json", true, false, "the initiator name and the simulator's address"));
 #ifndef _WIN32

@@ -33,7 +33,11 @@ struct ServiceState {
   std::optional<bool> running;
   std::string error;  // the manager could not be asked
 };
+// The real host's service control manager (Windows only).
 ServiceState QueryProviderService();
+// The service's key in the registry the tool reads: how the emulated host, which has no
+// service control manager, describes an installed service.
+ServiceState QueryProviderServiceKey();
 
 // hostDir empty: the real Windows host. traceDir: where this run writes its trace.
 std::vector<HostCheck> CheckHost(const std::filesystem::path& hostDir, const std::filesystem::path& traceDir);
