@@ -42,21 +42,6 @@ namespace vantorvss {
 
 namespace {
 constexpr const wchar_t* kServiceName = L"Vantor VSS Hardware Provider";
-
-platform::EmulatedHostEndpoint ReadHostJson(const std::filesystem::path& file) {
-  std::ifstream in(file);
-  if (!in) throw std::runtime_error("cannot read " + file.string());
-  nlohmann::json host;
-  try {
-    in >> host;
-  } catch (const std::exception& e) {
-    throw std::runtime_error(file.string() + " is not JSON: " + e.what());
-  }
-  if (!host.is_object() || !host.contains("initiator") || !host["initiator"].is_string() || !host.contains("control") ||
-      !host["control"].is_string())
-    throw std::runtime_error(file.string() + " must hold {\"initiator\": NAME, \"control\": \"http://127.0.0.1:PORT\"}");
-  return {host["control"].get<std::string>(), host["initiator"].get<std::string>()};
-}
 }  // namespace
 
 // Forwards to the installed event log and keeps a copy of every report of this run.
@@ -95,7 +80,7 @@ InstalledHost::InstalledHost(const HostOptions& options) : hostDir_(options.host
     if (traceDir.empty()) traceDir = hostDir_ / "logs";
     std::error_code ignored;
     std::filesystem::create_directories(traceDir, ignored);
-    const platform::EmulatedHostEndpoint endpoint = ReadHostJson(hostDir_ / "host.json");
+    const platform::EmulatedHostEndpoint endpoint = platform::ReadEmulatedHostEndpoint(hostDir_ / "host.json");
     platform::StorageDevicesSlot::Install(std::make_unique<platform::EmulatedStorageDevices>(endpoint));
     platform::DsmDeviceSlot::Install(std::make_unique<platform::EmulatedDsmDevice>(endpoint));
     platform::IscsiInitiatorSlot::Install(std::make_unique<platform::EmulatedIscsiInitiator>(endpoint));

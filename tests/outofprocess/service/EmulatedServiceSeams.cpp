@@ -19,21 +19,6 @@
 namespace outofprocess {
 namespace {
 
-platform::EmulatedHostEndpoint ReadEndpoint(const std::filesystem::path& file) {
-  std::ifstream in(file);
-  if (!in) throw std::runtime_error("cannot read " + file.string());
-  nlohmann::json host;
-  try {
-    in >> host;
-  } catch (const std::exception& e) {
-    throw std::runtime_error(file.string() + " is not JSON: " + e.what());
-  }
-  if (!host.is_object() || !host.contains("initiator") || !host["initiator"].is_string() ||
-      !host.contains("control") || !host["control"].is_string())
-    throw std::runtime_error(file.string() + " must hold {\"initiator\": NAME, \"control\": URL}");
-  return {host["control"].get<std::string>(), host["initiator"].get<std::string>()};
-}
-
 // Reports to Wine's event log (where the service's registration put the source) and keeps a
 // readable copy, because Wine's log cannot be read back.
 class MirroredEventLog final : public platform::EventLog {
@@ -63,7 +48,7 @@ class MirroredEventLog final : public platform::EventLog {
 }  // namespace
 
 void InstallEmulatedServiceSeams(const std::filesystem::path& executableDirectory) {
-  const platform::EmulatedHostEndpoint endpoint = ReadEndpoint(executableDirectory / kEmulatedHostFile);
+  const platform::EmulatedHostEndpoint endpoint = platform::ReadEmulatedHostEndpoint(executableDirectory / kEmulatedHostFile);
   platform::RegistrySlot::Install(std::make_unique<platform::Win32Registry>());
   platform::ServiceAccountSlot::Install(std::make_unique<platform::Win32ServiceAccount>());
   platform::StorageDevicesSlot::Install(std::make_unique<platform::EmulatedStorageDevices>(endpoint));

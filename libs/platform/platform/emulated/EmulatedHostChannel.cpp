@@ -2,11 +2,29 @@
 
 #include <charconv>
 #include <chrono>
+#include <fstream>
+#include <stdexcept>
 
 #include "http/Transport.h"
 #include "http/TransportError.h"
 
 namespace platform {
+
+EmulatedHostEndpoint ReadEmulatedHostEndpoint(const std::filesystem::path& file) {
+  std::ifstream in(file);
+  if (!in) throw std::runtime_error("cannot read " + file.string());
+  nlohmann::json host;
+  try {
+    in >> host;
+  } catch (const std::exception& e) {
+    throw std::runtime_error(file.string() + " is not JSON: " + e.what());
+  }
+  if (!host.is_object() || !host.contains("initiator") || !host["initiator"].is_string() || !host.contains("control") ||
+      !host["control"].is_string())
+    throw std::runtime_error(file.string() + " must hold {\"initiator\": NAME, \"control\": \"http://127.0.0.1:PORT\"}");
+  return {host["control"].get<std::string>(), host["initiator"].get<std::string>()};
+}
+
 namespace {
 
 // Initiator names carry ':' and '.', which a path segment may hold; anything outside the

@@ -11,6 +11,7 @@
 #include <string_view>
 #include <vector>
 
+#include <filesystem>
 #include <nlohmann/json.hpp>
 
 namespace platform {
@@ -19,6 +20,10 @@ struct EmulatedHostEndpoint {
   std::string controlUrl;     // "http://127.0.0.1:PORT" of the simulator's control server
   std::string initiatorName;  // "iqn.1991-05.com.example:host1"
 };
+
+// Reads an emulated host's description, {"initiator": NAME, "control": URL}; throws
+// std::runtime_error naming the file when it is missing or malformed.
+EmulatedHostEndpoint ReadEmulatedHostEndpoint(const std::filesystem::path& file);
 
 // No usable answer from the host channel: transport failure, HTTP status other than 200, or a
 // body that is not JSON.
