@@ -23,6 +23,15 @@ std::vector<std::uint32_t> AccessProtocolsOf(const v1::AccessControlRecordListPt
   return protocols;
 }
 
+std::vector<std::string> InitiatorsOf(const v1::AccessControlRecordListPtr& records) {
+  std::vector<std::string> names;
+  if (!records) return names;
+  for (const auto& record : *records) {
+    if (record) names.push_back(record->getInitiatorName());
+  }
+  return names;
+}
+
 // The array may send a designator longer than the field; the rest is cut off.
 template <std::size_t N>
 void CopyDesignator(const std::string& bytes, std::array<std::uint8_t, N>& field) {
@@ -51,6 +60,7 @@ VolumeRecord CommonVolumeRecord(const v1::Volume& volume) {
   record.mBaseSnapName = volume.getBaseSnapName();
   record.mNumConnections = volume.getNumConnections();
   record.mAccessProtocols = AccessProtocolsOf(volume.getAccessControlRecords());
+  record.mAccessInitiators = InitiatorsOf(volume.getAccessControlRecords());
   CopyDesignators(volume, record);
   return record;
 }

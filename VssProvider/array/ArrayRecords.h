@@ -83,6 +83,9 @@ struct VolumeRecord {
   std::string mBaseSnapName;
   std::int64_t mNumConnections = 0;
   std::vector<std::uint32_t> mAccessProtocols;
+  // The initiator names of the access-control records, in the array's order (iSCSI names and
+  // Fibre Channel port names alike, as the array wrote them).
+  std::vector<std::string> mAccessInitiators;
   std::uint32_t mTargetScope = TARGET_SCOPE_UNKNOWN;
   VpdT10 mVpdT10{};
   VpdIeee mVpdIeee0{};

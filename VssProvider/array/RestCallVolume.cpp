@@ -95,6 +95,13 @@ void RestCallFindVolById::ProcessResult() {
   mRecord.mTargetScope = TargetScopeFromName(mVolume->getIscsiTargetScope());
 }
 
+void RestCallGetVolumeOnline::Initialize() {
+  RestCallVolumeBase::Initialize();
+  mParams = MakeGetParams(MakeFilterGroup({{"id", mVolumeId}}, v1::OPERATOR_OR), {"online"});
+}
+
+void RestCallGetVolumeOnline::Call() { mVolume = SingleSearchResult(mVolumeSet->getObjectList(mParams), "volume"); }
+
 void RestCallGetVolumeIdsOfVolumeCollection::Initialize() {
   RestCallVolumeBase::Initialize();
   mParams = MakeGetParams(MakeFilterGroup({{"volcoll_id", mVolumeCollectionId}}, v1::OPERATOR_OR), {"id", "name"});

@@ -94,6 +94,28 @@ class RestCallFindVolById final : public RestCallVolumeBase {
   VolumeRecord mRecord;
 };
 
+// Whether the array has the volume online now.
+class RestCallGetVolumeOnline final : public RestCallVolumeBase {
+ public:
+  RestCallGetVolumeOnline(RestConnection& restConn, std::string volumeId)
+      : RestCallVolumeBase(restConn), mVolumeId(std::move(volumeId)) {}
+  bool IsOnline() const { return mOnline; }
+
+ protected:
+  void Initialize() override;
+  void Call() override;
+  bool IsResultValid() const override { return mVolume != nullptr; }
+  std::string GetInputDescription() const override { return "VolumeId: " + mVolumeId; }
+  std::string GetName() const override { return "Get Volume State"; }
+  std::string GetFailureMessage() const override { return "No volume found."; }
+  void ProcessResult() override { mOnline = mVolume->getOnline(); }
+
+ private:
+  std::string mVolumeId;
+  std::shared_ptr<VantorStorage::WS::v1::Volume> mVolume;
+  bool mOnline = false;
+};
+
 class RestCallGetVolumeIdsOfVolumeCollection final : public RestCallVolumeBase {
  public:
   RestCallGetVolumeIdsOfVolumeCollection(RestConnection& restConn, std::string volumeCollectionId)

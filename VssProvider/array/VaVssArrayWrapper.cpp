@@ -401,17 +401,40 @@ HRESULT VaVssArrayWrapper::OnlineVolume(const Vantor::VolumeRecord& volume) {
 
 HRESULT VaVssArrayWrapper::OfflineVolume(const Vantor::VolumeRecord& volume) {
   VA_LOG(MSG_INFO, L"About to Offline Volume %S", volume.mName);
+  HRESULT hr = S_OK;
   try {
     Vantor::RestCallOnlineVolume call(TheArray(), volume.mId, false);
     call.Execute();
+  } catch (const VantorStorage::WS::GroupMgmtServerException& e) {
+    // Only an answer carrying the array's own messages says that it did not do it.
+    hr = e.getMessages().empty() ? VA_E_OUTCOME_UNKNOWN : E_FAIL;
   } catch (const std::exception&) {
+    hr = VA_E_OUTCOME_UNKNOWN;
+  }
+  if (FAILED(hr)) {
     VA_LOG(MSG_ERROR,
            L"*** OfflineVolume operation failed! for the volume %S. Either regsitry setting required for Restore "
            L"operation is not set or VSS service is not running under local administrators group privileges.",
            volume.mName);
-    return E_FAIL;
+    if (hr == VA_E_OUTCOME_UNKNOWN)
+      VA_LOG(MSG_ERROR, L"The array's answer to the offline of volume %S never came; it may have taken it offline",
+             volume.mName);
+    return hr;
   }
   VA_LOG(MSG_INFO, L"Offline Volume is successful.");
+  return S_OK;
+}
+
+HRESULT VaVssArrayWrapper::ReadVolumeOnline(const Vantor::VolumeRecord& volume, bool& online) {
+  try {
+    Vantor::RestCallGetVolumeOnline call(TheArray(), volume.mId);
+    call.Execute();
+    online = call.IsOnline();
+  } catch (const std::exception& e) {
+    VA_LOG(MSG_ERROR, L"Could not read the state of volume %S. Error: %s", volume.mName, Why(e));
+    return E_FAIL;
+  }
+  VA_LOG(MSG_INFO, L"Volume %S is %S", volume.mName, online ? "online" : "offline");
   return S_OK;
 }
 

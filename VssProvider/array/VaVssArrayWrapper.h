@@ -24,6 +24,10 @@ namespace Vantor {
 class Array;
 }
 
+// A request whose answer never came or could not be read (lost connection, timeout, an answer
+// without the array's error messages): the array may have carried it out, or may still.
+inline constexpr HRESULT VA_E_OUTCOME_UNKNOWN = static_cast<HRESULT>(0x800705B4u);  // ERROR_TIMEOUT
+
 // The name under which the provider's sessions show in the array's audit log.
 inline constexpr const char* kVssAgentName = "VSS Agent";
 
@@ -101,7 +105,11 @@ class VaVssArrayWrapper {
   // stay connected, other LUNs live behind them.
   virtual HRESULT UnexposeSnapshot(const Vantor::SnapshotRecord& snapshot);
   virtual HRESULT OnlineVolume(const Vantor::VolumeRecord& volume);
+  // E_FAIL when the array refused; VA_E_OUTCOME_UNKNOWN when it may have taken the volume
+  // offline all the same.
   virtual HRESULT OfflineVolume(const Vantor::VolumeRecord& volume);
+  // S_OK with `online` as the array has it now; E_FAIL when it could not be read.
+  virtual HRESULT ReadVolumeOnline(const Vantor::VolumeRecord& volume, bool& online);
   virtual HRESULT RestoreVolume(const Vantor::VolumeRecord& volume, const Vantor::SnapshotRecord& snapshot);
 
   // The version policy; `version` gets what the array reported.

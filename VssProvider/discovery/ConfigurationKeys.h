@@ -18,6 +18,8 @@ inline constexpr const wchar_t* kConfigurationSubkey = L"Configuration";
 // One REG_SZ value per group management address: the SHA-256 (64 lower-case hex digits) of the
 // DER certificate that the array at that address must present.
 inline constexpr const wchar_t* kCertificatesKey = L"SOFTWARE\\Vantor Storage\\Certificates";
+// The provider's journal of snapshot sets it gave up after asking a group to create them.
+inline constexpr const wchar_t* kAbandonedSetsKey = L"SOFTWARE\\Vantor Storage\\AbandonedSets";
 inline constexpr const wchar_t* kGrpMgmtProfileList = L"GrpMgmtProfileList";
 inline constexpr const char* kGrpMgmtProfileListA = "GrpMgmtProfileList";
 // The key whose subkeys are the credential profiles, one subkey per profile.

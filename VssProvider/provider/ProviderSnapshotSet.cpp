@@ -203,6 +203,8 @@ HRESULT CVaVssHwProvider::EndPrepareSnapshots(VSS_ID SnapshotSetId) {
     return S_OK;
   });
   mVirtualVolumeMap.clear();
+  // Late snapshots of sets given up earlier on these groups go before the new set is taken.
+  if (hr == S_OK) SweepAbandonedSets(*set);
   return hr;
 }
 
@@ -218,7 +220,8 @@ HRESULT CVaVssHwProvider::CommitSnapshots(VSS_ID SnapshotSetId) {
   const auto lock = LockObject();
   CLogger scope(L"CVaVssHwProvider::CommitSnapshots");
   const std::uint64_t start = NowMs();
-  return provider::GuardedCall(L"CVaVssHwProvider::CommitSnapshots", [&]() -> HRESULT {
+  std::shared_ptr<VaSnapshotSetInfo> committing;
+  const HRESULT hr = provider::GuardedCall(L"CVaVssHwProvider::CommitSnapshots", [&]() -> HRESULT {
     const std::string setId = provider::SnapshotSetIdText(SnapshotSetId);
     const auto set = FindSnapshotSet(setId);
     if (!set) {
@@ -226,6 +229,7 @@ HRESULT CVaVssHwProvider::CommitSnapshots(VSS_ID SnapshotSetId) {
       ReportUnknownSet();
       return VSS_E_PROVIDER_VETO;
     }
+    committing = set;
     const CommitWindow window(set->mGroups, windowEnd);
     for (const auto& group : set->mGroups) {
       VA_LOG(MSG_INFO, L"Issuing a create snapshot request...");
@@ -253,6 +257,9 @@ HRESULT CVaVssHwProvider::CommitSnapshots(VSS_ID SnapshotSetId) {
     VA_LOG(MSG_INFO, L"Commit snapshot took %llu milliseconds.", elapsed);
     return S_OK;
   });
+  // A vetoed set is given up: VSS may never call AbortSnapshots for it.
+  if (FAILED(hr) && committing) JournalAbandonedSet(*committing);
+  return hr;
 }
 
 HRESULT CVaVssHwProvider::PostCommitSnapshots(VSS_ID SnapshotSetId, LONG lSnapshotsCount) {
@@ -313,6 +320,7 @@ HRESULT CVaVssHwProvider::AbortSnapshots(VSS_ID SnapshotSetId) {
       result = VSS_E_PROVIDER_VETO;
     } else {
       VA_LOG(MSG_INFO, L"SnapshotInfoSet of size %d", static_cast<int>(set->mVolSnapshotInfoMap.size()));
+      JournalAbandonedSet(*set);
       // Every snapshot is tried, whatever failed before it.
       for (const auto& group : set->mGroups) {
         for (const auto& info : group->mSnapshots) {

@@ -10,9 +10,11 @@
 #include <vector>
 
 #include "array/ArrayRecords.h"
+#include "provider/AbandonedSets.h"
 #include "provider/ArrayAccess.h"
 #include "provider/DeviceIdentity.h"
 #include "provider/SnapshotSetInfo.h"
+#include "provider/VolumeOnline.h"
 #include "wincompat/VssTypes.h"
 
 // {CLSID_VantorVssHwProvider}
@@ -69,6 +71,10 @@ class CVaVssHwProvider final : public IVssHardwareSnapshotProviderEx,
 
   // Replaces how the provider reaches arrays (tests); the constructor uses DefaultArrayAccess.
   void UseArrayAccess(provider::ArrayAccess access);
+  // Replaces the waits of a restore and of the journal of abandoned sets, and how the host's
+  // initiators are found (tests).
+  void UseRestoreSettings(provider::RestoreSettings settings);
+  void UseJournalSettings(provider::JournalSettings settings);
 
   // Read-only views for diagnostics and tests.
   DWORD IscsiDigestPolicy() const { return mIscsiDigestPolicy; }
@@ -120,8 +126,14 @@ class CVaVssHwProvider final : public IVssHardwareSnapshotProviderEx,
   bool RemoveSnapshot(VaVssArrayWrapper& array, const std::string& snapshotId, const std::string& snapshotName,
                       const std::string& volumeName);
   HRESULT RemoveUnrecordedSnapshots(const VSS_ID& snapshotSetId, const VaSnapshotSetInfo& set);
+  // The journal of abandoned sets: a set given up after a group was asked to create it is
+  // journaled; the next preparation of a set on that group searches it for late snapshots.
+  void JournalAbandonedSet(const VaSnapshotSetInfo& set);
+  void SweepAbandonedSets(const VaSnapshotSetInfo& set);
 
   provider::ArrayAccess mArrayAccess;
+  provider::RestoreSettings mRestoreSettings = provider::DefaultRestoreSettings();
+  provider::JournalSettings mJournalSettings;
 
   std::atomic<ULONG> mRefCount{1};
 

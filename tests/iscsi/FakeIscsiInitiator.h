@@ -94,6 +94,10 @@ class FakeIscsiInitiator final : public platform::IscsiInitiator {
     *bufferSize = 64;
     return reportStatus;
   }
+  platform::ISDSC_STATUS GetInitiatorNodeNameW(wchar_t* nodeName) override {
+    nodeName[0] = L'\0';
+    return ERROR_SUCCESS;
+  }
 };
 
 }  // namespace iscsitest

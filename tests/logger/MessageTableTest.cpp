@@ -14,6 +14,7 @@ namespace {
 TEST(MessageTable, HoldsEveryIdOnceWithTextsAsShipped) {
   std::set<DWORD> expectedIds{VA_MSG_GENERIC};
   for (DWORD id = 4010; id <= 4410; id += 10) expectedIds.insert(id);
+  expectedIds.insert(VA_MSG_ABANDONED_SETS_UNAVAILABLE);
   std::set<DWORD> ids;
   std::set<std::string> symbols;
   for (const messages::MessageEntry& entry : messages::MessageTable()) {
@@ -24,7 +25,7 @@ TEST(MessageTable, HoldsEveryIdOnceWithTextsAsShipped) {
     EXPECT_EQ(text.substr(text.size() - 2), L"\r\n") << entry.symbol;
   }
   EXPECT_EQ(ids, expectedIds);
-  ASSERT_EQ(messagetest::kExpectedMessageCount, 42u);
+  ASSERT_EQ(messagetest::kExpectedMessageCount, 43u);
   for (const messagetest::ExpectedMessage& expected : messagetest::kExpectedMessages) {
     const messages::MessageEntry* entry = messages::FindMessage(expected.id);
     ASSERT_NE(entry, nullptr) << expected.id;
@@ -32,6 +33,7 @@ TEST(MessageTable, HoldsEveryIdOnceWithTextsAsShipped) {
   }
   EXPECT_EQ(VA_MSG_PROVIDER_LOADED, 4150u);
   EXPECT_EQ(VA_MSG_AUTHENTICATION_FAILED, 4410u);
+  EXPECT_EQ(VA_MSG_ABANDONED_SETS_UNAVAILABLE, 4460u);
 
   const auto text = [](DWORD id) { return std::wstring(messages::FindMessage(id)->text); };
   EXPECT_NE(text(VA_MSG_ARRAY_VERSION_UNSUPPORTED).find(L"Install appropriate verison of"), std::wstring::npos);

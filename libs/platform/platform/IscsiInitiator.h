@@ -7,6 +7,7 @@
 // characters). The layouts below are the SDK's; in the Windows build Win32IscsiInitiator hands
 // them straight to iscsidsc.dll. EmulatedIscsiInitiator builds the same layout from the array
 // simulator's host channel, with wchar_t strings of the native width.
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -16,6 +17,8 @@
 namespace platform {
 
 using ISDSC_STATUS = ULONG;
+// The longest iSCSI name, without its terminator (iscsidsc.h).
+inline constexpr std::size_t MAX_ISCSI_NAME_LEN = 223;
 // Statuses of the initiator service (iscsierr.h); Win32 error codes are answered as well.
 inline constexpr ISDSC_STATUS ISDSC_NON_SPECIFIC_ERROR = 0xEFFF0001u;
 inline constexpr ISDSC_STATUS ISDSC_LOGIN_FAILED = 0xEFFF0002u;
@@ -120,6 +123,10 @@ class IscsiInitiator {
   // zero-terminated target names ending with an empty one. With forceUpdate the initiator
   // first asks its portals again.
   virtual ISDSC_STATUS ReportTargetsW(bool forceUpdate, ULONG* bufferSize, wchar_t* buffer) = 0;
+
+  // GetIScsiInitiatorNodeNameW: this host's initiator name, terminated, into `nodeName`, which
+  // holds MAX_ISCSI_NAME_LEN + 1 characters.
+  virtual ISDSC_STATUS GetInitiatorNodeNameW(wchar_t* nodeName) = 0;
 };
 
 using IscsiInitiatorSlot = SeamSlot<IscsiInitiator>;

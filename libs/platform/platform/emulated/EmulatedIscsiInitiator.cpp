@@ -1,5 +1,6 @@
 #include "platform/emulated/EmulatedIscsiInitiator.h"
 
+#include <algorithm>
 #include <cstring>
 #include <limits>
 #include <vector>
@@ -211,6 +212,15 @@ ISDSC_STATUS EmulatedIscsiInitiator::ReportTargetsW(bool /*forceUpdate*/, ULONG*
   }
   *bufferSize = 1;
   return status;
+}
+
+ISDSC_STATUS EmulatedIscsiInitiator::GetInitiatorNodeNameW(wchar_t* nodeName) {
+  if (!nodeName) return ERROR_INVALID_PARAMETER;
+  const std::string& name = mChannel.endpoint().initiatorName;
+  if (name.empty() || name.size() > MAX_ISCSI_NAME_LEN) return ISDSC_NOT_FOUND;
+  std::copy(name.begin(), name.end(), nodeName);  // iSCSI names are ASCII
+  nodeName[name.size()] = L'\0';
+  return ERROR_SUCCESS;
 }
 
 }  // namespace platform

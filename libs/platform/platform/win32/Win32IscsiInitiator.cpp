@@ -14,12 +14,14 @@ struct Win32IscsiInitiator::Api {
                                       ISCSI_UNIQUE_SESSION_ID*, ISCSI_UNIQUE_CONNECTION_ID*);
   using Logout = ISDSC_STATUS(WINAPI*)(ISCSI_UNIQUE_SESSION_ID*);
   using ReportTargets = ISDSC_STATUS(WINAPI*)(BOOLEAN, ULONG*, wchar_t*);
+  using NodeName = ISDSC_STATUS(WINAPI*)(wchar_t*);
 
   HMODULE module = nullptr;
   GetSessionList getSessionList = nullptr;
   Login login = nullptr;
   Logout logout = nullptr;
   ReportTargets reportTargets = nullptr;
+  NodeName nodeName = nullptr;
 };
 
 namespace {
@@ -48,6 +50,7 @@ const Win32IscsiInitiator::Api* Win32IscsiInitiator::Load() {
       api->login = Entry<Api::Login>(api->module, "LoginIScsiTargetA");
       api->logout = Entry<Api::Logout>(api->module, "LogoutIScsiTarget");
       api->reportTargets = Entry<Api::ReportTargets>(api->module, "ReportIScsiTargetsW");
+      api->nodeName = Entry<Api::NodeName>(api->module, "GetIScsiInitiatorNodeNameW");
     }
     mApi = std::move(api);
   });
@@ -95,6 +98,13 @@ ISDSC_STATUS Win32IscsiInitiator::ReportTargetsW(bool forceUpdate, ULONG* buffer
   if (!api->module) return ERROR_MOD_NOT_FOUND;
   if (!api->reportTargets) return ERROR_PROC_NOT_FOUND;
   return api->reportTargets(forceUpdate ? TRUE : FALSE, bufferSize, buffer);
+}
+
+ISDSC_STATUS Win32IscsiInitiator::GetInitiatorNodeNameW(wchar_t* nodeName) {
+  const Api* api = Load();
+  if (!api->module) return ERROR_MOD_NOT_FOUND;
+  if (!api->nodeName) return ERROR_PROC_NOT_FOUND;
+  return api->nodeName(nodeName);
 }
 
 }  // namespace platform

@@ -26,6 +26,7 @@ class Win32IscsiInitiator final : public IscsiInitiator {
                             ISCSI_UNIQUE_CONNECTION_ID* uniqueConnectionId) override;
   ISDSC_STATUS LogoutTarget(const ISCSI_UNIQUE_SESSION_ID* uniqueSessionId) override;
   ISDSC_STATUS ReportTargetsW(bool forceUpdate, ULONG* bufferSize, wchar_t* buffer) override;
+  ISDSC_STATUS GetInitiatorNodeNameW(wchar_t* nodeName) override;
 
  private:
   struct Api;
