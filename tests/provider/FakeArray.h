@@ -5,16 +5,22 @@
 #include <atomic>
 #include <chrono>
 #include <map>
+#include <set>
 #include <memory>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "array/VaVssArrayWrapper.h"
 #include "provider/SnapshotSetInfo.h"
+#include "wincompat/Guid.h"
 
 class FakeArray : public VaVssArrayWrapper {
  public:
+  // The initiator the provider's tests give as this host's; every volume is presented to it.
+  static constexpr const char* kThisHost = "iqn.1991-05.com.microsoft:provider-test";
+
   FakeArray(std::string uid, std::string address) : uid_(std::move(uid)), address_(std::move(address)) {}
 
   std::shared_ptr<Vantor::VolumeRecord> AddVolume(const std::string& serial, const std::string& name) {
@@ -22,6 +28,7 @@ class FakeArray : public VaVssArrayWrapper {
     v->mId = "vol-" + serial;
     v->mName = name;
     v->mSerialNumber = serial;
+    v->mAccessInitiators = {kThisHost};
     volumes_[serial] = v;
     return v;
   }
@@ -74,7 +81,7 @@ class FakeArray : public VaVssArrayWrapper {
     virtualVolumes_[diskSerial] = v;
   }
 
-  HRESULT CreateSnapshotSet(const GUID&, const std::vector<std::shared_ptr<VaSnapshotInfo>>& luns) override {
+  HRESULT CreateSnapshotSet(const GUID& set, const std::vector<std::shared_ptr<VaSnapshotInfo>>& luns) override {
     // How many callers are inside at once: the provider's lock allows one.
     const int inside = ++createsInFlight;
     int seen = mostCreatesInFlight.load();
@@ -90,6 +97,7 @@ class FakeArray : public VaVssArrayWrapper {
       made.mName = "vss-" + lun->mVolumeName;
       made.mVolName = lun->mVolumeName;
       onArray.push_back(made);
+      setOf[made.mId] = wincompat::GuidToString(set);
       if (failCreate) continue;  // the array made it, the provider never heard
       lun->mSnapshotId = made.mId;
       lun->mSnapshotName = made.mName;
@@ -105,9 +113,11 @@ class FakeArray : public VaVssArrayWrapper {
     }
     return failCreate ? VSS_E_PROVIDER_VETO : S_OK;
   }
-  HRESULT FindSnapshotsOfSet(const GUID&, std::vector<Vantor::SnapshotRecord>& found) override {
+  HRESULT FindSnapshotsOfSet(const GUID& set, std::vector<Vantor::SnapshotRecord>& found) override {
     operations.push_back("find-set");
-    found = onArray;
+    found.clear();
+    for (const auto& s : onArray)
+      if (setOf[s.mId] == wincompat::GuidToString(set)) found.push_back(s);
     return failFind ? E_FAIL : S_OK;
   }
   HRESULT OfflineSnapshot(const std::string& id, const std::string&, const std::string&) override {
@@ -141,15 +151,30 @@ class FakeArray : public VaVssArrayWrapper {
   }
   HRESULT OnlineVolume(const Vantor::VolumeRecord& v) override {
     operations.push_back("online-volume:" + v.mId);
-    return failOnlineVolume ? E_FAIL : S_OK;
+    if (failOnlineVolume || onlineFailures > 0) {
+      onlineFailures = std::max(0, onlineFailures - 1);
+      return E_FAIL;
+    }
+    offline.erase(v.mId);
+    return S_OK;
   }
+  // What the offline answers, and when the array carries it out: at once, after so many reads
+  // of the state (an offline whose answer was lost, done late), or never.
   HRESULT OfflineVolume(const Vantor::VolumeRecord& v) override {
     operations.push_back("offline-volume:" + v.mId);
+    if (offlineDoneAfterReads == 0) offline.insert(v.mId);
+    else if (offlineDoneAfterReads > 0) lateOffline = v.mId;
+    return offlineAnswer;
+  }
+  HRESULT ReadVolumeOnline(const Vantor::VolumeRecord& v, bool& online) override {
+    operations.push_back("read-volume:" + v.mId);
+    if (!lateOffline.empty() && --offlineDoneAfterReads == 0) offline.insert(std::exchange(lateOffline, ""));
+    online = offline.count(v.mId) == 0;
     return S_OK;
   }
   HRESULT RestoreVolume(const Vantor::VolumeRecord& v, const Vantor::SnapshotRecord& s) override {
     operations.push_back("restore:" + v.mId + "<-" + s.mId);
-    return S_OK;
+    return failRestore ? E_FAIL : S_OK;
   }
   bool IsArraySupported(std::string& version) override {
     version = "6.0.0.0-1-opt";
@@ -171,6 +196,13 @@ class FakeArray : public VaVssArrayWrapper {
   bool failDelete = false;
   int deleteFailures = 0;  // so many deletes fail before they work again
   bool failOnlineVolume = false;
+  int onlineFailures = 0;  // so many onlines fail before they work again
+  bool failRestore = false;
+  HRESULT offlineAnswer = S_OK;
+  int offlineDoneAfterReads = 0;  // -1: never
+  std::string lateOffline;
+  std::set<std::string> offline;             // volume ids the array holds offline
+  std::map<std::string, std::string> setOf;  // snapshot id to the set id text it was made for
   bool supported = true;
   int createTakesMs = 0;
   std::atomic<int> createsInFlight{0};

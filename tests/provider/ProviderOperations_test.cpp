@@ -337,54 +337,6 @@ TEST_F(ProviderOperationsTest, TwoAddressesOfOneGroupShareOneWrapperAndPollingFi
   EXPECT_EQ(provider_->CachedGroupUids(), std::vector<std::string>{"uid-a"});
 }
 
-TEST_F(ProviderOperationsTest, ResyncRestoresInPlaceAndReportsEveryOtherPairAsFailed) {
-  groupA_->AddSnapshot("snapA", "vss-a1", "vol-a1");
-  groupA_->AddSnapshot("snapB", "vss-a2", "vol-a2");
-  std::vector<provider::OwnedLunInformation> sources;
-  sources.push_back(Lun("Vantor", "Server", "snapA"));
-  sources.push_back(Lun("Vantor", "Server", "snapB"));
-  std::vector<provider::OwnedLunInformation> targets;
-  targets.push_back(Lun("Vantor", "Server", "aaa1"));
-  targets.push_back(Lun("Vantor", "Server", "bbb1"));
-  std::vector<VDS_LUN_INFORMATION> sv, tv;
-  IVssAsync* async = nullptr;
-  EXPECT_EQ(hw_->ResyncLuns(Luns(sources, sv), Luns(targets, tv), 2, &async), VSS_E_PROVIDER_VETO);
-  ASSERT_NE(async, nullptr);
-  async->Release();
-  EXPECT_EQ(groupA_->operations, (std::vector<std::string>{"offline-volume:vol-aaa1", "restore:vol-aaa1<-snap-snapA",
-                                                           "online-volume:vol-aaa1", "expose-volume:vol-aaa1"}));
-  EXPECT_EQ(EventCount(4340), 1);
-
-  // A virtual-disk target ends the call at once, without an async object.
-  targets.clear();
-  targets.push_back(Lun("VMware", "Virtual disk", "aaa1"));
-  async = nullptr;
-  EXPECT_EQ(hw_->ResyncLuns(Luns(sources, sv), Luns(targets, tv), 1, &async), static_cast<HRESULT>(0x8004232Fu));
-  EXPECT_EQ(async, nullptr);
-  EXPECT_EQ(EventCount(4360), 1);
-
-  // No pairs: a veto, an async object, and no array traffic.
-  groupA_->operations.clear();
-  EXPECT_EQ(hw_->ResyncLuns(Luns(sources, sv), Luns(targets, tv), 0, &async), VSS_E_PROVIDER_VETO);
-  ASSERT_NE(async, nullptr);
-  async->Release();
-  EXPECT_TRUE(groupA_->operations.empty());
-}
-
-TEST_F(ProviderOperationsTest, FailedOnlineDuringRestoreStillLogsInAgainAndVetoes) {
-  groupA_->AddSnapshot("snapA", "vss-a1", "vol-a1");
-  groupA_->failOnlineVolume = true;
-  std::vector<provider::OwnedLunInformation> sources;
-  sources.push_back(Lun("Vantor", "Server", "snapA"));
-  std::vector<provider::OwnedLunInformation> targets;
-  targets.push_back(Lun("Vantor", "Server", "aaa1"));
-  std::vector<VDS_LUN_INFORMATION> sv, tv;
-  IVssAsync* async = nullptr;
-  EXPECT_EQ(hw_->ResyncLuns(Luns(sources, sv), Luns(targets, tv), 1, &async), VSS_E_PROVIDER_VETO);
-  if (async) async->Release();
-  EXPECT_EQ(groupA_->operations.back(), "expose-volume:vol-aaa1");
-}
-
 TEST_F(ProviderOperationsTest, LocateLunsAnswersWithTheLastExposureAndStopsAtAnUnknownSnapshot) {
   groupA_->AddSnapshot("s1", "vss-1", "vol-a1");
   groupA_->AddSnapshot("s2", "vss-2", "vol-a2");

@@ -45,7 +45,7 @@ int RunPrune(const PruneOptions& options, const SnapshotSetReferences& reference
   const std::int64_t now = Now();
   std::vector<const ShadowCopySnapshot*> candidates;
   for (const auto& s : inventory.Snapshots())
-    if (!ReasonToKeep(s, now, options.olderThan)) candidates.push_back(&s);
+    if (!ReasonToKeep(s, now, s.abandoned ? std::chrono::seconds(0) : options.olderThan)) candidates.push_back(&s);
 
   nlohmann::json candidateSerials = nlohmann::json::array();
   nlohmann::json deleted = nlohmann::json::array();

@@ -1,7 +1,8 @@
 #pragma once
 // vantor-vss prune [--older-than DURATION] [--group ADDRESS] [--apply]: the snapshots that
 // shadow copies left behind and nothing uses any more -- not referred to by a shadow copy,
-// offline, without a session, older than DURATION. Without --apply it only lists them.
+// offline, without a session, older than DURATION (any age for a set in the provider's journal of
+// abandoned sets). Without --apply it only lists them.
 #include <chrono>
 #include <optional>
 #include <string>

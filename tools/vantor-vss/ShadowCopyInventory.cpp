@@ -72,12 +72,16 @@ void ShadowCopyInventory::Load(const SnapshotSetReferences& references) {
   const std::set<std::string> referenced = references.ReferencedSets();
   snapshots_.clear();
   failures_.clear();
+  abandoned_ = provider::ReadAbandonedSets().value_or(std::vector<provider::AbandonedSet>{});
+  std::set<std::string> abandonedSets;
+  for (const auto& entry : abandoned_) abandonedSets.insert(entry.setId);
   for (const auto& [address, credential] : groups_) {
     try {
       Vantor::RestCallFindShadowCopySnapshots call(Connection(address));
       call.Execute();
       for (const auto& record : call.GetSnapshots())
-        snapshots_.push_back({address, record, referenced.count(record.mSnapshotSetId) != 0});
+        snapshots_.push_back({address, record, referenced.count(record.mSnapshotSetId) != 0,
+                              abandonedSets.count(record.mSnapshotSetId) != 0});
     } catch (const std::exception& e) {
       VA_LOG(MSG_ERROR, L"Cannot list the snapshots of group %S: %S", address, std::string(e.what()));
       failures_.push_back({address, e.what()});

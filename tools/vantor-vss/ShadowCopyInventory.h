@@ -12,6 +12,7 @@
 #include "SnapshotSetReferences.h"
 #include "array/RestCallShadowCopySnapshots.h"
 #include "discovery/GroupCredentials.h"
+#include "provider/AbandonedSets.h"
 
 namespace Vantor {
 class Array;
@@ -23,6 +24,7 @@ struct ShadowCopySnapshot {
   std::string group;  // management address
   Vantor::ShadowCopySnapshotRecord snapshot;
   bool referenced = false;
+  bool abandoned = false;  // the provider gave its set up: no age threshold keeps it
 };
 
 struct GroupFailure {
@@ -49,6 +51,8 @@ class ShadowCopyInventory {
   void Load(const SnapshotSetReferences& references);
   const std::vector<ShadowCopySnapshot>& Snapshots() const { return snapshots_; }
   const std::vector<GroupFailure>& Failures() const { return failures_; }
+  // The provider's journal of abandoned sets as Load read it.
+  const std::vector<provider::AbandonedSet>& AbandonedSets() const { return abandoned_; }
 
   // Deletes one listed snapshot on its array, with a trace line before and after. Throws with
   // the array's reason when the array refuses or fails.
@@ -61,6 +65,7 @@ class ShadowCopyInventory {
   std::map<std::string, std::unique_ptr<Vantor::Array>> connections_;
   std::vector<ShadowCopySnapshot> snapshots_;
   std::vector<GroupFailure> failures_;
+  std::vector<provider::AbandonedSet> abandoned_;
 };
 
 // "2026-11-23T20:15:00Z"

@@ -21,7 +21,8 @@ nlohmann::json SnapshotJson(const ShadowCopySnapshot& s) {
           {"creation_time", r.mCreationTime ? nlohmann::json(*r.mCreationTime) : nlohmann::json()},
           {"online", r.mOnline ? nlohmann::json(*r.mOnline) : nlohmann::json()},
           {"sessions", sessions},
-          {"referenced", s.referenced}};
+          {"referenced", s.referenced},
+          {"abandoned", s.abandoned}};
 }
 
 std::string SnapshotTableLine(const ShadowCopySnapshot& s) {
@@ -32,7 +33,7 @@ std::string SnapshotTableLine(const ShadowCopySnapshot& s) {
   char line[512];
   std::snprintf(line, sizeof line, "%-16s %-32s %-20s %-20s %-7s %-8s %-3s", s.group.c_str(), r.mSerialNumber.c_str(),
                 r.mVolName.c_str(), created.c_str(), state.c_str(), sessions.c_str(), s.referenced ? "yes" : "no");
-  return std::string(line) + "  " + r.mSnapshotSetId;
+  return std::string(line) + "  " + r.mSnapshotSetId + (s.abandoned ? " (abandoned)" : "");
 }
 
 int RunSnapshots(const std::optional<std::string>& group, const SnapshotSetReferences& references, Report& report) {
@@ -51,6 +52,14 @@ int RunSnapshots(const std::optional<std::string>& group, const SnapshotSetRefer
   for (const auto& failure : inventory.Failures())
     report.notes.push_back("cannot read group " + failure.group + ": " + failure.reason);
   report.extra["snapshots"] = list;
+  nlohmann::json abandoned = nlohmann::json::array();
+  for (const auto& entry : inventory.AbandonedSets()) {
+    abandoned.push_back({{"set_id", entry.setId}, {"group_id", entry.groupUid}, {"given_up", UtcText(entry.givenUpAt)},
+                         {"malformed", entry.malformed}});
+    report.notes.push_back("abandoned set " + (entry.malformed ? "'" + entry.valueName + "' (malformed)" : entry.setId) +
+                           " on group id " + entry.groupUid + ", given up " + UtcText(entry.givenUpAt));
+  }
+  report.extra["abandoned_sets"] = abandoned;
   return inventory.Failures().empty() ? 0 : 1;
 }
 
