@@ -173,10 +173,10 @@ HRESULT CVaVssHwProvider::RestoreVol(VaVssArrayWrapper& array, const Vantor::Sna
   }
   // Whatever came back, the volume ends online: an offline volume is an outage for every host
   // that uses it. After an offline of unknown outcome the array may still carry it out, so the
-  // state is watched at least as long again as that request waited (or its timeout).
+  // state is watched for twice as long as that request waited (at least twice its timeout).
   std::chrono::milliseconds watch{0};
   if (offline == VA_E_OUTCOME_UNKNOWN)
-    watch = std::max(offlineWaited, std::chrono::milliseconds(discovery::ReadRestReceiveTimeout()));
+    watch = 2 * std::max(offlineWaited, std::chrono::milliseconds(discovery::ReadRestReceiveTimeout()));
   const bool online = provider::BringVolumeOnline(array, volume, mRestoreSettings, watch);
   if (!online) {
     VA_LOG(MSG_ERROR,

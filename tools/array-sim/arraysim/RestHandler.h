@@ -30,9 +30,10 @@ private:
         int status = 200;
         nlohmann::json body;
     };
-    // Carries the request out; what the array answers, refusals included.
+    // Carries the request out; what the array answers, refusals included. `authorized`: the
+    // session was already checked when the request arrived.
     Answer serve(const RestRoute& route, const std::string& method, const Poco::Net::HTTPServerRequest& request,
-                 const std::string& bodyText) const;
+                 const std::string& bodyText, bool authorized) const;
 
     ArrayState& mState;
     std::string mGroupId;
