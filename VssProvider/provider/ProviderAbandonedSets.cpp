@@ -31,11 +31,13 @@ void CVaVssHwProvider::UseJournalSettings(provider::JournalSettings settings) {
   mJournalSettings = settings;
 }
 
-void CVaVssHwProvider::JournalAbandonedSet(const VaSnapshotSetInfo& set) {
+void CVaVssHwProvider::JournalAbandonedSet(const VaSnapshotSetInfo& set, bool everyAskedGroup) {
   provider::GuardedCall(L"CVaVssHwProvider::JournalAbandonedSet", [&] {
     std::vector<std::string> groupUids;
     for (const auto& group : set.mGroups) {
-      if (group && group->mArray && CreateUnanswered(*group)) groupUids.push_back(group->mArray->GetGroupUid());
+      if (!group || !group->mArray) continue;
+      if (CreateUnanswered(*group) || (everyAskedGroup && group->mCreateRequested))
+        groupUids.push_back(group->mArray->GetGroupUid());
     }
     if (!groupUids.empty()) provider::RecordAbandonedSet(set.mSnapshotSetId, groupUids, provider::JournalNow());
     return S_OK;

@@ -320,7 +320,6 @@ HRESULT CVaVssHwProvider::AbortSnapshots(VSS_ID SnapshotSetId) {
       result = VSS_E_PROVIDER_VETO;
     } else {
       VA_LOG(MSG_INFO, L"SnapshotInfoSet of size %d", static_cast<int>(set->mVolSnapshotInfoMap.size()));
-      JournalAbandonedSet(*set);
       // Every snapshot is tried, whatever failed before it.
       for (const auto& group : set->mGroups) {
         for (const auto& info : group->mSnapshots) {
@@ -336,6 +335,8 @@ HRESULT CVaVssHwProvider::AbortSnapshots(VSS_ID SnapshotSetId) {
         }
       }
       if (FAILED(RemoveUnrecordedSnapshots(SnapshotSetId, *set))) result = VSS_E_PROVIDER_VETO;
+      // An abort that could not remove everything leaves the rest to the next preparation.
+      JournalAbandonedSet(*set, FAILED(result));
       EndSnapshotSet(setId);
     }
     VA_LOG(MSG_INFO, L"** AbortSnapshots, On Exit, hr 0x%x", static_cast<unsigned>(result));

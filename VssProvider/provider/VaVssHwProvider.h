@@ -127,8 +127,9 @@ class CVaVssHwProvider final : public IVssHardwareSnapshotProviderEx,
                       const std::string& volumeName);
   HRESULT RemoveUnrecordedSnapshots(const VSS_ID& snapshotSetId, const VaSnapshotSetInfo& set);
   // The journal of abandoned sets: a set given up after a group was asked to create it is
-  // journaled; the next preparation of a set on that group searches it for late snapshots.
-  void JournalAbandonedSet(const VaSnapshotSetInfo& set);
+  // journaled for the groups whose create was not answered (with `everyAskedGroup`, for every
+  // group asked); the next preparation of a set on such a group searches it for its snapshots.
+  void JournalAbandonedSet(const VaSnapshotSetInfo& set, bool everyAskedGroup = false);
   void SweepAbandonedSets(const VaSnapshotSetInfo& set);
 
   provider::ArrayAccess mArrayAccess;

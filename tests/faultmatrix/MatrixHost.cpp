@@ -6,6 +6,7 @@
 #include "SimTestClient.h"
 #include "array/VaVssArrayWrapper.h"
 #include "discovery/CertificatePins.h"
+#include "platform/Registry.h"
 #include "provider/ArrayAccess.h"
 #include "provider/LunInformation.h"
 #include "wincompat/VssTypes.h"
@@ -80,6 +81,8 @@ void MatrixHost::Reset() {
   sim().clearFaults();
   const std::string& initiator = host_.initiator();
   for (const auto& session : sim().hostSessions(initiator)) sim().iscsiLogout(initiator, session["session_id"]);
+  // The host's journal of abandoned sets goes with the array state it describes.
+  platform::TheRegistry().DeleteTreeW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Vantor Storage\\AbandonedSets");
   for (const auto& group : groups_) {
     simtest::RestClient client(group.address, group.restPort);
     if (client.login(kUser, kPassword).status != 201) throw std::runtime_error("cannot log in to reset " + group.name);
@@ -110,6 +113,11 @@ ProviderPtr MatrixHost::NewProvider() const {
       [](const std::string& address, const Vantor::LoginInfo& login) {
         return std::make_shared<VaVssArrayWrapper>(address, login);
       }});
+  // A volume the array will not put online is given up within the cell's time.
+  provider::RestoreSettings restore = provider::DefaultRestoreSettings();
+  restore.onlineDeadline = std::chrono::seconds(3);
+  restore.retryPause = std::chrono::milliseconds(100);
+  provider->UseRestoreSettings(restore);
   return provider;
 }
 
