@@ -5,8 +5,10 @@
 // The report has one line per pair, in the order VSS passed them. The snapshots of one set all
 // carry the set's name, so a report keyed by snapshot name would show only the first pair of a
 // set and could answer S_OK for a set restored only in part.
+#include <algorithm>
 #include <chrono>
 #include <map>
+#include <optional>
 #include <sstream>
 
 #include "array/VaVssArrayWrapper.h"
