@@ -18,6 +18,8 @@ inline constexpr const wchar_t* kConfigurationSubkey = L"Configuration";
 // One REG_SZ value per group management address: the SHA-256 (64 lower-case hex digits) of the
 // DER certificate that the array at that address must present.
 inline constexpr const wchar_t* kCertificatesKey = L"SOFTWARE\\Vantor Storage\\Certificates";
+// One REG_SZ per address whose pin the provider made at its first contact: the pin it made.
+inline constexpr const wchar_t* kFirstUsePinsKey = L"SOFTWARE\\Vantor Storage\\Certificates\\FirstUse";
 inline constexpr const wchar_t* kGrpMgmtProfileList = L"GrpMgmtProfileList";
 inline constexpr const char* kGrpMgmtProfileListA = "GrpMgmtProfileList";
 // The key whose subkeys are the credential profiles, one subkey per profile.
