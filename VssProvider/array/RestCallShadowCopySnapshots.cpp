@@ -23,9 +23,8 @@ auto Optional(Read read) -> std::optional<std::decay_t<decltype(read())>> {
   }
 }
 
-}  // namespace
-
-std::optional<std::string> ShadowCopySetIdOf(const v1::Snapshot& snapshot) {
+// The value of the first well-formed pair under `key`.
+std::optional<std::string> MetadataValue(const v1::Snapshot& snapshot, const char* key) {
   v1::VsKeyValueListPtr metadata;
   try {
     metadata = snapshot.getMetadata();
@@ -35,16 +34,24 @@ std::optional<std::string> ShadowCopySetIdOf(const v1::Snapshot& snapshot) {
   if (!metadata) return std::nullopt;
   for (const auto& pair : *metadata) {
     try {
-      if (!pair || pair->getKey() != kSnapshotSetIdKey) continue;
-      GUID setId{};
-      if (!wincompat::GuidFromString(pair->getValue(), setId)) return std::nullopt;
-      return wincompat::GuidToString(setId);
+      if (pair && pair->getKey() == key) return pair->getValue();
     } catch (const VantorStorage::WS::AttributeNotSetException&) {
       continue;
     }
   }
   return std::nullopt;
 }
+
+}  // namespace
+
+std::optional<std::string> ShadowCopySetIdOf(const v1::Snapshot& snapshot) {
+  const std::optional<std::string> value = MetadataValue(snapshot, kSnapshotSetIdKey);
+  GUID setId{};
+  if (!value || !wincompat::GuidFromString(*value, setId)) return std::nullopt;
+  return wincompat::GuidToString(setId);
+}
+
+std::optional<std::string> OwnerTagOf(const v1::Snapshot& snapshot) { return MetadataValue(snapshot, kSnapshotOwnerKey); }
 
 void RestCallFindShadowCopySnapshots::Initialize() {
   RestCallSnapshotBase::Initialize();
@@ -73,6 +80,8 @@ void RestCallFindShadowCopySnapshots::ProcessResult() {
     record.mId = *id;
     record.mSerialNumber = *serial;
     record.mSnapshotSetId = *setId;
+    record.mOwnerTag = OwnerTagOf(*snapshot);
+    if (record.mOwnerTag) record.mOwner = ParseOwnerTag(*record.mOwnerTag);
     record.mName = Optional([&] { return snapshot->getName(); }).value_or("");
     record.mVolName = Optional([&] { return snapshot->getVolName(); }).value_or("");
     record.mCreationTime = Optional([&] { return snapshot->getCreationTime(); });

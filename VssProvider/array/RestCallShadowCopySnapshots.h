@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "array/RestCallSnapshot.h"
+#include "array/SnapshotOwner.h"
 
 namespace Vantor {
 
@@ -18,6 +19,10 @@ struct ShadowCopySnapshotRecord {
   std::string mSerialNumber;
   std::string mVolName;
   std::string mSnapshotSetId;  // "{...}", lower case
+  // The owner pair's value as the array holds it (none: the snapshot names no owner, as those
+  // of earlier versions do), and the owner it names when it is well formed.
+  std::optional<std::string> mOwnerTag;
+  std::optional<SnapshotOwner> mOwner;
   // Unknown when the array did not answer the attribute; an unknown value never counts as
   // safe to delete.
   std::optional<std::int64_t> mCreationTime;
@@ -30,6 +35,8 @@ struct ShadowCopySnapshotRecord {
 // The snapshot set id in a snapshot's metadata, normalised; none when the snapshot has no
 // metadata, no such key, or a value that is not a set id.
 std::optional<std::string> ShadowCopySetIdOf(const VantorStorage::WS::v1::Snapshot& snapshot);
+// The value of the owner pair, as it stands; none without one.
+std::optional<std::string> OwnerTagOf(const VantorStorage::WS::v1::Snapshot& snapshot);
 
 class RestCallFindShadowCopySnapshots final : public RestCallSnapshotBase {
  public:

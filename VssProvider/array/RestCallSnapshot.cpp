@@ -5,6 +5,7 @@
 
 #include "array/RestConnection.h"
 #include "array/RestSearch.h"
+#include "array/SnapshotOwner.h"
 #include "logger/FileLog.h"
 #include "restsdk/v1/ObjectSetFactory.h"
 #include "restsdk/v1/VsKeyValue.h"
@@ -96,6 +97,7 @@ void RestCallSnapVolList::Initialize() {
   RestCallSnapshotBase::Initialize();
   auto metadata = std::make_shared<v1::VsKeyValueList>();
   metadata->push_back(std::make_shared<v1::VsKeyValue>(kSnapshotSetIdKey, mSnapshotSetIdText));
+  if (!mOwnerTag.empty()) metadata->push_back(std::make_shared<v1::VsKeyValue>(kSnapshotOwnerKey, mOwnerTag));
   mRequest.clear();
   for (const auto& volumeId : mVolumeIds) {
     auto entry = std::make_shared<v1::VsSnapVol>();

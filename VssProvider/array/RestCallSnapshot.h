@@ -74,15 +74,18 @@ class RestCallFindSnapshotsByIDs final : public RestCallSnapshotBase {
 
 // One snapshot of each volume, taken by the array at one instant (all or nothing). Every
 // snapshot is named after the snapshot set and carries the set's id in its metadata, so the
-// snapshots of one set can be told apart on the array. A failed create is never repeated, not
+// snapshots of one set can be told apart on the array; with an owner tag (SnapshotOwner.h) a
+// second pair names the host that made it and the set's context. A failed create is never repeated, not
 // even after a 503: a create that the array gave up answering may still have taken its
 // snapshots, and a second one would make a second set under the same names.
 class RestCallSnapVolList final : public RestCallSnapshotBase {
  public:
-  RestCallSnapVolList(RestConnection& restConn, std::string snapshotSetIdText, std::set<std::string> volumeIds)
+  RestCallSnapVolList(RestConnection& restConn, std::string snapshotSetIdText, std::set<std::string> volumeIds,
+                      std::string ownerTag = {})
       : RestCallSnapshotBase(restConn),
         mSnapshotSetIdText(std::move(snapshotSetIdText)),
-        mVolumeIds(std::move(volumeIds)) {}
+        mVolumeIds(std::move(volumeIds)),
+        mOwnerTag(std::move(ownerTag)) {}
   // Ids of the created snapshots, in the order the array answered.
   std::vector<std::string> GetCreatedSnapshotIds() const;
   // What the answer says about each snapshot made (id, name and parent volume name as far as
@@ -108,6 +111,7 @@ class RestCallSnapVolList final : public RestCallSnapshotBase {
 
   std::string mSnapshotSetIdText;
   std::set<std::string> mVolumeIds;
+  std::string mOwnerTag;  // empty: no owner pair
   VantorStorage::WS::v1::VsSnapVolList mRequest;
   std::shared_ptr<VantorStorage::WS::v1::VsSnapVolListReturn> mResult;
 };

@@ -1,15 +1,20 @@
 #include "array/RestConnection.h"
 
+#include <cstdint>
 #include <exception>
 #include <stdexcept>
+#include <utility>
 
 #include "array/RestCall.h"
 #include "discovery/CertificatePins.h"
 #include "discovery/ConfigurationValues.h"
+#include "logger/EventReporter.h"
 #include "logger/FileLog.h"
 #include "logger/Logger.h"
+#include "messages/VantorVssMessages.h"
 #include "restsdk/ApiLibrary.h"
 #include "restsdk/Exceptions.h"
+#include "wincompat/WideString.h"
 
 namespace Vantor {
 namespace {
@@ -31,7 +36,21 @@ RestConnection::RestConnection(const std::string& groupAddress, const LoginInfo&
       mLoginInfo(loginInfo) {
   // The array gets no request, not even the login, unless it presents its pinned certificate
   // (or, unpinned, one the system trusts).
-  const std::string pin = discovery::ReadCertificatePin(groupAddress);
+  std::string pin = discovery::ReadCertificatePin(groupAddress);
+  const DWORD port = discovery::ReadGmdRestPort();
+  if (pin.empty() && !loginInfo.IsEmpty() && port != 0 && port <= 0xFFFF) {
+    try {
+      pin = VantorStorage::WS::ApiLibrary::getInstance().presentedCertificate(groupAddress,
+                                                                              static_cast<std::uint16_t>(port));
+    } catch (const std::exception& e) {
+      VA_LOG(MSG_ERROR, L"First contact with %S failed before any request: %S. No certificate was pinned.",
+             groupAddress, e.what());
+      throw;
+    }
+    VA_LOG(MSG_INFO, L"First contact with configured address %S, which has no pinned certificate: the session is held to the certificate it presents, SHA-256 %S.",
+           groupAddress, pin);
+    mFirstUsePin = pin;
+  }
   if (!pin.empty()) setPinnedCertificate(pin);
   const int timeout = discovery::ReadRestReceiveTimeout();
   if (timeout != 0) {
@@ -79,6 +98,23 @@ void RestConnection::Logout() {
   } catch (const std::exception& e) {
     VA_LOG(MSG_ERROR, L"mRestClient.logout() failed. IP: %S. %S", getServer(), e.what());
   }
+}
+
+void RestConnection::KeepFirstUsePin() {
+  if (mFirstUsePin.empty()) return;
+  const std::string address = getServer();
+  const std::string pin = std::exchange(mFirstUsePin, {});
+  if (const LSTATUS written = discovery::WriteFirstUsePin(address, pin); written != ERROR_SUCCESS) {
+    VA_LOG(MSG_ERROR, L"The certificate of %S (SHA-256 %S) cannot be pinned (error %ld); the next connection meets it again as a first contact.",
+           address, pin, written);
+    return;
+  }
+  VA_LOG(MSG_INFO, L"Pinned the certificate of %S at first use: SHA-256 %S. From now on the array gets a request only while it presents this certificate.",
+         address, pin);
+  const std::wstring wideAddress = wincompat::ToWide(address);
+  const std::wstring widePin = wincompat::ToWide(pin);
+  logger::ReportProviderEvent(EVENTLOG_INFORMATION_TYPE, VA_MSG_CERTIFICATE_PINNED_AT_FIRST_USE, wideAddress.c_str(),
+                              widePin.c_str());
 }
 
 void RestConnection::SetLoginInfo(const LoginInfo& loginInfo) {

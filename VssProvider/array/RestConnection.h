@@ -3,6 +3,13 @@
 // group's management address, REST port and pinned certificate, plus the login information it
 // opens sessions with. Sessions are opened lazily by the request framework (RestCall) when the
 // library says there is none or it expired.
+//
+// An address with a stored credential but no pin (configured without vantor-vss: GroupMgmtIps,
+// a credential profile, or before pins existed) is pinned at first use: the certificate its
+// TLS handshake presents holds this session from the start, so the login goes nowhere else,
+// and once the array answered (Array) it is stored as the address's pin. A handshake that
+// fails pins nothing and sends nothing. Addresses without a credential (reported by the
+// driver only) are never pinned by contact.
 #include <string>
 
 #include "array/LoginInfo.h"
@@ -36,8 +43,16 @@ class RestConnection : public VantorStorage::WS::Client {
   // The group management address the client talks to.
   std::string GetGroupMgmtIp() const { return getServer(); }
 
+ protected:
+  // After the first successful exchange: a certificate met at the first contact with a
+  // configured address becomes that address's pin, with an event and a trace line.
+  void KeepFirstUsePin();
+
  private:
   LoginInfo mLoginInfo;
+  // The certificate this session was held to at a configured address's first contact, until
+  // it is stored as the address's pin.
+  std::string mFirstUsePin;
   bool mCredentialsChanged = false;
 };
 

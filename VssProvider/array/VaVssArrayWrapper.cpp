@@ -59,7 +59,16 @@ const Vantor::LoginInfo& VaVssArrayWrapper::GetLoginInfo() const {
 }
 
 void VaVssArrayWrapper::SetLoginInfo(const Vantor::LoginInfo& loginInfo) {
-  if (mArray) mArray->SetLoginInfo(loginInfo);
+  if (!mArray) return;
+  // A stored credential goes only to the address it was stored for, never to another address
+  // of the group that this session happens to talk to.
+  if (!loginInfo.IsEmpty() && mConfiguredAddress != mArray->GetGroupMgmtIp()) {
+    VA_LOG(MSG_ERROR, L"The credential stored for %S is not given to the session with %S; it keeps the default credentials.",
+           mConfiguredAddress, mArray->GetGroupMgmtIp());
+    mArray->SetLoginInfo(Vantor::LoginInfo());
+    return;
+  }
+  mArray->SetLoginInfo(loginInfo);
 }
 
 std::string VaVssArrayWrapper::GetGroupAddress() const { return mArray ? mArray->GetGroupMgmtIp() : std::string(); }
@@ -234,7 +243,10 @@ HRESULT VaVssArrayWrapper::CreateSnapshotSet(const GUID& snapshotSetId,
       return VSS_E_PROVIDER_VETO;
     }
     std::vector<Vantor::SnapshotRecord> snapshots;
-    const HRESULT hr = CreateSnapshotSetForVolumes(snapshotSetId, volumeIds, snapshots);
+    // One set has one context and one maker: the first LUN's tag speaks for all.
+    const auto first = std::find_if(luns.begin(), luns.end(), [](const auto& lun) { return lun != nullptr; });
+    const std::string ownerTag = first != luns.end() ? (*first)->mOwnerTag : std::string();
+    const HRESULT hr = CreateSnapshotSetForVolumes(snapshotSetId, volumeIds, ownerTag, snapshots);
     if (FAILED(hr)) return hr;
     if (snapshots.size() != volumeIds.size()) {
       VA_LOG(MSG_ERROR, L"  ** Invalid number of snapshots returned .. ");
@@ -270,13 +282,14 @@ HRESULT VaVssArrayWrapper::CreateSnapshotSet(const GUID& snapshotSetId,
 
 HRESULT VaVssArrayWrapper::CreateSnapshotSetForVolumes(const GUID& snapshotSetId,
                                                        const std::set<std::string>& volumeIds,
+                                                       const std::string& ownerTag,
                                                        std::vector<Vantor::SnapshotRecord>& snapshots) {
   CLogger scope(L"VaVssArrayWrapper::CreateSnapshotSetForVolumes");
   VA_LOG(MSG_INFO, L"Creating snapshot for %d volumes", static_cast<int>(volumeIds.size()));
   try {
     const std::string setIdText = wincompat::GuidToString(snapshotSetId);
     snapshots.clear();
-    Vantor::RestCallSnapVolList create(TheArray(), setIdText, volumeIds);
+    Vantor::RestCallSnapVolList create(TheArray(), setIdText, volumeIds, ownerTag);
     try {
       create.Execute();
       Vantor::RestCallFindSnapshotsByIDs read(TheArray(), create.GetCreatedSnapshotIds());

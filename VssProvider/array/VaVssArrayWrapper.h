@@ -47,7 +47,9 @@ class VaVssArrayWrapper {
   virtual const std::string& GetConfiguredAddress() const { return mConfiguredAddress; }
   virtual void SetConfiguredAddress(const std::string& address) { mConfiguredAddress = address; }
   virtual const Vantor::LoginInfo& GetLoginInfo() const;
-  // New login information takes effect at the next request (logout, then login).
+  // New login information takes effect at the next request (logout, then login). A credential
+  // is taken only when the configured address is the one the session talks to; otherwise the
+  // session is set to the default credentials.
   virtual void SetLoginInfo(const Vantor::LoginInfo& loginInfo);
   // The address the session talks to.
   virtual std::string GetGroupAddress() const;
@@ -76,7 +78,9 @@ class VaVssArrayWrapper {
   // a different number of snapshots, or on any array failure.
   virtual HRESULT CreateSnapshotSet(const GUID& snapshotSetId, const std::vector<std::shared_ptr<VaSnapshotInfo>>& luns);
   // The array half: one bulk create for `volumeIds`, then the complete records of what it made.
+  // `ownerTag` (empty: none) goes into every snapshot's metadata next to the set id.
   virtual HRESULT CreateSnapshotSetForVolumes(const GUID& snapshotSetId, const std::set<std::string>& volumeIds,
+                                              const std::string& ownerTag,
                                               std::vector<Vantor::SnapshotRecord>& snapshots);
   // The snapshots of a set that this group may hold without the provider knowing them: every
   // snapshot carrying the set's name (an array may finish a create after the provider stopped

@@ -21,6 +21,8 @@ Array::Array(const std::string& groupAddress, const LoginInfo& loginInfo) : Rest
   RestCallGetGroupId call(*this);
   call.Execute();
   mGroupId = call.GetGroup().mId;
+  // The array answered, with the login, over the certificate met first: that is its pin now.
+  KeepFirstUsePin();
 }
 
 Array::Array(const Array& other) : RestConnection(other.GetGroupMgmtIp(), other.GetLoginInfo()), mGroupId(other.mGroupId) {}

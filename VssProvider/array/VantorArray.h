@@ -12,7 +12,8 @@ namespace Vantor {
 
 class Array : public RestConnection {
  public:
-  // Connects to the group at `groupAddress` and fetches its id; a failing fetch throws.
+  // Connects to the group at `groupAddress` and fetches its id; a failing fetch throws. A
+  // configured address met for the first time is pinned once the fetch succeeded.
   Array(const std::string& groupAddress, const LoginInfo& loginInfo);
   // A second, independent session to the same group (same address and login information).
   // The capabilities start empty until that copy's own version check.

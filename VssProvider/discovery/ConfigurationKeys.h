@@ -20,6 +20,8 @@ inline constexpr const wchar_t* kConfigurationSubkey = L"Configuration";
 inline constexpr const wchar_t* kCertificatesKey = L"SOFTWARE\\Vantor Storage\\Certificates";
 // The provider's journal of snapshot sets it gave up after asking a group to create them.
 inline constexpr const wchar_t* kAbandonedSetsKey = L"SOFTWARE\\Vantor Storage\\AbandonedSets";
+// One REG_SZ per address whose pin the provider made at its first contact: the pin it made.
+inline constexpr const wchar_t* kFirstUsePinsKey = L"SOFTWARE\\Vantor Storage\\Certificates\\FirstUse";
 inline constexpr const wchar_t* kGrpMgmtProfileList = L"GrpMgmtProfileList";
 inline constexpr const char* kGrpMgmtProfileListA = "GrpMgmtProfileList";
 // The key whose subkeys are the credential profiles, one subkey per profile.

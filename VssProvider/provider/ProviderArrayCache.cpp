@@ -75,6 +75,7 @@ void CVaVssHwProvider::AddOrUpdateArray(bool addMode, const std::string& address
   // logged here and the refresh goes on with the next address.
   try {
     std::string uid;
+    std::shared_ptr<VaVssArrayWrapper> connected;  // add mode: the connection made to `address` now
     if (!addMode) {
       VA_LOG(MSG_INFO, L"*** in Array Update mode for the IP address = %S ****", address);
       uid = mGroupIPToUidMap[address];
@@ -93,6 +94,7 @@ void CVaVssHwProvider::AddOrUpdateArray(bool addMode, const std::string& address
         return;
       }
       if (!wrapper) return;
+      connected = wrapper;
       uid = wrapper->GetGroupUid();
       if (mArrays.count(uid) != 0) {
         VA_LOG(MSG_INFO, L"Array %S is already discovered, group UID = %S", address, uid);
@@ -105,24 +107,48 @@ void CVaVssHwProvider::AddOrUpdateArray(bool addMode, const std::string& address
 
     const auto found = mArrays.find(uid);
     if (found == mArrays.end()) return;
-    VaVssArrayWrapper& wrapper = *found->second;
-    if (wrapper.GetConfiguredAddress().empty() && loginInfo.IsEmpty()) {
+    std::shared_ptr<VaVssArrayWrapper>& cached = found->second;
+    if (cached->GetConfiguredAddress().empty() && loginInfo.IsEmpty()) {
       VA_LOG(MSG_INFO, L"Input LoginInfo and array LoginInfo are empty. Hence returning without any operation.");
       return;
     }
-    if (wrapper.GetConfiguredAddress() == address || wrapper.GetConfiguredAddress().empty()) {
+    if (cached->GetConfiguredAddress() == address || cached->GetConfiguredAddress().empty()) {
       if (loginInfo.IsEmpty()) {
         VA_LOG(MSG_INFO, L"Changing array state from configured to unconfigured.");
-        wrapper.SetConfiguredAddress("");
+        cached->SetConfiguredAddress("");
       } else {
         VA_LOG(MSG_INFO, L"Either Changing the array state from unconfigured to configured or updating the array status.");
-        wrapper.SetConfiguredAddress(address);
+        if (!UseOwnConnection(cached, connected, address, loginInfo)) return;
+        cached->SetConfiguredAddress(address);
       }
-      wrapper.SetLoginInfo(loginInfo);
+      cached->SetLoginInfo(loginInfo);
     }
   } catch (const std::exception& e) {
     VA_LOG(MSG_ERROR, L"Some exception coaught in Array update for the IP : %S. Reason: %S", address, e.what());
   }
+}
+
+bool CVaVssHwProvider::UseOwnConnection(std::shared_ptr<VaVssArrayWrapper>& cached,
+                                        std::shared_ptr<VaVssArrayWrapper> connected, const std::string& address,
+                                        const Vantor::LoginInfo& loginInfo) {
+  // A stored credential goes only to the address it was stored for. The group's wrapper may
+  // talk to another address (one that only the driver reported and that answered with this
+  // group's id), or to this one on a session opened without any credential: then a connection
+  // made to this address with its credential takes the wrapper's place in the cache. The other
+  // addresses of the group keep mapping to the group's one wrapper.
+  if (cached->GetGroupAddress() == address && !cached->GetLoginInfo().IsEmpty()) return true;
+  if (!connected) connected = mArrayAccess.connect(address, loginInfo);
+  if (!connected || connected->GetGroupUid() != cached->GetGroupUid()) {
+    VA_LOG(MSG_ERROR, L"The array at %S no longer answers as group %S; its credential is not used.", address,
+           cached->GetGroupUid());
+    return false;
+  }
+  if (connected != cached) {
+    VA_LOG(MSG_INFO, L"Group %S: the session of configured address %S replaces the one with %S.",
+           cached->GetGroupUid(), address, cached->GetGroupAddress());
+    cached = std::move(connected);
+  }
+  return true;
 }
 
 void CVaVssHwProvider::RemoveUndiscoveredArrays(const std::map<std::string, Vantor::LoginInfo>& discovered) {

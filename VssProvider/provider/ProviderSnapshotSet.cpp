@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "array/SnapshotOwner.h"
 #include "array/VaVssArrayWrapper.h"
 #include "logger/EventReporter.h"
 #include "messages/VantorVssMessages.h"
@@ -93,6 +94,7 @@ HRESULT CVaVssHwProvider::BeginPrepareSnapshot(VSS_ID SnapshotSetId, VSS_ID /*Sn
       mSnapShotSetInfoList.emplace(setId, set);
     }
     const std::wstring setIdWide = wincompat::ToWide(setId);
+    const std::string ownerTag = Vantor::OwnerTagText(Vantor::ThisHostName(), static_cast<std::uint32_t>(lContext));
     for (LONG i = 0; rgLunInformation != nullptr && i < lLunCount; ++i) {
       const char* serialText = rgLunInformation[i].m_szSerialNumber;
       if (serialText == nullptr) {
@@ -111,6 +113,7 @@ HRESULT CVaVssHwProvider::BeginPrepareSnapshot(VSS_ID SnapshotSetId, VSS_ID /*Sn
         info->mSourceSerialNumber = serial;
       }
       info->mContext = lContext;
+      info->mOwnerTag = ownerTag;
       set->mVolSnapshotInfoMap.emplace(serial, info);
       VA_LOG(MSG_INFO, L"Added %S to mVolSnapshotInfoMap", serial);
       const std::wstring serialWide = wincompat::ToWide(serial);

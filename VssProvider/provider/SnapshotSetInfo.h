@@ -26,6 +26,9 @@ struct VaSnapshotInfo {
   // The virtual-volume record taken from the provider's virtual-volume map (virtual disks only).
   std::shared_ptr<Vantor::VolumeRecord> mVirtualVolume;
   LONG mContext = 0;
+  // What the snapshot's metadata says of its maker: this host and the set's context
+  // (array/SnapshotOwner.h); empty when this host's name is unknown.
+  std::string mOwnerTag;
 
   // Filled by the array wrapper when the snapshot is created: the EUI-64 designator is the
   // array's two 8-byte halves one after the other.

@@ -106,6 +106,11 @@ class CVaVssHwProvider final : public IVssHardwareSnapshotProviderEx,
   // Array cache.
   HRESULT RefreshArrays();
   void AddOrUpdateArray(bool addMode, const std::string& address, const Vantor::LoginInfo& loginInfo);
+  // Makes `cached` (the group's wrapper) one whose session is with `address` itself before it
+  // is given that address's credential: `connected` when the add made one, else a new one.
+  // False, after a log line, when no such session answers as the same group.
+  bool UseOwnConnection(std::shared_ptr<VaVssArrayWrapper>& cached, std::shared_ptr<VaVssArrayWrapper> connected,
+                        const std::string& address, const Vantor::LoginInfo& loginInfo);
   void RemoveUndiscoveredArrays(const std::map<std::string, Vantor::LoginInfo>& discovered);
   void CheckAndUpdateArraysLoginInfo(const std::map<std::string, Vantor::LoginInfo>& discovered);
 

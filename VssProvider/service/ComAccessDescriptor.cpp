@@ -61,7 +61,6 @@ std::optional<std::string> SidAt(std::span<const std::uint8_t> in, std::size_t o
 
 SidBytes LocalSystemSid() { return MakeSid(5, {18}); }
 SidBytes AdministratorsSid() { return MakeSid(5, {32, 544}); }
-SidBytes BackupOperatorsSid() { return MakeSid(5, {32, 551}); }
 
 std::string SidText(std::span<const std::uint8_t> sid) {
   const std::size_t length = SidLength(sid);
@@ -78,7 +77,7 @@ std::vector<std::uint8_t> BuildComAccessDescriptor(std::span<const std::uint8_t>
   const std::size_t ownerLength = SidLength(owner);
   const std::size_t groupLength = SidLength(group);
   if (ownerLength == 0 || groupLength == 0) return {};
-  const std::array<SidBytes, 3> admitted{LocalSystemSid(), AdministratorsSid(), BackupOperatorsSid()};
+  const std::array<SidBytes, 2> admitted{LocalSystemSid(), AdministratorsSid()};
 
   std::vector<std::uint8_t> acl(kAclHeader, 0);
   for (const SidBytes& sid : admitted) {

@@ -1,8 +1,10 @@
 #pragma once
-// Who may call the provider through COM: LocalSystem (VSS itself), Administrators and Backup
-// Operators, and nobody else. A descriptor without an access list would admit every caller,
-// any local user among them, to calls that delete snapshots or overwrite volumes with the
-// array credentials the service holds.
+// Who may call the provider through COM: LocalSystem (VSS itself) and Administrators, and
+// nobody else. A descriptor without an access list would admit every caller, any local user
+// among them, to calls that delete snapshots or overwrite volumes with the array credentials
+// the service holds. Backup Operators are left out on purpose: VSS calls the provider as
+// LocalSystem, and a member of that group must not roll back any volume of a configured group
+// through it.
 //
 // The same descriptor serves twice: the running service hands it to CoInitializeSecurity, and
 // the registration writes it as the AppID's AccessPermission, which COM applies to a server
@@ -23,9 +25,8 @@ inline constexpr std::uint32_t kComAccessMask = 0x1 | 0x2;
 
 SidBytes LocalSystemSid();      // S-1-5-18
 SidBytes AdministratorsSid();   // S-1-5-32-544
-SidBytes BackupOperatorsSid();  // S-1-5-32-551
 
-// Owner and group are kept as given; the access list admits exactly the three accounts above
+// Owner and group are kept as given; the access list admits exactly the two accounts above
 // with kComAccessMask. Empty when a SID is malformed.
 std::vector<std::uint8_t> BuildComAccessDescriptor(std::span<const std::uint8_t> owner,
                                                    std::span<const std::uint8_t> group);

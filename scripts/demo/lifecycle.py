@@ -122,7 +122,10 @@ class Demo:
         (host / "host.json").write_text(json.dumps({"initiator": initiator, "control": self.control}))
         (host / "registry.reg").write_text(
             "Windows Registry Editor Version 5.00\n\n"
-            "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Vantor Storage\\Configuration]\n" + INSTALLED_PROVIDER)
+            "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Vantor Storage\\Configuration]\n" + INSTALLED_PROVIDER +
+            # The computer's name: the owner every snapshot made on this host names.
+            "\n[HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Control\\ComputerName\\ComputerName]\n"
+            f"\"ComputerName\"=\"{host.name.upper()}\"\n")
         for g in self.ready["groups"]:
             if g["name"] in groups:
                 self.vantor_vss("config", "add-group", g["address"], "--user", "admin", "--password-stdin",

@@ -79,6 +79,8 @@ class ScriptedConnection final : public vantor::http::Connection {
 };
 
 // A connection to a scripted array, with an empty emulated registry and the trace captured.
+// The handshake that reads an unpinned array's certificate answers `presented` (or fails when
+// it is empty) without touching the network.
 class OverScriptedArray : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -86,12 +88,22 @@ class OverScriptedArray : public ::testing::Test {
     auto& library = VantorStorage::WS::ApiLibrary::getInstance();
     library.initialize("", nullptr, "array-tests", false);
     library.setTransportFactory([array = array] { return std::make_unique<ScriptedConnection>(array); });
+    library.setCertificateProbe([this](const std::string& host, std::uint16_t) {
+      probed.push_back(host);
+      if (presented.empty())
+        throw vantor::http::TransportError(vantor::http::TransportErrorKind::Tls, "scripted handshake failure");
+      return presented;
+    });
     connection = std::make_unique<Vantor::RestConnection>("10.9.8.7", Vantor::LoginInfo("admin", "s3cr3t-pw"));
   }
   void TearDown() override {
     connection.reset();
     VantorStorage::WS::ApiLibrary::getInstance().setTransportFactory({});
+    VantorStorage::WS::ApiLibrary::getInstance().setCertificateProbe({});
   }
+
+  std::string presented = std::string(64, 'c');
+  std::vector<std::string> probed;  // the hosts whose certificate was read
 
   hosttest::TraceCapture trace;
   hosttest::ScopedSeam<platform::Registry> registry{std::make_unique<platform::EmulatedRegistry>()};

@@ -30,12 +30,15 @@ class AdministratorScenarios : public EmulatedHostFixture {
     return group;
   }
 
-  // A snapshot made on the array directly, as another tool would; `setId` empty: no metadata.
-  nlohmann::json MakeSnapshot(const arraysim::GroupInfo& group, const std::string& volume, const std::string& setId) {
+  // A snapshot made on the array directly, as another tool would; `setId` empty: no metadata;
+  // `owner` empty: no owner pair.
+  nlohmann::json MakeSnapshot(const arraysim::GroupInfo& group, const std::string& volume, const std::string& setId,
+                              const std::string& owner = "host=HOST-A;context=0x00000000") {
     simtest::RestClient rest(group.address, group.restPort);
     EXPECT_EQ(rest.login("admin", group.name + "-pw").status, 201);
     nlohmann::json entry = {{"vol_id", Volume(volume).id}, {"snap_name", "by-hand-" + volume}};
     if (!setId.empty()) entry["metadata"] = {{{"key", "vss_vs_snapshot_set_id"}, {"value", setId}}};
+    if (!setId.empty() && !owner.empty()) entry["metadata"].push_back({{"key", "vss_vs_snapshot_owner"}, {"value", owner}});
     const auto reply = rest.rest("POST", "/v1/snapshots/bulk_create", {{"data", {{"snap_vol_list", {entry}}}}});
     EXPECT_EQ(reply.status, 201) << reply.text;
     return reply.json()["data"]["snap_list"][0];
@@ -56,15 +59,24 @@ class AdministratorScenarios : public EmulatedHostFixture {
   }
 
   // Create, import and delete through vantor-vss: what VSS leaves of an auto-release copy.
-  std::string ReleasedShadowCopy(const std::string& volume) {
-    const ToolRun created = Vss({"create", Volume(volume).serialNumber});
-    EXPECT_EQ(created.status, 0) << created.output;
-    const std::string snap = created.report["snapshots"][0]["snapshot_serial"];
-    const ToolRun imported = Vss({"import", snap});
+  std::string ReleasedShadowCopy(const std::string& volume) { return ReleasedShadowCopyOn(hostA_, volume); }
+  std::string ReleasedShadowCopyOn(const EmulatedHost& host, const std::string& volume) {
+    const std::string snap = KeptShadowCopyOn(host, volume);
+    const ToolRun imported = VssOn(host, {"import", snap});
     EXPECT_EQ(imported.status, 0) << imported.output;
-    const ToolRun deleted = Vss({"delete", snap});
+    const ToolRun deleted = VssOn(host, {"delete", snap});
     EXPECT_EQ(deleted.status, 0) << deleted.output;
     return snap;
+  }
+  std::string KeptShadowCopyOn(const EmulatedHost& host, const std::string& volume) {
+    const ToolRun created = VssOn(host, {"create", Volume(volume).serialNumber});
+    EXPECT_EQ(created.status, 0) << created.output;
+    return created.report["snapshots"][0].value("snapshot_serial", "");
+  }
+  std::vector<std::string> Deleted(const ToolRun& run) const {
+    std::vector<std::string> serials = run.report.value("deleted", std::vector<std::string>{});
+    std::sort(serials.begin(), serials.end());
+    return serials;
   }
 };
 
@@ -127,6 +139,48 @@ TEST_F(AdministratorScenarios, PruneDeletesOnlyTheReleasedShadowCopyWhateverElse
   const ToolRun nothingOld = Vss({"prune", "--apply"});
   EXPECT_EQ(nothingOld.status, 0) << nothingOld.output;
   EXPECT_TRUE(nothingOld.report["candidates"].empty());
+}
+
+TEST_F(AdministratorScenarios, OnTwoHostsOfOneGroupEachPruneTakesOnlyItsOwnSnapshots) {
+  const auto east = AddGroup("east", {"a-data", "b-kept", "b-released", "old", "bad", "moved"});
+  Configure(hostB_, east);
+  for (const char* volume : {"b-kept", "b-released"})
+    ASSERT_EQ(sim_->iscsiLogin(kInitiatorB, Volume(volume).targetName).status, 0u);
+  const std::string bKept = KeptShadowCopyOn(hostB_, "b-kept");
+  const std::string bReleased = ReleasedShadowCopyOn(hostB_, "b-released");
+  const std::string aReleased = ReleasedShadowCopy("a-data");
+  // Made by an earlier version (no owner), with a malformed owner, and host A's transportable set.
+  const std::string unowned = MakeSnapshot(east, "old", NewSetId(), "")["serial_number"];
+  const std::string malformed = MakeSnapshot(east, "bad", NewSetId(), "host=HOST-A")["serial_number"];
+  const std::string moved = MakeSnapshot(east, "moved", NewSetId(), "host=host-a;context=0x00000020")["serial_number"];
+
+  const ToolRun listed = Vss({"snapshots"});
+  ASSERT_EQ(listed.status, 0) << listed.output;
+  std::map<std::string, nlohmann::json> bySerial;
+  for (const auto& s : listed.report["snapshots"]) bySerial[s["serial_number"]] = s;
+  ASSERT_EQ(bySerial.size(), 6u) << listed.output;
+  EXPECT_EQ(bySerial[bKept]["owner"], "HOST-B");
+  EXPECT_EQ(bySerial[bKept]["ownership"], "other host");
+  EXPECT_EQ(bySerial[aReleased]["owner"], "HOST-A");
+  EXPECT_EQ(bySerial[aReleased]["ownership"], "this host");
+  EXPECT_EQ(bySerial[aReleased]["transportable"], false);
+  EXPECT_EQ(bySerial[unowned]["ownership"], "none");
+  EXPECT_EQ(bySerial[malformed]["ownership"], "malformed");
+  EXPECT_EQ(bySerial[moved]["transportable"], true);
+
+  const ToolRun onA = Vss({"prune", "--older-than", "0s", "--apply"});
+  EXPECT_EQ(onA.status, 0) << onA.output;
+  EXPECT_EQ(Deleted(onA), std::vector<std::string>{aReleased});
+  const ToolRun widened = Vss({"prune", "--older-than", "0s", "--include-unowned", "--include-transportable", "--apply"});
+  EXPECT_EQ(widened.status, 0) << widened.output;
+  std::vector<std::string> expected = {unowned, moved};
+  std::sort(expected.begin(), expected.end());
+  EXPECT_EQ(Deleted(widened), expected);  // never B's, never the malformed one
+
+  const ToolRun onB = VssOn(hostB_, {"prune", "--older-than", "0s", "--apply"});
+  EXPECT_EQ(onB.status, 0) << onB.output;
+  EXPECT_EQ(Deleted(onB), std::vector<std::string>{bReleased});
+  EXPECT_EQ(SnapshotSerials(), (std::set<std::string>{bKept, malformed}));
 }
 
 TEST_F(AdministratorScenarios, BadInputIsAUsageErrorAndAFailingArrayStopsThePrune) {

@@ -61,6 +61,36 @@ TEST_F(CertificatePinning, RenewedCertificateGetsNoRequestUntilTrustedAgain) {
   EXPECT_EQ(SnapshotCount(), 1u);
 }
 
+TEST_F(CertificatePinning, ConfiguredGroupWithoutAPinIsPinnedAtFirstUseAndHeldToIt) {
+  const auto group = AddGroup("east", {"data"});
+  // The group as GroupMgmtIps with a stored credential leaves it, or a build without pins: the
+  // credential is there, the pin is not.
+  std::ifstream in(hostA_.dir / "registry.reg");
+  std::string kept, line;
+  while (std::getline(in, line))
+    if (line.rfind("\"" + group.address + "\"=\"", 0) != 0) kept += line + "\n";
+  in.close();
+  std::ofstream(hostA_.dir / "registry.reg", std::ios::trunc) << kept;
+  ASSERT_EQ(Registry().find(group.certificateSha256), std::string::npos);
+
+  const ToolRun created = Vss({"create", Volume("data").serialNumber});
+  EXPECT_EQ(created.status, 0) << created.output;
+  EXPECT_TRUE(created.HasEvent(4420)) << created.output;
+  EXPECT_NE(Registry().find(group.certificateSha256), std::string::npos);
+  EXPECT_NE(Trace().find("Pinned the certificate of " + group.address + " at first use: SHA-256 " +
+                         group.certificateSha256),
+            std::string::npos);
+  const ToolRun shown = Vss({"config", "show"});
+  EXPECT_TRUE(shown.report["config"]["certificates"][group.address]["pinned_at_first_use"].get<bool>()) << shown.output;
+  EXPECT_NE(Vss({"doctor"}).output.find("pinned at first use " + group.certificateSha256), std::string::npos);
+
+  sim_->renewCertificate(group.id);
+  sim_->resetLog();
+  EXPECT_EQ(Vss({"create", Volume("data").serialNumber}).status, 1);
+  EXPECT_EQ(RestRequests(sim_->requestLog(), group.id), 0) << sim_->requestLog().dump();
+  EXPECT_EQ(SnapshotCount(), 1u);
+}
+
 TEST_F(CertificatePinning, AddGroupStoresNothingForAWrongOrMalformedFingerprint) {
   arraysim::GroupSpec spec;
   spec.name = "west";

@@ -39,8 +39,13 @@ EmulatedHost EmulatedHostFixture::MakeHost(const std::string& folder, const std:
   const EmulatedHost host{root_ / folder, initiator};
   std::filesystem::create_directories(host.dir);
   std::ofstream(host.dir / "host.json") << nlohmann::json{{"initiator", initiator}, {"control", sim_->controlUrl()}}.dump();
-  std::ofstream(host.dir / "registry.reg") << "Windows Registry Editor Version 5.00\n\n"
-                                              "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Vantor Storage\\Configuration]\n";
+  std::string computer = folder;  // "host-a": the computer HOST-A
+  for (char& c : computer) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  std::ofstream(host.dir / "registry.reg")
+      << "Windows Registry Editor Version 5.00\n\n"
+         "[HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Control\\ComputerName\\ComputerName]\n"
+         "\"ComputerName\"=\"" << computer << "\"\n\n"
+         "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Vantor Storage\\Configuration]\n";
   return host;
 }
 

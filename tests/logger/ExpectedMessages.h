@@ -80,6 +80,10 @@ inline constexpr ExpectedMessage kExpectedMessages[] = {
      L"Failed to authenticate array user credentials for array group =%1.Please ensure the"
      L" username and password provided is valid and has not expired.Please run"
      L" 'Set-QTKConfiguration' cmdlet to set or update group management credential again."},
+    {4420,
+     L"The certificate of array group management address %1 was pinned at the provider's first contact with it:"
+     L" SHA-256 %2. The array gets requests only while it presents this certificate; after a planned certificate"
+     L" change run 'vantor-vss config trust %1'."},
     {4460,
      L"The journal of abandoned snapshot sets under %1 cannot be %2 (error %3). Snapshots that an array made after a"
      L" snapshot set was given up may be left on it; 'vantor-vss prune' finds and removes them."},

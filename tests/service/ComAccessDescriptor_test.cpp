@@ -12,7 +12,7 @@ using namespace service;
 const SidBytes kUserSid = {1, 5, 0, 0, 0, 0, 0, 5, 21, 0, 0, 0, 0x0A, 0, 0, 0, 0x0B, 0, 0, 0, 0x0C, 0, 0, 0,
                            0xE9, 0x03, 0, 0};  // S-1-5-21-10-11-12-1001
 
-TEST(ComAccessDescriptor, KeepsOwnerAndGroupAndAdmitsExactlyLocalSystemAdministratorsAndBackupOperators) {
+TEST(ComAccessDescriptor, KeepsOwnerAndGroupAndAdmitsExactlyLocalSystemAndAdministrators) {
   const std::vector<std::uint8_t> descriptor = BuildComAccessDescriptor(kUserSid, LocalSystemSid());
   const auto contents = ReadComAccessDescriptor(descriptor);
   ASSERT_TRUE(contents.has_value());
@@ -26,7 +26,7 @@ TEST(ComAccessDescriptor, KeepsOwnerAndGroupAndAdmitsExactlyLocalSystemAdministr
     EXPECT_EQ(ace.mask, 0x3u) << ace.sid;  // local calls only
     admitted.push_back(ace.sid);
   }
-  EXPECT_EQ(admitted, (std::vector<std::string>{"S-1-5-18", "S-1-5-32-544", "S-1-5-32-551"}));
+  EXPECT_EQ(admitted, (std::vector<std::string>{"S-1-5-18", "S-1-5-32-544"}));  // no Backup Operators
 
   // The AppID's value admits the same, owned by Administrators with the group LocalSystem.
   const auto appId = ReadComAccessDescriptor(AppIdAccessPermission());
@@ -47,12 +47,12 @@ TEST(ComAccessDescriptor, LayoutIsTheSelfRelativeOneWindowsReads) {
   EXPECT_EQ(d[8], 20 + 16);             // S-1-5-32-544 is 16 bytes
   EXPECT_EQ(d[12] | d[13] << 8, 0);     // no SACL
   EXPECT_EQ(d[16], 20 + 16 + 12);       // S-1-5-18 is 12 bytes
-  // ACL: revision 2, size 8 + 3 ACEs (20 + 24 + 24), three ACEs; everything 4-byte aligned.
+  // ACL: revision 2, size 8 + 2 ACEs (20 + 24), two ACEs; everything 4-byte aligned.
   const std::size_t acl = 48;
   EXPECT_EQ(d[acl], 2);
-  EXPECT_EQ(d[acl + 2] | d[acl + 3] << 8, 8 + 20 + 24 + 24);
-  EXPECT_EQ(d[acl + 4], 3);
-  EXPECT_EQ(d.size(), acl + 8 + 20 + 24 + 24);
+  EXPECT_EQ(d[acl + 2] | d[acl + 3] << 8, 8 + 20 + 24);
+  EXPECT_EQ(d[acl + 4], 2);
+  EXPECT_EQ(d.size(), acl + 8 + 20 + 24);
   EXPECT_EQ(d.size() % 4, 0u);
 }
 

@@ -21,7 +21,9 @@ std::string Presented(const std::string& address) {
 }  // namespace
 
 std::string CertificateStatus::Describe() const {
-  std::string text = pinned.empty() ? "no pinned certificate (the system's trust store decides)" : "pinned " + pinned;
+  std::string text = pinned.empty()     ? "no pinned certificate (the system's trust store decides)"
+                     : pinnedAtFirstUse ? "pinned at first use " + pinned
+                                        : "pinned " + pinned;
   if (!error.empty()) return text + "; the array cannot be reached: " + error;
   if (pinned.empty()) return text + "; the array presents " + presented;
   return text + (Matches() ? "; the array presents it" : "; the array presents ANOTHER certificate " + presented);
@@ -36,6 +38,7 @@ std::string ParseCertificateSha256(const std::string& text) {
 CertificateStatus ReadCertificateStatus(const std::string& address) {
   CertificateStatus status;
   status.pinned = discovery::ReadCertificatePin(address);
+  status.pinnedAtFirstUse = !status.pinned.empty() && discovery::IsPinnedAtFirstUse(address);
   try {
     status.presented = Presented(address);
   } catch (const std::exception& e) {

@@ -10,6 +10,7 @@ namespace vantorvss {
 
 struct CertificateStatus {
   std::string pinned;     // empty: none (the array must present a certificate the system trusts)
+  bool pinnedAtFirstUse = false;  // the provider made the pin at its first contact, not an administrator
   std::string presented;  // empty when the array could not be reached; then `error` says why
   std::string error;
 

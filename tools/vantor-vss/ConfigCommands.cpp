@@ -115,6 +115,7 @@ int RunShowConfig(Report& report) {
   for (const auto& address : addresses) {
     const CertificateStatus status = ReadCertificateStatus(address);
     certificates[address] = {{"pinned_sha256", status.pinned},
+                             {"pinned_at_first_use", status.pinnedAtFirstUse},
                              {"presented_sha256", status.presented},
                              {"presents_pinned", status.Matches()},
                              {"text", status.Describe()}};

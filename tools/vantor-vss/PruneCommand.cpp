@@ -45,7 +45,8 @@ int RunPrune(const PruneOptions& options, const SnapshotSetReferences& reference
   const std::int64_t now = Now();
   std::vector<const ShadowCopySnapshot*> candidates;
   for (const auto& s : inventory.Snapshots())
-    if (!ReasonToKeep(s, now, s.abandoned ? std::chrono::seconds(0) : options.olderThan)) candidates.push_back(&s);
+    if (!ReasonToKeep(s, now, s.abandoned ? std::chrono::seconds(0) : options.olderThan, options.scope))
+      candidates.push_back(&s);
 
   nlohmann::json candidateSerials = nlohmann::json::array();
   nlohmann::json deleted = nlohmann::json::array();
@@ -94,11 +95,18 @@ void AddPruneCommand(CLI::App& app, CommandAction& chosen) {
     std::string group;
     std::string olderThan = "24h";
     bool apply = false;
+    bool includeUnowned = false;
+    bool includeTransportable = false;
   };
   auto arguments = std::make_shared<Arguments>();
-  auto* command = app.add_subcommand("prune", "deletes snapshots that shadow copies left behind and nothing uses");
+  auto* command =
+      app.add_subcommand("prune", "deletes snapshots that this host's shadow copies left behind and nothing uses");
   command->add_option("--older-than", arguments->olderThan, "only snapshots at least this old, e.g. 30m, 24h, 7d (default 24h)");
   command->add_option("--group", arguments->group, "only this group (management address)");
+  command->add_flag("--include-unowned", arguments->includeUnowned,
+                    "also snapshots that name no owner host (made by earlier versions)");
+  command->add_flag("--include-transportable", arguments->includeTransportable,
+                    "also this host's snapshots of transportable shadow copies");
   command->add_flag("--apply", arguments->apply, "delete them (without it, only list them)");
   command->callback([arguments, &chosen] {
     chosen = [arguments](const CommandContext& where, Report& report) {
@@ -106,6 +114,7 @@ void AddPruneCommand(CLI::App& app, CommandAction& chosen) {
       options.olderThan = ParseDuration(arguments->olderThan);  // before anything reaches an array
       if (!arguments->group.empty()) options.group = arguments->group;
       options.apply = arguments->apply;
+      options.scope = {arguments->includeUnowned, arguments->includeTransportable};
       // Progress is for a person watching, never mixed into output a program reads.
       options.progress = VANTOR_ISATTY(VANTOR_FILENO(stderr)) != 0;
       return RunPrune(options, *HostReferences(where), report);

@@ -1,13 +1,15 @@
 #pragma once
-// vantor-vss prune [--older-than DURATION] [--group ADDRESS] [--apply]: the snapshots that
-// shadow copies left behind and nothing uses any more -- not referred to by a shadow copy,
-// offline, without a session, older than DURATION (any age for a set in the provider's journal of
-// abandoned sets). Without --apply it only lists them.
+// vantor-vss prune [--older-than DURATION] [--group ADDRESS] [--include-unowned]
+// [--include-transportable] [--apply]: the snapshots that shadow copies of this host left
+// behind and nothing uses any more -- not referred to by a shadow copy, offline, without a
+// session, older than DURATION (any age for a set in the provider's journal of abandoned sets).
+// Without --apply it only lists them.
 #include <chrono>
 #include <optional>
 #include <string>
 
 #include "Report.h"
+#include "ShadowCopyInventory.h"
 #include "SnapshotSetReferences.h"
 
 namespace vantorvss {
@@ -15,6 +17,7 @@ namespace vantorvss {
 struct PruneOptions {
   std::optional<std::string> group;
   std::chrono::seconds olderThan = std::chrono::hours(24);
+  PruneScope scope;
   bool apply = false;
   bool progress = false;  // progress lines on standard error
 };

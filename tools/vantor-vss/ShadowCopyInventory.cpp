@@ -16,8 +16,42 @@ static constexpr const wchar_t* kLogSource = L"vantor-vss";
 
 }  // namespace
 
-std::optional<std::string> ReasonToKeep(const ShadowCopySnapshot& s, std::int64_t now, std::chrono::seconds olderThan) {
+Ownership OwnershipOf(const Vantor::ShadowCopySnapshotRecord& r, const std::string& thisHost) {
+  if (!r.mOwnerTag) return Ownership::Unowned;
+  if (!r.mOwner) return Ownership::Malformed;
+  return r.mOwner->IsHost(thisHost) ? Ownership::ThisHost : Ownership::OtherHost;
+}
+
+const char* OwnershipText(Ownership ownership) {
+  switch (ownership) {
+    case Ownership::ThisHost:
+      return "this host";
+    case Ownership::OtherHost:
+      return "other host";
+    case Ownership::Malformed:
+      return "malformed";
+    case Ownership::Unowned:
+      break;
+  }
+  return "none";
+}
+
+std::optional<std::string> ReasonToKeep(const ShadowCopySnapshot& s, std::int64_t now, std::chrono::seconds olderThan,
+                                        const PruneScope& scope) {
   const auto& r = s.snapshot;
+  switch (s.ownership) {
+    case Ownership::OtherHost:
+      return "made by host " + r.mOwner->host;
+    case Ownership::Malformed:
+      return "its owner tag is malformed";
+    case Ownership::Unowned:
+      if (!scope.includeUnowned) return "it names no owner (an earlier version made it; see --include-unowned)";
+      break;
+    case Ownership::ThisHost:
+      if (r.mOwner->IsTransportable() && !scope.includeTransportable)
+        return "transportable: its backup document is not on this host (see --include-transportable)";
+      break;
+  }
   if (s.referenced) return "a shadow copy still refers to it";
   if (!r.mOnline) return "the array did not say whether it is online";
   if (*r.mOnline) return "online";
@@ -70,6 +104,7 @@ Vantor::Array& ShadowCopyInventory::Connection(const std::string& group) {
 
 void ShadowCopyInventory::Load(const SnapshotSetReferences& references) {
   const std::set<std::string> referenced = references.ReferencedSets();
+  const std::string thisHost = Vantor::ThisHostName();
   snapshots_.clear();
   failures_.clear();
   abandoned_ = provider::ReadAbandonedSets().value_or(std::vector<provider::AbandonedSet>{});
@@ -81,7 +116,7 @@ void ShadowCopyInventory::Load(const SnapshotSetReferences& references) {
       call.Execute();
       for (const auto& record : call.GetSnapshots())
         snapshots_.push_back({address, record, referenced.count(record.mSnapshotSetId) != 0,
-                              abandonedSets.count(record.mSnapshotSetId) != 0});
+                              abandonedSets.count(record.mSnapshotSetId) != 0, OwnershipOf(record, thisHost)});
     } catch (const std::exception& e) {
       VA_LOG(MSG_ERROR, L"Cannot list the snapshots of group %S: %S", address, std::string(e.what()));
       failures_.push_back({address, e.what()});

@@ -20,11 +20,26 @@ class Array;
 
 namespace vantorvss {
 
+// Whose a listed snapshot is, by its owner pair: this host's, another host's, one made by an
+// earlier version (no owner pair), or one whose owner pair does not parse.
+enum class Ownership { ThisHost, OtherHost, Unowned, Malformed };
+Ownership OwnershipOf(const Vantor::ShadowCopySnapshotRecord& r, const std::string& thisHost);
+// "this host", "other host", "none", "malformed".
+const char* OwnershipText(Ownership ownership);
+
 struct ShadowCopySnapshot {
   std::string group;  // management address
   Vantor::ShadowCopySnapshotRecord snapshot;
   bool referenced = false;
   bool abandoned = false;  // the provider gave its set up: no age threshold keeps it
+  Ownership ownership = Ownership::Unowned;
+};
+
+// What prune may take beyond this host's own snapshots of sets that are not transportable.
+// Another host's snapshot, or one with a malformed owner tag, is never taken.
+struct PruneScope {
+  bool includeUnowned = false;
+  bool includeTransportable = false;
 };
 
 struct GroupFailure {
@@ -32,10 +47,12 @@ struct GroupFailure {
   std::string reason;
 };
 
-// Why a listed snapshot must stay, or none when it may be deleted: it is not referred to by a
-// shadow copy, offline, without a session, and at least `olderThan` old at `now` (seconds
-// since 1970 UTC). Anything the array did not say counts against deleting.
-std::optional<std::string> ReasonToKeep(const ShadowCopySnapshot& s, std::int64_t now, std::chrono::seconds olderThan);
+// Why a listed snapshot must stay, or none when it may be deleted: it is this host's (or
+// `scope` admits it), not referred to by a shadow copy, offline, without a session, and at
+// least `olderThan` old at `now` (seconds since 1970 UTC). Anything the array did not say
+// counts against deleting.
+std::optional<std::string> ReasonToKeep(const ShadowCopySnapshot& s, std::int64_t now, std::chrono::seconds olderThan,
+                                        const PruneScope& scope = {});
 
 class ShadowCopyInventory {
  public:
@@ -46,8 +63,9 @@ class ShadowCopyInventory {
   ShadowCopyInventory(const ShadowCopyInventory&) = delete;
   ShadowCopyInventory& operator=(const ShadowCopyInventory&) = delete;
 
-  // Lists every group in address order; a group that cannot be read is reported in Failures()
-  // and the others are still listed. Throws when `references` cannot answer.
+  // Lists every group in address order, each snapshot with its ownership as this computer's
+  // name judges it; a group that cannot be read is reported in Failures() and the others are
+  // still listed. Throws when `references` cannot answer.
   void Load(const SnapshotSetReferences& references);
   const std::vector<ShadowCopySnapshot>& Snapshots() const { return snapshots_; }
   const std::vector<GroupFailure>& Failures() const { return failures_; }

@@ -14,6 +14,9 @@ nlohmann::json SnapshotJson(const ShadowCopySnapshot& s) {
   if (r.mNumConnections.value_or(0) > 0)
     for (const auto& initiator : r.mInitiators) sessions.push_back(initiator);
   return {{"group", s.group},
+          {"owner", r.mOwner ? nlohmann::json(r.mOwner->host) : nlohmann::json()},
+          {"ownership", OwnershipText(s.ownership)},
+          {"transportable", r.mOwner ? nlohmann::json(r.mOwner->IsTransportable()) : nlohmann::json()},
           {"set_id", r.mSnapshotSetId},
           {"name", r.mName},
           {"serial_number", r.mSerialNumber},
@@ -30,9 +33,12 @@ std::string SnapshotTableLine(const ShadowCopySnapshot& s) {
   const std::string created = r.mCreationTime ? UtcText(*r.mCreationTime) : "(unknown)";
   const std::string state = !r.mOnline ? "?" : *r.mOnline ? "online" : "offline";
   const std::string sessions = !r.mNumConnections ? "?" : std::to_string(*r.mNumConnections);
+  const std::string owner = r.mOwner ? r.mOwner->host + (r.mOwner->IsTransportable() ? " (transp.)" : "")
+                                     : "(" + std::string(OwnershipText(s.ownership)) + ")";
   char line[512];
-  std::snprintf(line, sizeof line, "%-16s %-32s %-20s %-20s %-7s %-8s %-3s", s.group.c_str(), r.mSerialNumber.c_str(),
-                r.mVolName.c_str(), created.c_str(), state.c_str(), sessions.c_str(), s.referenced ? "yes" : "no");
+  std::snprintf(line, sizeof line, "%-16s %-24s %-32s %-20s %-20s %-7s %-8s %-3s", s.group.c_str(), owner.c_str(),
+                r.mSerialNumber.c_str(), r.mVolName.c_str(), created.c_str(), state.c_str(), sessions.c_str(),
+                s.referenced ? "yes" : "no");
   return std::string(line) + "  " + r.mSnapshotSetId + (s.abandoned ? " (abandoned)" : "");
 }
 
@@ -41,7 +47,7 @@ int RunSnapshots(const std::optional<std::string>& group, const SnapshotSetRefer
   inventory.Load(references);
   nlohmann::json list = nlohmann::json::array();
   char header[256];
-  std::snprintf(header, sizeof header, "%-16s %-32s %-20s %-20s %-7s %-8s %-3s  %s", "group", "serial number",
+  std::snprintf(header, sizeof header, "%-16s %-24s %-32s %-20s %-20s %-7s %-8s %-3s  %s", "group", "owner", "serial number",
                 "parent volume", "created (UTC)", "state", "sessions", "ref", "snapshot set");
   report.notes.push_back(header);
   for (const auto& s : inventory.Snapshots()) {

@@ -1,7 +1,7 @@
 #pragma once
 // Process-wide COM security of the service: callers are authenticated per packet and may be
 // impersonated; the descriptor keeps the service's own owner and group and admits only
-// LocalSystem, Administrators and Backup Operators (service/ComAccessDescriptor.h).
+// LocalSystem and Administrators (service/ComAccessDescriptor.h).
 #include <windows.h>
 
 #include <cstdint>

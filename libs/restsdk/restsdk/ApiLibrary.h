@@ -1,6 +1,7 @@
 #pragma once
 // Process-wide settings of the library: the application name sent when a session is opened,
 // the log sink, and (for tests) the transport that new clients use.
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -14,6 +15,7 @@ namespace VantorStorage::WS {
 class ApiLibrary {
  public:
   using TransportFactory = std::function<std::unique_ptr<vantor::http::Connection>()>;
+  using CertificateProbe = std::function<std::string(const std::string& host, std::uint16_t port)>;
 
   static ApiLibrary& getInstance();
 
@@ -37,6 +39,12 @@ class ApiLibrary {
   void setTransportFactory(TransportFactory factory);
   std::unique_ptr<vantor::http::Connection> createConnection() const;
 
+  // The lower-case hex SHA-256 of the certificate the TLS server at host:port presents, read
+  // by a handshake alone: no request is sent. Through `probe` once one is set (unit tests; an
+  // empty one restores the network). Throws when no handshake completes.
+  void setCertificateProbe(CertificateProbe probe);
+  std::string presentedCertificate(const std::string& host, std::uint16_t port) const;
+
   ApiLibrary(const ApiLibrary&) = delete;
   ApiLibrary& operator=(const ApiLibrary&) = delete;
 
@@ -49,6 +57,7 @@ class ApiLibrary {
   std::string mAppName;
   bool mTraceRequests = false;
   TransportFactory mTransportFactory;
+  CertificateProbe mCertificateProbe;
 };
 
 }  // namespace VantorStorage::WS

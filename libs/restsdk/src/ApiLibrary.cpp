@@ -64,4 +64,18 @@ std::unique_ptr<vantor::http::Connection> ApiLibrary::createConnection() const {
   return vantor::http::createConnection();
 }
 
+void ApiLibrary::setCertificateProbe(CertificateProbe probe) {
+  const std::lock_guard<std::mutex> lock(mMutex);
+  mCertificateProbe = std::move(probe);
+}
+
+std::string ApiLibrary::presentedCertificate(const std::string& host, std::uint16_t port) const {
+  CertificateProbe probe;
+  {
+    const std::lock_guard<std::mutex> lock(mMutex);
+    probe = mCertificateProbe;
+  }
+  return probe ? probe(host, port) : vantor::http::presentedCertificateSha256(host, port);
+}
+
 }  // namespace VantorStorage::WS

@@ -22,11 +22,11 @@ struct Admitted {
   const char* name;
 };
 constexpr Admitted kAdmitted[] = {{WinLocalSystemSid, "LocalSystem"},
-                                  {WinBuiltinAdministratorsSid, "Administrators"},
-                                  {WinBuiltinBackupOperatorsSid, "Backup Operators"}};
+                                  {WinBuiltinAdministratorsSid, "Administrators"}};
 
-// The access list admits exactly the three accounts, each with the local call rights only.
-void ExpectOnlyTheThreeAdmitted(PSECURITY_DESCRIPTOR descriptor) {
+// The access list admits exactly the two accounts (no Backup Operators), each with the local
+// call rights only.
+void ExpectOnlyTheTwoAdmitted(PSECURITY_DESCRIPTOR descriptor) {
   ASSERT_TRUE(IsValidSecurityDescriptor(descriptor));
   BOOL present = FALSE;
   BOOL defaulted = FALSE;
@@ -34,7 +34,7 @@ void ExpectOnlyTheThreeAdmitted(PSECURITY_DESCRIPTOR descriptor) {
   ASSERT_TRUE(GetSecurityDescriptorDacl(descriptor, &present, &dacl, &defaulted));
   ASSERT_TRUE(present);
   ASSERT_NE(dacl, nullptr) << "a null access list admits everyone";
-  ASSERT_EQ(dacl->AceCount, 3u);
+  ASSERT_EQ(dacl->AceCount, 2u);
   for (DWORD index = 0; index < dacl->AceCount; ++index) {
     void* ace = nullptr;
     ASSERT_TRUE(GetAce(dacl, index, &ace));
@@ -61,10 +61,10 @@ PSID TokenSid(TOKEN_INFORMATION_CLASS kind, std::vector<BYTE>& buffer) {
                             : reinterpret_cast<TOKEN_PRIMARY_GROUP*>(buffer.data())->PrimaryGroup;
 }
 
-TEST(Access, ServiceDescriptorKeepsTheTokensOwnerAndGroupAndAdmitsOnlyTheThreeAccounts) {
+TEST(Access, ServiceDescriptorKeepsTheTokensOwnerAndGroupAndAdmitsOnlyLocalSystemAndAdministrators) {
   auto descriptor = service::ServiceSecurityDescriptor();
   ASSERT_TRUE(descriptor.has_value());
-  ExpectOnlyTheThreeAdmitted(descriptor->Get());
+  ExpectOnlyTheTwoAdmitted(descriptor->Get());
 
   std::vector<BYTE> ownerBuffer, groupBuffer;
   PSID tokenOwner = TokenSid(TokenOwner, ownerBuffer);
@@ -80,7 +80,7 @@ TEST(Access, ServiceDescriptorKeepsTheTokensOwnerAndGroupAndAdmitsOnlyTheThreeAc
   EXPECT_TRUE(EqualSid(group, tokenGroup));
 }
 
-TEST(Access, AppIdAccessPermissionAdmitsTheSameThreeAccountsAndGoesWithTheRegistration) {
+TEST(Access, AppIdAccessPermissionAdmitsTheSameTwoAccountsAndGoesWithTheRegistration) {
   ResetHost();
   ASSERT_EQ(RunProvider(L"/Service"), 0u);
   std::vector<BYTE> value(4096);
@@ -90,7 +90,7 @@ TEST(Access, AppIdAccessPermissionAdmitsTheSameThreeAccountsAndGoesWithTheRegist
             ERROR_SUCCESS);
   EXPECT_EQ(type, static_cast<DWORD>(REG_BINARY));
   value.resize(size);
-  ExpectOnlyTheThreeAdmitted(value.data());
+  ExpectOnlyTheTwoAdmitted(value.data());
   PSID owner = nullptr;
   PSID group = nullptr;
   BOOL defaulted = FALSE;
