@@ -144,15 +144,15 @@ TEST_F(CredentialsTest, StoreKeepsOneSealedCredentialPerAddressForTheWrapper) {
   ASSERT_EQ(wrapper, CsharpInterfaceWrapper::GetCsharpInterfaceWrapperInstance());
   ASSERT_TRUE(wrapper->W_GetCredential(first.c_str()));
   EXPECT_STREQ(wrapper->GetArrayUsername(), "admin2");
-  EXPECT_STREQ(wrapper->GetArrayPassword(), "hunter2-three");
+  EXPECT_EQ(wrapper->GetArrayPassword().Reveal().str(), "hunter2-three");
   ASSERT_TRUE(wrapper->W_GetCredential(second.c_str()));
   EXPECT_STREQ(wrapper->GetArrayUsername(), "backup");
-  EXPECT_STREQ(wrapper->GetArrayPassword(), "pw-two");
+  EXPECT_EQ(wrapper->GetArrayPassword().Reveal().str(), "pw-two");
 
   // A miss leaves nothing of the previous fetch behind.
   EXPECT_FALSE(wrapper->W_GetCredential(Address("none").c_str()));
   EXPECT_STREQ(wrapper->GetArrayUsername(), "");
-  EXPECT_STREQ(wrapper->GetArrayPassword(), "");
+  EXPECT_EQ(wrapper->GetArrayPassword().Reveal().str(), "");
   EXPECT_FALSE(wrapper->W_GetCredential(nullptr));
 
   EXPECT_EQ(credstore::RemoveArrayCredential(second), kOk);
@@ -223,12 +223,12 @@ TEST_F(CredentialsTest, UnusableStoredValuesAreSkippedWithALineNamingTheAddress)
     EXPECT_NE(credstore::CurrentCredentialVault()->Read(bad, credential), kOk);
     EXPECT_FALSE(wrapper->W_GetCredential(bad.c_str()));
     EXPECT_STREQ(wrapper->GetArrayUsername(), "");
-    EXPECT_STREQ(wrapper->GetArrayPassword(), "");
+    EXPECT_EQ(wrapper->GetArrayPassword().Reveal().str(), "");
     EXPECT_EQ(mTrace.Count("The stored credential of array IP " + bad + " is unusable"), 2u)
         << mTrace.LinesWith("The stored credential");
 
     ASSERT_TRUE(wrapper->W_GetCredential(good.c_str()));
-    EXPECT_STREQ(wrapper->GetArrayPassword(), "pw-good");
+    EXPECT_EQ(wrapper->GetArrayPassword().Reveal().str(), "pw-good");
   }
   EXPECT_FALSE(mTrace.Contains("pw-donor") || mTrace.Contains("pw-good"));
 }

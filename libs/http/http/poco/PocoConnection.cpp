@@ -18,6 +18,7 @@
 
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <array>
 #include <istream>
 #include <mutex>
@@ -314,17 +315,17 @@ class PocoConnection final : public Connection {
                 std::string& body) {
     const bool hasLength = pocoResponse.hasContentLength();
     const Poco::Int64 length = hasLength ? pocoResponse.getContentLength64() : -1;
-    if (hasLength && length > static_cast<Poco::Int64>(kMaxResponseBodyBytes))
-      fail(TransportErrorKind::Protocol, request, "the answer announces " + std::to_string(length) + " bytes");
+    const std::size_t limit = std::min(request.maxBodyBytes, kMaxResponseBodyBytes);
+    if (hasLength && length > static_cast<Poco::Int64>(limit))
+      fail(TransportErrorKind::Protocol, request,
+           "the answer announces " + std::to_string(length) + " bytes, over the answer size limit of " +
+               std::to_string(limit) + " bytes");
     std::array<char, 16384> buffer{};
     while (in) {
       in.read(buffer.data(), static_cast<std::streamsize>(buffer.size()));
       const std::streamsize got = in.gcount();
       if (got <= 0) break;
-      if (body.size() + static_cast<std::size_t>(got) > kMaxResponseBodyBytes)
-        fail(TransportErrorKind::Protocol, request,
-             "the answer is larger than " + std::to_string(kMaxResponseBodyBytes) + " bytes");
-      body.append(buffer.data(), static_cast<std::size_t>(got));
+      detail::appendBodyPiece(request, body, std::string_view(buffer.data(), static_cast<std::size_t>(got)));
     }
     if (in.bad()) throwStored(request, "the answer could not be read");
     if (hasLength && static_cast<Poco::Int64>(body.size()) != length)

@@ -328,10 +328,7 @@ class WinHttpConnection final : public Connection {
       DWORD got = 0;
       if (!WinHttpReadData(handle, buffer.data(), wanted, &got)) failWith(GetLastError(), Phase::Receive, request, limits);
       if (got == 0) return;
-      if (body.size() + got > kMaxResponseBodyBytes)
-        fail(TransportErrorKind::Protocol, request,
-             "the answer is larger than " + std::to_string(kMaxResponseBodyBytes) + " bytes");
-      body.append(buffer.data(), got);
+      detail::appendBodyPiece(request, body, std::string_view(buffer.data(), got));
     }
   }
 
