@@ -10,6 +10,8 @@
 #include "HostTestSupport.h"
 #include "common/DataProtection.h"
 #include "common/EncryptDecrypt.h"
+#include "common/MemoryProtection.h"
+#include "common/ProtectedSecret.h"
 #include "credstore/CredentialVault.h"
 #include "credstore/CsharpInterfaceWrapper.h"
 #include "credstore/RegistryCredentialVault.h"
@@ -231,6 +233,36 @@ TEST_F(CredentialsTest, UnusableStoredValuesAreSkippedWithALineNamingTheAddress)
     EXPECT_EQ(wrapper->GetArrayPassword().Reveal().str(), "pw-good");
   }
   EXPECT_FALSE(mTrace.Contains("pw-donor") || mTrace.Contains("pw-good"));
+}
+
+// Between uses a password is held sealed with this process's key; it comes back exactly, and
+// only through Reveal. Wine's CryptProtectMemory is a stub that leaves the bytes as they are.
+TEST(ProtectedSecret, SealedBytesHoldNoClearCopyAndRevealGivesItBack) {
+  const std::string clear = "hunter2-hunter2-hunter2";  // two blocks
+  std::vector<std::uint8_t> block(32, 0);
+  std::copy(clear.begin(), clear.end(), block.begin());
+  ASSERT_TRUE(common::ProtectMemory(block.data(), block.size()));
+#ifdef _WIN32
+  const bool sealsForReal = GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version") == nullptr;
+#else
+  const bool sealsForReal = true;
+#endif
+  if (sealsForReal) EXPECT_EQ(std::search(block.begin(), block.end(), clear.begin(), clear.end()), block.end());
+  ASSERT_TRUE(common::UnprotectMemory(block.data(), block.size()));
+  EXPECT_EQ(std::string(block.begin(), block.begin() + static_cast<std::ptrdiff_t>(clear.size())), clear);
+  EXPECT_FALSE(common::ProtectMemory(block.data(), 15)) << "only whole blocks";
+
+  for (const std::string text : {clear, std::string("x"), std::string()}) {
+    const common::ProtectedSecret sealed = common::ProtectedSecret::Protect(text);
+    const common::ProtectedSecret copy = sealed;
+    EXPECT_EQ(copy.Reveal().str(), text);
+    EXPECT_TRUE(copy == sealed);
+    EXPECT_EQ(sealed.empty(), text.empty());
+  }
+  EXPECT_FALSE(common::ProtectedSecret::Protect("pw-a") == common::ProtectedSecret::Protect("pw-b"));
+  std::string handed = "handed-over";
+  EXPECT_EQ(common::ProtectedSecret::Take(handed).Reveal().str(), "handed-over");
+  EXPECT_TRUE(handed.empty());
 }
 
 }  // namespace

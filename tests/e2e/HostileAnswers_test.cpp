@@ -165,3 +165,24 @@ TEST_F(HostileAnswers, PasswordIsNotInMemoryWhileTheToolWaitsAfterItsLogin) {
   ASSERT_TRUE(run.report.contains("groups")) << run.output;
   EXPECT_EQ(run.report["groups"][0]["result"], "ok") << run.output;
 }
+
+// The emulated host's trace folder planted as a link: the tool works on without a trace (none
+// lands where the link leads) and reports the refusal once, as an event.
+TEST_F(HostileAnswers, TraceFolderThatIsALinkGetsNoTraceAndOneEvent) {
+  AddGroup("linked-trace", {"data"});
+  const std::filesystem::path elsewhere = hostA_.dir / "elsewhere";
+  std::filesystem::create_directories(elsewhere);
+  std::filesystem::remove_all(hostA_.dir / "logs");
+  std::filesystem::create_directory_symlink(elsewhere, hostA_.dir / "logs");
+  const ToolRun run = Vss({"doctor"});
+  ASSERT_TRUE(run.report.contains("groups")) << run.output;
+  EXPECT_EQ(run.report["groups"][0]["result"], "ok") << run.output;
+  int refusals = 0;
+  for (const auto& event : run.report["events"]) {
+    if (event["id"] != 0) continue;
+    ++refusals;
+    EXPECT_NE(event["strings"][0].get<std::string>().find("is a symbolic link"), std::string::npos) << event.dump();
+  }
+  EXPECT_EQ(refusals, 1) << run.output;
+  EXPECT_FALSE(std::filesystem::exists(elsewhere / "VSSTrace.log"));
+}
