@@ -247,12 +247,14 @@ TEST(ProtectedSecret, SealedBytesHoldNoClearCopyAndRevealGivesItBack) {
 #else
   const bool sealsForReal = true;
 #endif
-  if (sealsForReal) EXPECT_EQ(std::search(block.begin(), block.end(), clear.begin(), clear.end()), block.end());
+  if (sealsForReal) {
+    EXPECT_EQ(std::search(block.begin(), block.end(), clear.begin(), clear.end()), block.end());
+  }
   ASSERT_TRUE(common::UnprotectMemory(block.data(), block.size()));
   EXPECT_EQ(std::string(block.begin(), block.begin() + static_cast<std::ptrdiff_t>(clear.size())), clear);
   EXPECT_FALSE(common::ProtectMemory(block.data(), 15)) << "only whole blocks";
 
-  for (const std::string text : {clear, std::string("x"), std::string()}) {
+  for (const std::string& text : {clear, std::string("x"), std::string()}) {
     const common::ProtectedSecret sealed = common::ProtectedSecret::Protect(text);
     const common::ProtectedSecret copy = sealed;
     EXPECT_EQ(copy.Reveal().str(), text);

@@ -63,7 +63,7 @@ TEST_F(Session, PasswordThatIsNotUtf8NeverReachesAnExceptionTheLogOrTheWire) {
 }
 
 TEST_F(Session, LoginBodyCarriesEveryValidTextExactly) {
-  for (const std::string password : {std::string("qu\"ote\\back\nline\x01\x1f"), std::string("p\xC3\xA4ss \xE2\x82\xAC \xF0\x9F\x94\x91")}) {
+  for (const std::string& password : {std::string("qu\"ote\\back\nline\x01\x1f"), std::string("p\xC3\xA4ss \xE2\x82\xAC \xF0\x9F\x94\x91")}) {
     array->answerJson(201, {{"data", {{"id", "tok-2"}, {"session_token", "t"}}}});
     client->authenticate(AuthInfo("ad\"min", password));
     const json login = json::parse(array->lastRequest().body);

@@ -96,7 +96,8 @@ void sendGenerated(ArrayState& state, const FaultSpec& fault, Poco::Net::HTTPSer
         nested ? 2 * depth : std::max<long long>(fault.floodBytes, static_cast<long long>(kOpen.size() + kClose.size()));
     response.setStatusAndReason(Poco::Net::HTTPResponse::HTTP_OK);
     response.setContentType("application/json");
-    response.setContentLength64(total);
+    // Without a length (chunked): only what arrives can stop the client, not what is announced.
+    response.setChunkedTransferEncoding(true);
     std::ostream& out = response.send();
     const std::string pad(64 * 1024, 'x');
     const std::string opens(64 * 1024, '[');

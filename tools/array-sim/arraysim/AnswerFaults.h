@@ -28,9 +28,9 @@ bool sendTrickled(ArrayState& state, const FaultSpec& fault, Poco::Net::HTTPServ
 // True when the fault replaces the answer by a generated one (flood_bytes, nest_depth).
 bool generatesAnswer(const FaultSpec& fault);
 
-// Sends the generated answer: a 200 whose body is flood_bytes long (one JSON string member
-// padded to that size) or nest_depth lists deep, made piece by piece while it goes out. Ends
-// quietly when the client goes away or the simulator stops.
+// Sends the generated answer, chunked (no length announced): a 200 whose body is flood_bytes
+// long (one JSON string member padded to that size) or nest_depth lists deep, made piece by
+// piece while it goes out. Ends quietly when the client goes away or the simulator stops.
 void sendGenerated(ArrayState& state, const FaultSpec& fault, Poco::Net::HTTPServerResponse& response);
 
 }  // namespace arraysim

@@ -281,10 +281,11 @@ class PocoConnection final : public Connection {
 
     Poco::Net::HTTPResponse pocoResponse;
     try {
+      // POCO puts the head into the request's stream; out it goes, then the body on its own.
       std::ostream& out = mSession->sendRequest(pocoRequest);
-      out.write(request.body.data(), static_cast<std::streamsize>(request.body.size()));
       out.flush();
       if (!out) throwStored(request, "the request could not be written");
+      sendBody(request);
       std::istream& in = mSession->receiveResponse(pocoResponse);
       response.status = static_cast<int>(pocoResponse.getStatus());
       for (const auto& [name, value] : pocoResponse) response.headers.push_back(Header{name, value});
@@ -309,6 +310,20 @@ class PocoConnection final : public Connection {
       fail(TransportErrorKind::Dropped, request, describe(e));
     }
     return pocoResponse.getKeepAlive();
+  }
+
+  // The body goes to the socket itself, after the head: POCO's request
+  // stream would copy it into a pooled buffer that is used again without being wiped, and the
+  // body may be a login.
+  void sendBody(const Request& request) {
+    Poco::Net::StreamSocket& socket = mSession->socket();
+    std::size_t sent = 0;
+    while (sent < request.body.size()) {
+      const std::size_t piece = std::min<std::size_t>(request.body.size() - sent, 1u << 20);
+      const int n = socket.sendBytes(request.body.data() + sent, static_cast<int>(piece));
+      if (n <= 0) throwStored(request, "the request could not be written");
+      sent += static_cast<std::size_t>(n);
+    }
   }
 
   void readBody(const Request& request, const Poco::Net::HTTPResponse& pocoResponse, std::istream& in,
