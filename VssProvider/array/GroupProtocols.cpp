@@ -8,6 +8,7 @@
 #include "logger/FileLog.h"
 #include "logger/Logger.h"
 #include "soapH.h"
+#include "soap/SoapAnswerLimits.h"
 
 namespace Vantor {
 namespace {
@@ -94,6 +95,7 @@ int GetProtocols(const std::string& arrayAddress, std::chrono::milliseconds budg
   soap->send_timeout = kGroupMgmtSoapTimeoutSeconds;
   soap->connect_timeout = kGroupMgmtSoapTimeoutSeconds;
   soap->accept_timeout = kGroupMgmtSoapTimeoutSeconds;
+  ApplySoapAnswerLimits(soap.get());
   ExchangeBound bound{vantor::http::Deadline::after(budget), soap->fopen, soap->fsend, soap->frecv};
   soap->user = &bound;
   soap->fopen = BoundedOpen;
@@ -103,6 +105,8 @@ int GetProtocols(const std::string& arrayAddress, std::chrono::milliseconds budg
   ns__getProtocolsResponse response;
   const int status = soap_call_ns__getProtocols(soap.get(), endpoint.c_str(), nullptr, response);
   if (status != SOAP_OK) {
+    if (const std::string limit = DescribeSoapLimitFailure(soap.get(), status); !limit.empty())
+      VA_LOG(MSG_ERROR, L"The getProtocols answer of %S is refused: it is over %S.", arrayAddress, limit);
     VA_LOG(MSG_ERROR, L"SOAP error %d returned by getProtocols.", status);
     return GROUP_PROTOCOLS_QUERY_FAILED;
   }

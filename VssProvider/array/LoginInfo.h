@@ -1,11 +1,13 @@
 #pragma once
 // How the provider logs in to one array group: the login method, a flag that asks for a
 // session without credentials, and the user name and password found for the group's
-// management address. Passwords live only here and in the REST session's request; nothing
-// that prints a LoginInfo may print the password.
+// management address. The password is held protected (common::ProtectedSecret) and revealed
+// only for the bytes of a login request; nothing that prints a LoginInfo may print it.
 #include <cstdint>
 #include <string>
 #include <utility>
+
+#include "common/ProtectedSecret.h"
 
 namespace Vantor {
 
@@ -19,8 +21,11 @@ class LoginInfo {
  public:
   // Default credentials: credential login with an empty user name and password.
   LoginInfo() = default;
-  LoginInfo(std::string userName, std::string password)
+  LoginInfo(std::string userName, common::ProtectedSecret password)
       : mUserName(std::move(userName)), mPassword(std::move(password)) {}
+  // Seals the clear password and wipes the copy handed in.
+  LoginInfo(std::string userName, std::string password)
+      : mUserName(std::move(userName)), mPassword(common::ProtectedSecret::Take(password)) {}
 
   LoginMethod GetLoginMethod() const { return mLoginMethod; }
   void SetLoginMethod(LoginMethod method) { mLoginMethod = method; }
@@ -31,8 +36,8 @@ class LoginInfo {
 
   // Not GetUserName: windows.h makes that name a macro.
   const std::string& GetUser() const { return mUserName; }
-  const std::string& GetPassword() const { return mPassword; }
-  void SetCredentials(std::string userName, std::string password) {
+  const common::ProtectedSecret& GetPassword() const { return mPassword; }
+  void SetCredentials(std::string userName, common::ProtectedSecret password) {
     mUserName = std::move(userName);
     mPassword = std::move(password);
   }
@@ -46,7 +51,7 @@ class LoginInfo {
   LoginMethod mLoginMethod = LM_CREDENTIALS;
   bool mNoCredentials = false;
   std::string mUserName;
-  std::string mPassword;
+  common::ProtectedSecret mPassword;
 };
 
 }  // namespace Vantor

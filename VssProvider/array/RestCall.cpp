@@ -150,7 +150,10 @@ void RestCall::Authenticate(const std::string& failureMessage) {
   if (!loginInfo.GetNoCredentials()) {
     assert(mRestConn.GetLoginInfo().GetLoginMethod() == LM_CREDENTIALS);
     authInfo.setUsername(loginInfo.GetUser());
-    authInfo.setPassword(loginInfo.GetPassword());
+    // Clear only for the bytes of this login: the revealed copy and the record are wiped when
+    // this function returns, whatever the outcome.
+    const common::SecureString password = loginInfo.GetPassword().Reveal();
+    authInfo.setPassword(password.c_str(), password.str().size());
     if (loginInfo.GetUser().empty() && loginInfo.GetPassword().empty()) {
       VA_LOG(MSG_WARNING, L"Uid and Pwd are empty strings.");
     }

@@ -5,20 +5,17 @@
 #include <map>
 #include <string>
 
-#include "common/SecureBuffer.h"
+#include "common/ProtectedSecret.h"
 
+// The password is kept protected for as long as the map lives (a discovery pass, the tool's
+// whole run); the clear text only ever exists for the moment of a login.
 struct GroupCredential {
   std::string userName;
-  std::string password;
+  common::ProtectedSecret password;
 
   GroupCredential() = default;
-  GroupCredential(std::string user, std::string secret) : userName(std::move(user)), password(std::move(secret)) {}
-  GroupCredential(const GroupCredential&) = default;
-  GroupCredential& operator=(const GroupCredential&) = default;
-  GroupCredential(GroupCredential&&) = default;
-  GroupCredential& operator=(GroupCredential&&) = default;
-  // The clear password goes with the map entry; it is not left in freed memory.
-  ~GroupCredential() { common::SecureWipe(password.data(), password.size()); }
+  GroupCredential(std::string user, common::ProtectedSecret secret)
+      : userName(std::move(user)), password(std::move(secret)) {}
 
   bool empty() const { return userName.empty() && password.empty(); }
   friend bool operator==(const GroupCredential&, const GroupCredential&) = default;

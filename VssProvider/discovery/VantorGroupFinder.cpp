@@ -113,6 +113,7 @@ void VantorGroupFinder::ReadGroupMgmtIpsFromRegistry(GroupCredentialMap& groups)
   while (tokens >> ip) {
     store->W_GetCredential(ip.c_str());
     GroupCredential credential(store->GetArrayUsername(), store->GetArrayPassword());
+    store->ForgetCredential();
     if (credential.userName.empty() || credential.password.empty()) {
       VA_LOG(MSG_ERROR,
              L"Unable able to read Group Management Credentials for array IP %S. VSS Provider will not be able to "
@@ -246,7 +247,7 @@ void VantorGroupFinder::ReadGroupIPCredentialsFromRegistry(GroupCredentialMap& g
     }
     const std::wstring creator = wincompat::ToWide(createdBy);
     if (WindowsUserHelper::IsWindowsUsersEqual(creator, serviceUser)) {
-      groups[ip] = GroupCredential{userName, password};
+      groups[ip] = GroupCredential{userName, common::ProtectedSecret::Protect(password)};
       VA_LOG(MSG_INFO, L"ReadGroupIPCredentialsFromRegistry found profile = %S for GroupMgmtIP = %S for Windows User = %S",
              profile, ip, createdBy);
     } else {

@@ -14,7 +14,7 @@ ArrayAccess DefaultArrayAccess() {
     GroupCredentialMap groups;
     finder->DiscoverGroups(groups);
     std::map<std::string, Vantor::LoginInfo> discovered;
-    for (const auto& [address, credential] : groups)
+    for (const auto& [address, credential] : groups)  // the password stays sealed
       discovered.emplace(address, Vantor::LoginInfo(credential.userName, credential.password));
     return discovered;
   };

@@ -10,6 +10,8 @@
 #include "HostTestSupport.h"
 #include "common/DataProtection.h"
 #include "common/EncryptDecrypt.h"
+#include "common/MemoryProtection.h"
+#include "common/ProtectedSecret.h"
 #include "credstore/CredentialVault.h"
 #include "credstore/CsharpInterfaceWrapper.h"
 #include "credstore/RegistryCredentialVault.h"
@@ -144,15 +146,15 @@ TEST_F(CredentialsTest, StoreKeepsOneSealedCredentialPerAddressForTheWrapper) {
   ASSERT_EQ(wrapper, CsharpInterfaceWrapper::GetCsharpInterfaceWrapperInstance());
   ASSERT_TRUE(wrapper->W_GetCredential(first.c_str()));
   EXPECT_STREQ(wrapper->GetArrayUsername(), "admin2");
-  EXPECT_STREQ(wrapper->GetArrayPassword(), "hunter2-three");
+  EXPECT_EQ(wrapper->GetArrayPassword().Reveal().str(), "hunter2-three");
   ASSERT_TRUE(wrapper->W_GetCredential(second.c_str()));
   EXPECT_STREQ(wrapper->GetArrayUsername(), "backup");
-  EXPECT_STREQ(wrapper->GetArrayPassword(), "pw-two");
+  EXPECT_EQ(wrapper->GetArrayPassword().Reveal().str(), "pw-two");
 
   // A miss leaves nothing of the previous fetch behind.
   EXPECT_FALSE(wrapper->W_GetCredential(Address("none").c_str()));
   EXPECT_STREQ(wrapper->GetArrayUsername(), "");
-  EXPECT_STREQ(wrapper->GetArrayPassword(), "");
+  EXPECT_EQ(wrapper->GetArrayPassword().Reveal().str(), "");
   EXPECT_FALSE(wrapper->W_GetCredential(nullptr));
 
   EXPECT_EQ(credstore::RemoveArrayCredential(second), kOk);
@@ -223,14 +225,46 @@ TEST_F(CredentialsTest, UnusableStoredValuesAreSkippedWithALineNamingTheAddress)
     EXPECT_NE(credstore::CurrentCredentialVault()->Read(bad, credential), kOk);
     EXPECT_FALSE(wrapper->W_GetCredential(bad.c_str()));
     EXPECT_STREQ(wrapper->GetArrayUsername(), "");
-    EXPECT_STREQ(wrapper->GetArrayPassword(), "");
+    EXPECT_EQ(wrapper->GetArrayPassword().Reveal().str(), "");
     EXPECT_EQ(mTrace.Count("The stored credential of array IP " + bad + " is unusable"), 2u)
         << mTrace.LinesWith("The stored credential");
 
     ASSERT_TRUE(wrapper->W_GetCredential(good.c_str()));
-    EXPECT_STREQ(wrapper->GetArrayPassword(), "pw-good");
+    EXPECT_EQ(wrapper->GetArrayPassword().Reveal().str(), "pw-good");
   }
   EXPECT_FALSE(mTrace.Contains("pw-donor") || mTrace.Contains("pw-good"));
+}
+
+// Between uses a password is held sealed with this process's key; it comes back exactly, and
+// only through Reveal. Wine's CryptProtectMemory is a stub that leaves the bytes as they are.
+TEST(ProtectedSecret, SealedBytesHoldNoClearCopyAndRevealGivesItBack) {
+  const std::string clear = "hunter2-hunter2-hunter2";  // two blocks
+  std::vector<std::uint8_t> block(32, 0);
+  std::copy(clear.begin(), clear.end(), block.begin());
+  ASSERT_TRUE(common::ProtectMemory(block.data(), block.size()));
+#ifdef _WIN32
+  const bool sealsForReal = GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version") == nullptr;
+#else
+  const bool sealsForReal = true;
+#endif
+  if (sealsForReal) {
+    EXPECT_EQ(std::search(block.begin(), block.end(), clear.begin(), clear.end()), block.end());
+  }
+  ASSERT_TRUE(common::UnprotectMemory(block.data(), block.size()));
+  EXPECT_EQ(std::string(block.begin(), block.begin() + static_cast<std::ptrdiff_t>(clear.size())), clear);
+  EXPECT_FALSE(common::ProtectMemory(block.data(), 15)) << "only whole blocks";
+
+  for (const std::string& text : {clear, std::string("x"), std::string()}) {
+    const common::ProtectedSecret sealed = common::ProtectedSecret::Protect(text);
+    const common::ProtectedSecret copy = sealed;
+    EXPECT_EQ(copy.Reveal().str(), text);
+    EXPECT_TRUE(copy == sealed);
+    EXPECT_EQ(sealed.empty(), text.empty());
+  }
+  EXPECT_FALSE(common::ProtectedSecret::Protect("pw-a") == common::ProtectedSecret::Protect("pw-b"));
+  std::string handed = "handed-over";
+  EXPECT_EQ(common::ProtectedSecret::Take(handed).Reveal().str(), "handed-over");
+  EXPECT_TRUE(handed.empty());
 }
 
 }  // namespace

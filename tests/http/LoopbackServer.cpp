@@ -166,7 +166,21 @@ void LoopbackServer::acceptLoop() {
 void LoopbackServer::serve(std::intptr_t clientValue) {
   const SocketHandle client = handleOf(clientValue);
   std::string pending, head, body;
-  while (!mStopping && readRequest(client, pending, head, body, mStopping)) {
+  bool handshake = false;
+  {
+    const std::lock_guard<std::mutex> lock(mMutex);
+    handshake = !mSteps.empty() && mSteps.front().kind == Step::Kind::TrickleHandshake;
+  }
+  Step trickle;
+  if (handshake && nextStep(trickle)) {
+    char hello[4096];
+    bool keep = receiveSome(client, hello, sizeof(hello), mStopping) > 0 && sendAll(client, std::string("\x16\x03\x03\x40\x00", 5));
+    for (int i = 0; keep && i < 0x4000 && !mStopping; ++i) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(trickle.delayMs));
+      keep = sendAll(client, std::string(1, '\x02'));
+    }
+  }
+  while (!handshake && !mStopping && readRequest(client, pending, head, body, mStopping)) {
     {
       const std::lock_guard<std::mutex> lock(mMutex);
       mRequests.push_back(head.substr(0, head.find(" HTTP/")) + (body.empty() ? "" : " " + body));
@@ -209,6 +223,9 @@ void LoopbackServer::serve(std::intptr_t clientValue) {
         }
         break;
       }
+      case Step::Kind::TrickleHandshake:
+        keep = false;  // only the first step of a connection
+        break;
       case Step::Kind::EndlessBody: {
         sendAll(client, "HTTP/1.1 200 OK\r\nContent-Type: text/plain\r\nConnection: close\r\n\r\n");
         const std::string chunk(1 << 16, 'x');

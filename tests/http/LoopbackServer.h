@@ -23,6 +23,8 @@ struct Step {
     EndlessBody,       // stream bytes without a length until the client gives up
     Trickle,           // the whole answer, status line first, one byte every delayMs
     TrickleBody,       // the headers at once, then the body one byte every delayMs
+    TrickleHandshake,  // on a new connection, before any request: reads the client's first TLS
+                       // bytes, then answers a TLS record of 16 KiB one byte every delayMs
   };
   Kind kind = Kind::Answer;
   int status = 200;

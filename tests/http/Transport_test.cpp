@@ -144,6 +144,35 @@ TEST(Transport, TrickledAnswerEndsWithinTheExchangeDeadline) {
     EXPECT_EQ(connection->send(post(server.port(), "/next", "")).body, R"({"after":"timeout"})") << c.name;
   }
 
+#ifdef _WIN32
+  // A pinned connection's first handshake is our own (Schannel on a socket); a server that
+  // trickles its part of it is cut off by the exchange's deadline too.
+  {
+    LoopbackServer server;
+    Step handshake;
+    handshake.kind = Step::Kind::TrickleHandshake;
+    handshake.delayMs = 50;
+    server.script(handshake);
+    vantor::http::Timeouts timeouts;
+    timeouts.receive = milliseconds(700);
+    vantor::http::TlsOptions pinned;
+    pinned.pinnedSha256 = std::string(64, 'a');
+    Request request = post(server.port(), "/pinned", "{}");
+    request.tls = true;
+    const auto started = std::chrono::steady_clock::now();
+    try {
+      vantor::http::sendOnce(request, timeouts, pinned);
+      ADD_FAILURE() << "the trickled handshake was accepted";
+    } catch (const TransportError& e) {
+      EXPECT_EQ(e.kind(), TransportErrorKind::Timeout) << e.what();
+      EXPECT_NE(std::string(e.what()).find("TLS handshake"), std::string::npos) << e.what();
+    }
+    const auto elapsed = std::chrono::duration_cast<milliseconds>(std::chrono::steady_clock::now() - started);
+    EXPECT_GE(elapsed, milliseconds(650));
+    EXPECT_LT(elapsed, milliseconds(700) + margin);
+  }
+#endif
+
   // A deadline that passed already sends nothing.
   LoopbackServer server;
   Request late = post(server.port(), "/late", "");

@@ -36,6 +36,39 @@ TEST(GroupProtocols, AnswersByWhetherTheListNamesRest) {
   EXPECT_EQ(sim.requestCount(group.id, "soap"), 6);
 }
 
+// An answer over a limit fails the query with a line that names the limit, even when the list
+// it carries names REST.
+TEST(GroupProtocols, AnswersOverTheLimitsFailTheQueryNamingTheLimit) {
+  hosttest::TraceCapture trace;
+  arraysim::Simulator sim;
+  const auto group = sim.addGroup({});
+  struct Case {
+    std::vector<std::string> protocols;
+    long long floodBytes;
+    const char* limit;
+  };
+  std::vector<std::string> many(65, "soap-v1");
+  many.push_back("rest-v1");
+  const Case cases[] = {
+      {many, 0, "over the element count limit of 64."},
+      {{std::string(257, 'x'), "rest-v1"}, 0, "over the string length limit of 256 characters."},
+      {{"rest-v1"}, 1024 * 1024, "over the answer size limit of 65536 bytes."},
+  };
+  for (const auto& c : cases) {
+    sim.setSoapProtocols(group.id, c.protocols);
+    arraysim::FaultSpec flood;
+    flood.group = group.id;
+    flood.op = "soap";
+    flood.floodBytes = c.floodBytes;
+    if (c.floodBytes > 0) sim.injectFault(flood);
+    EXPECT_EQ(Vantor::GetProtocols(group.address), Vantor::GROUP_PROTOCOLS_QUERY_FAILED) << c.limit;
+    EXPECT_TRUE(trace.Contains(c.limit)) << trace.Text();
+  }
+  // Just within the limits is an answer.
+  sim.setSoapProtocols(group.id, {std::string(256, 'x'), "rest-v1"});
+  EXPECT_EQ(Vantor::GetProtocols(group.address), Vantor::GROUP_PROTOCOLS_REST);
+}
+
 TEST(GroupProtocols, FaultsAndUnreachableArraysAnswerQueryFailedAtOnce) {
   hosttest::TraceCapture trace;
   arraysim::Simulator sim;

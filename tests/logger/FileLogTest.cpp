@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <regex>
 #include <stdexcept>
 #include <string>
@@ -185,6 +186,56 @@ TEST_F(FileLog, BadComponentNameIsRefusedAndLoggingStillWorks) {
   CFileLog::GetInstance()->Flush();
   Open();
   EXPECT_TRUE(Contains(Lines(), "held until the trace opens"));
+}
+
+// A trace folder or trace file that leads elsewhere gets no trace at all: neither the folder nor
+// the file it leads to receives a line.
+TEST_F(FileLog, LinkedFolderOrTraceFileIsRefusedAndNothingIsWritten) {
+  struct Case {
+    const char* name;
+    std::function<void(const fs::path& dir, const fs::path& elsewhere)> plant;
+  };
+  const Case cases[] = {
+      {"folder is a link", [](const fs::path& dir, const fs::path& elsewhere) {
+         fs::create_directories(dir.parent_path());
+         fs::create_directory_symlink(elsewhere, dir);
+       }},
+      {"trace file is a link", [](const fs::path& dir, const fs::path& elsewhere) {
+         fs::create_directories(dir);
+         std::ofstream(elsewhere / "victim.txt") << "keep\n";
+         fs::create_symlink(elsewhere / "victim.txt", dir / "VSSTrace.log");
+       }},
+      {"rotated file is a hard link", [](const fs::path& dir, const fs::path& elsewhere) {
+         fs::create_directories(dir);
+         std::ofstream(elsewhere / "victim.txt") << "keep\n";
+         fs::create_hard_link(elsewhere / "victim.txt", dir / "VSSTrace.2.log");
+       }},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    const fs::path elsewhere = dir_.parent_path() / (dir_.filename().string() + "-elsewhere");
+    fs::remove_all(dir_);
+    fs::remove_all(elsewhere);
+    fs::create_directories(elsewhere);
+    try {
+      c.plant(dir_, elsewhere);
+    } catch (const fs::filesystem_error& e) {
+      GTEST_SKIP() << "this system makes no such link: " << e.what();
+    }
+    CFileLog* log = CFileLog::GetInstance();
+    EXPECT_EQ(log->InitializeLogging(L"VSSTrace"), 5u);  // ERROR_ACCESS_DENIED
+    EXPECT_FALSE(log->TraceRefusal().empty());
+    EXPECT_TRUE(log->TracePath().empty());
+    VA_LOG(MSG_ERROR, L"must not land anywhere");
+    log->Flush();
+    EXPECT_EQ(ReadLines(elsewhere / "victim.txt").size(), fs::exists(elsewhere / "victim.txt") ? 1u : 0u);
+    EXPECT_FALSE(fs::exists(elsewhere / "VSSTrace.log"));
+    fs::remove_all(dir_);
+    fs::remove_all(elsewhere);
+  }
+  // A sound folder opens again and clears the refusal.
+  Open();
+  EXPECT_TRUE(CFileLog::GetInstance()->TraceRefusal().empty());
 }
 
 TEST(FileLogExit, NothingQueuedIsLostOnAnOrderlyExit) {

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "http/Exchange.h"
 #include "http/TransportError.h"
 #include "restsdk/RestSdk.h"
 
@@ -29,7 +30,8 @@ class FakeArray {
     if (next.fails) throw vantor::http::TransportError(next.failure, "scripted transport failure");
     vantor::http::Response response;
     response.status = next.status;
-    response.body = next.body;
+    // As a real transport reads it: the request's limits and inspector see the body.
+    vantor::http::detail::appendBodyPiece(request, response.body, next.body);
     return response;
   }
 

@@ -62,6 +62,31 @@ TEST_F(Session, PasswordThatIsNotUtf8NeverReachesAnExceptionTheLogOrTheWire) {
   EXPECT_EQ(logger->all().find("pa55"), std::string::npos) << logger->all();
 }
 
+TEST_F(Session, LoginBodyCarriesEveryValidTextExactly) {
+  for (const std::string& password : {std::string("qu\"ote\\back\nline\x01\x1f"), std::string("p\xC3\xA4ss \xE2\x82\xAC \xF0\x9F\x94\x91")}) {
+    array->answerJson(201, {{"data", {{"id", "tok-2"}, {"session_token", "t"}}}});
+    client->authenticate(AuthInfo("ad\"min", password));
+    const json login = json::parse(array->lastRequest().body);
+    EXPECT_EQ(login["data"]["password"], password);
+    EXPECT_EQ(login["data"]["username"], "ad\"min");
+  }
+}
+
+// Nesting is judged as the answer arrives; brackets inside strings are text, not nesting.
+TEST_F(Session, AnswersNestedBeyondTheLimitAreRefusedBeforeTheyAreParsed) {
+  const std::string deep = "{\"data\":" + std::string(64, '[') + std::string(64, ']') + "}";
+  array->answer(201, deep);
+  EXPECT_THROW(client->authenticate(AuthInfo("admin", "pa55word")), ApiException);
+  EXPECT_NE(logger->all().find("deeper than the JSON nesting limit of 64 levels"), std::string::npos) << logger->all();
+  array->answer(401, deep);  // an error answer is no exception
+  EXPECT_THROW(client->authenticate(AuthInfo("admin", "pa55word")), ApiException);
+
+  const std::string brackets(100, '[');
+  array->answerJson(201, {{"data", {{"id", brackets}, {"session_token", "{{{" + brackets}}}});
+  client->authenticate(AuthInfo("admin", "pa55word"));
+  EXPECT_EQ(client->getSessionToken(), "{{{" + brackets);
+}
+
 TEST_F(Session, LogoutForgetsTheTokenEvenWhenTheArrayRefuses) {
   logIn();
   array->answer(500, "{}");

@@ -7,6 +7,7 @@
 
 #include "credstore/CredentialVault.h"
 #include "logger/EventReporter.h"
+#include "logger/TraceFolderCheck.h"
 #include "logger/FileLog.h"
 #include "logger/WindowsEventLogWrapper.h"
 #include "messages/EventText.h"
@@ -133,6 +134,7 @@ InstalledHost::InstalledHost(const HostOptions& options) : hostDir_(options.host
   eventLog_ = std::make_unique<CWindowsEventLogWrapper>();
   eventLog_->Init(kServiceName, L"VantorVssProvider.exe");
   logger::SetProcessEventLog(eventLog_.get());
+  logger::ReportRefusedTraceFolder();
 }
 
 InstalledHost::~InstalledHost() {

@@ -1,6 +1,7 @@
 #include "service/win32/VantorVssProviderModule.h"
 
 #include "logger/EventReporter.h"
+#include "logger/TraceFolderCheck.h"
 #include "logger/FileLog.h"
 #include "logger/Logger.h"
 #include "platform/Registry.h"
@@ -82,6 +83,7 @@ CVantorVssProviderModule::CVantorVssProviderModule()
   mModulePath = LoadModulePath();
   mEventLog.Init(mServiceName.c_str(), mModulePath.c_str());
   logger::SetProcessEventLog(&mEventLog);
+  logger::ReportRefusedTraceFolder();
   mVersion = VersionTextOrDefault(ReadFileVersionText(mModulePath));
   gModule = this;
 }

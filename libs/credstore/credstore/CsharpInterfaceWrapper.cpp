@@ -5,28 +5,29 @@
 #include "credstore/CredentialVault.h"
 
 CsharpInterfaceWrapper* CsharpInterfaceWrapper::GetCsharpInterfaceWrapperInstance() {
-  static CsharpInterfaceWrapper instance;
+  thread_local CsharpInterfaceWrapper instance;
   return &instance;
 }
 
-bool CsharpInterfaceWrapper::W_GetCredential(const char* groupMgmtIP) {
+void CsharpInterfaceWrapper::ForgetCredential() {
   mUserName.clear();
-  mPassword.clear();
+  mPassword = common::ProtectedSecret();
+}
+
+bool CsharpInterfaceWrapper::W_GetCredential(const char* groupMgmtIP) {
+  ForgetCredential();
   if (!groupMgmtIP || !*groupMgmtIP) return false;
   credstore::CredentialVault* vault = credstore::CurrentCredentialVault();
   if (!vault) return false;
   credstore::ArrayCredential credential;
   if (vault->Read(groupMgmtIP, credential) != ERROR_SUCCESS) return false;
   mUserName = credential.userName;
-  mPassword = credential.password;
+  mPassword = common::ProtectedSecret::Protect(credential.password.str());
   return true;
 }
 
 void CsharpInterfaceWrapper::PopulateCredential(char* user, char* password) {
   mUserName = user ? user : "";
-  if (password) {
-    mPassword.assign(password, std::strlen(password));
-  } else {
-    mPassword.clear();
-  }
+  mPassword = common::ProtectedSecret::Protect(password ? std::string_view(password, std::strlen(password))
+                                                          : std::string_view());
 }

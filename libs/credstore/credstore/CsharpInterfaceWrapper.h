@@ -1,22 +1,24 @@
 #pragma once
 // The provider's door to the host's credential store: fetch the credential of one group
-// management address into the process's single instance, then read its two strings. Used
-// from the discovery pass only, which runs under the provider's lock; the returned pointers
-// stay valid until the next fetch.
+// management address into the instance, then read it. There is one instance per thread, so
+// that threads that each fetch a credential never share one holding a password; the password
+// is held there only protected, and ForgetCredential drops it once it has been read.
 #include <string>
 
-#include "common/SecureBuffer.h"
+#include "common/ProtectedSecret.h"
 
 class CsharpInterfaceWrapper {
  public:
+  // The calling thread's instance.
   static CsharpInterfaceWrapper* GetCsharpInterfaceWrapperInstance();
 
   // Fetches the credential stored for `groupMgmtIP`; false (and both strings empty) when there
   // is none or the store cannot be read.
   bool W_GetCredential(const char* groupMgmtIP);
-  // The fetched values as zero-terminated strings; empty when nothing was fetched.
+  // The fetched values; empty when nothing was fetched. The password stays protected.
   const char* GetArrayUsername() const { return mUserName.c_str(); }
-  const char* GetArrayPassword() const { return mPassword.c_str(); }
+  const common::ProtectedSecret& GetArrayPassword() const { return mPassword; }
+  void ForgetCredential();
   // Sets the fetched values directly (the store's own population path).
   void PopulateCredential(char* user, char* password);
 
@@ -27,5 +29,5 @@ class CsharpInterfaceWrapper {
   CsharpInterfaceWrapper() = default;
 
   std::string mUserName;
-  common::SecureString mPassword;
+  common::ProtectedSecret mPassword;
 };

@@ -48,6 +48,23 @@ void validateRequest(const Request& request) {
   }
 }
 
+void appendBodyPiece(const Request& request, std::string& body, std::string_view piece) {
+  const std::size_t limit = std::min(request.maxBodyBytes, kMaxResponseBodyBytes);
+  if (piece.size() > limit - body.size())
+    fail(TransportErrorKind::Protocol, request,
+         "the answer is over the answer size limit of " + std::to_string(limit) + " bytes");
+  if (request.inspectBody) {
+    try {
+      request.inspectBody(piece);
+    } catch (const TransportError&) {
+      throw;
+    } catch (const std::exception& e) {
+      fail(TransportErrorKind::Protocol, request, e.what());
+    }
+  }
+  body.append(piece);
+}
+
 void fail(TransportErrorKind kind, const Request& request, const std::string& detail) {
   throw TransportError(kind, std::string(toString(kind)) + ": " + request.method + " " + endpointText(request) +
                                  request.path + ": " + detail);

@@ -15,6 +15,11 @@ std::string endpointText(const Request& request);
 // not start with '/', and CR/LF or NUL in the method, path or any header (header injection).
 void validateRequest(const Request& request);
 
+// Adds one received piece of the body to `body`: refuses it (TransportErrorKind::Protocol, the
+// text naming the limit) when the body would grow past the request's limit, and hands it to the
+// request's inspector first.
+void appendBodyPiece(const Request& request, std::string& body, std::string_view piece);
+
 // "<kind>: <METHOD> <endpoint><path>: <detail>"
 [[noreturn]] void fail(TransportErrorKind kind, const Request& request, const std::string& detail);
 

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -13,6 +14,16 @@
 #include <vector>
 
 namespace vantor::http {
+
+// Answers larger than this are refused while they are read: no management answer comes near
+// it, and an endless body from a broken peer must not exhaust memory. The text of the refusal
+// names the limit.
+inline constexpr std::size_t kMaxResponseBodyBytes = 32u * 1024u * 1024u;
+
+// Sees the body of an answer piece by piece as it arrives, before anything is built from it;
+// it throws (any std::exception) to refuse the answer, and the exchange then fails with
+// TransportErrorKind::Protocol and the exception's text.
+using BodyInspector = std::function<void(std::string_view piece)>;
 
 struct Header {
   std::string name;
@@ -30,6 +41,9 @@ struct Request {
   // A moment by which the exchange must be over whatever its timeouts allow (a caller's own
   // window, e.g. while the host holds its writes); none: the timeouts alone bound it.
   std::optional<std::chrono::steady_clock::time_point> deadline;
+  // The largest body this exchange accepts (at most kMaxResponseBodyBytes counts).
+  std::size_t maxBodyBytes = kMaxResponseBodyBytes;
+  BodyInspector inspectBody;
 };
 
 struct Response {
@@ -59,10 +73,6 @@ struct TlsOptions {
   // pinned; never for a connection that carries a secret.
   bool acceptUntrustedCertificate = false;
 };
-
-// Answers larger than this are refused: no management answer comes near it, and an endless
-// body from a broken peer must not exhaust memory.
-inline constexpr std::size_t kMaxResponseBodyBytes = 64u * 1024u * 1024u;
 
 class Connection {
  public:

@@ -12,7 +12,7 @@ enum class TransportErrorKind {
   Tls,             // handshake failed or the certificate was rejected
   Timeout,         // no (complete) answer within the receive timeout
   Dropped,         // the server closed or reset the connection before answering completely
-  Protocol,        // the answer is not HTTP, or is larger than kMaxResponseBodyBytes
+  Protocol,        // the answer is not HTTP, or breaks a limit on its size or shape
 };
 
 const char* toString(TransportErrorKind kind);

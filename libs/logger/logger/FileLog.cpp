@@ -13,6 +13,7 @@
 #include "logger/BufferDump.h"
 #include "logger/HostInfo.h"
 #include "logger/RotatingFile.h"
+#include "logger/TraceFolderCheck.h"
 #include "logger/TraceLine.h"
 #include "logger/TraceQueue.h"
 #include "logger/WideFormat.h"
@@ -66,6 +67,7 @@ struct CFileLog::Impl {
   bool fileOpen = false;
   bool stopping = false;
   std::filesystem::path tracePath;
+  std::string refusal;  // why the trace folder was refused, if it was
   logger::RotationPolicy policy;
 
   std::mutex fileMutex;
@@ -150,9 +152,24 @@ DWORD CFileLog::InitializeLogging(const std::wstring& component) {
       const std::lock_guard lock(setting.mutex);
       directory = setting.directory.value_or(logger::host::DefaultTraceDirectory());
     }
+    const auto refuse = [&](std::string refusal) {
+      const std::lock_guard lock(impl_->mutex);
+      impl_->refusal = std::move(refusal);
+      return static_cast<DWORD>(ERROR_ACCESS_DENIED);
+    };
+    // Checked before the folder is made (a redirected parent must not receive it) and again
+    // once it exists, with the files that rotation would rename and delete.
+    if (std::string refusal = logger::TraceFolderRefusal(directory, component); !refusal.empty())
+      return refuse(std::move(refusal));
     std::error_code ec;
     std::filesystem::create_directories(directory, ec);
     if (ec) return ToWin32Status(ec);
+    if (std::string refusal = logger::TraceFolderRefusal(directory, component); !refusal.empty())
+      return refuse(std::move(refusal));
+    {
+      const std::lock_guard lock(impl_->mutex);
+      impl_->refusal.clear();
+    }
 
     logger::RotationPolicy policy;
     {
@@ -176,6 +193,11 @@ DWORD CFileLog::InitializeLogging(const std::wstring& component) {
   } catch (...) {
     return static_cast<DWORD>(ERROR_NOT_ENOUGH_MEMORY);
   }
+}
+
+std::string CFileLog::TraceRefusal() const {
+  const std::lock_guard lock(impl_->mutex);
+  return impl_->refusal;
 }
 
 std::filesystem::path CFileLog::TracePath() const {

@@ -19,7 +19,11 @@ class CFileLog {
   static CFileLog* GetInstance();
 
   // Opens the trace named after `component` in the trace folder; returns a Win32 status.
+  // A folder that fails the checks of TraceFolderCheck.h gets no trace: ERROR_ACCESS_DENIED,
+  // with the reason kept for TraceRefusal().
   DWORD InitializeLogging(const std::wstring& component);
+  // Why the last InitializeLogging refused the trace folder; empty when it did not.
+  std::string TraceRefusal() const;
 
   template <class... Args>
   void Log(MSG_CATEGORY category, const wchar_t* sourceFile, unsigned long line, const wchar_t* format,

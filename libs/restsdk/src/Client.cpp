@@ -1,5 +1,8 @@
 #include "restsdk/Client.h"
 
+#include <stdexcept>
+
+#include "LoginBody.h"
 #include "Session.h"
 #include "restsdk/Exceptions.h"
 #include "restsdk/v1/ObjectSetFactory.h"
@@ -18,11 +21,16 @@ Client::Client(const std::string& server, std::uint32_t port, ApiLibrary& librar
 Client::~Client() = default;
 
 void Client::authenticate(const AuthInfo& authInfo) {
-  const nlohmann::json body{{"data",
-                             {{"username", authInfo.getUsername()},
-                              {"password", authInfo.getPassword()},
-                              {"app_name", mSession->library().getAppName()}}}};
-  const nlohmann::json answer = mSession->call("POST", kTokensPath, &body, /*needsSession=*/false);
+  std::string body;
+  try {
+    body = detail::loginBody(authInfo.getUsername(), authInfo.getPassword(), mSession->library().getAppName());
+  } catch (const std::invalid_argument&) {
+    throw ApiException("POST " + std::string(kTokensPath) + " on " + mSession->server() + ":" +
+                       std::to_string(mSession->port()) +
+                       ": the request body holds text that is not valid UTF-8; nothing was sent");
+  }
+  const nlohmann::json answer =
+      mSession->callWithBodyText("POST", kTokensPath, std::move(body), /*needsSession=*/false);
   mSession->readAnswer("POST", kTokensPath, [&] {
     const auto data = answer.find("data");
     if (data == answer.end() || !data->is_object()) throw detail::AnswerError("the answer has no \"data\" object");

@@ -1,7 +1,10 @@
 #include "Session.h"
 
 #include <chrono>
+#include <memory>
 
+#include "AnswerLimits.h"
+#include "LoginBody.h"
 #include "ServerError.h"
 #include "http/TransportError.h"
 #include "restsdk/Exceptions.h"
@@ -52,6 +55,22 @@ vantor::http::Connection& Session::connection() {
 
 nlohmann::json Session::call(const std::string& method, const std::string& path, const nlohmann::json* body,
                              bool needsSession) {
+  if (!body) return exchange(method, path, nullptr, needsSession);
+  std::string text = encodeBody(*body, describeRequest(method, mBasePath + path, mServer, mPort));
+  return exchange(method, path, &text, needsSession);
+}
+
+nlohmann::json Session::callWithBodyText(const std::string& method, const std::string& path, std::string bodyText,
+                                         bool needsSession) {
+  struct Wipe {
+    std::string& text;
+    ~Wipe() { wipeText(text); }
+  } wipe{bodyText};
+  return exchange(method, path, &bodyText, needsSession);
+}
+
+nlohmann::json Session::exchange(const std::string& method, const std::string& path, std::string* bodyText,
+                                 bool needsSession) {
   const std::string fullPath = mBasePath + path;
   const std::string request = describeRequest(method, fullPath, mServer, mPort);
 
@@ -67,6 +86,11 @@ nlohmann::json Session::call(const std::string& method, const std::string& path,
     throw ApiException(request + ": the base path must start with '/'");
 
   vantor::http::Request httpRequest;
+  // The request's copy of the body goes the same way as the caller's.
+  struct Wipe {
+    std::string& text;
+    ~Wipe() { wipeText(text); }
+  } wipe{httpRequest.body};
   httpRequest.method = method;
   httpRequest.host = mServer;
   httpRequest.port = static_cast<std::uint16_t>(mPort);
@@ -76,10 +100,13 @@ nlohmann::json Session::call(const std::string& method, const std::string& path,
   httpRequest.headers.push_back({"Accept", "application/json"});
   httpRequest.headers.push_back({"User-Agent", mLibrary.getUserAgent()});
   if (needsSession) httpRequest.headers.push_back({"X-Auth-Token", mToken});
-  if (body) {
+  if (bodyText) {
     httpRequest.headers.push_back({"Content-Type", "application/json"});
-    httpRequest.body = encodeBody(*body, request);
+    httpRequest.body = std::move(*bodyText);  // the same buffer, not a copy
   }
+  // Depth is judged while the answer arrives: the parser below only sees a bounded answer.
+  const auto depth = std::make_shared<JsonDepthGuard>();
+  httpRequest.inspectBody = [depth](std::string_view piece) { depth->feed(piece); };
 
   const auto started = std::chrono::steady_clock::now();
   vantor::http::Response response;

@@ -32,6 +32,10 @@ class Session {
   // throw ApiException.
   nlohmann::json call(const std::string& method, const std::string& path, const nlohmann::json* body,
                       bool needsSession = true);
+  // The same with a body encoded already. The text may hold a password: it is wiped here, once
+  // the exchange is over, whatever its outcome.
+  nlohmann::json callWithBodyText(const std::string& method, const std::string& path, std::string bodyText,
+                                  bool needsSession);
 
   // Runs `read` on an answer; its AnswerError becomes an ApiException naming the request.
   template <class Read>
@@ -66,6 +70,8 @@ class Session {
 
  private:
   vantor::http::Connection& connection();
+  nlohmann::json exchange(const std::string& method, const std::string& path, std::string* bodyText,
+                          bool needsSession);
   [[noreturn]] void throwServerError(const std::string& method, const std::string& path,
                                      const vantor::http::Response& response);
 

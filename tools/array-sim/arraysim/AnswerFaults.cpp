@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <ostream>
 #include <string>
+#include <string_view>
 
 namespace arraysim {
 
@@ -82,6 +83,48 @@ bool sendTrickled(ArrayState& state, const FaultSpec& fault, Poco::Net::HTTPServ
         if (!out) return true;  // the client went away; nothing more to send
     }
     return true;
+}
+
+bool generatesAnswer(const FaultSpec& fault) { return fault.floodBytes > 0 || fault.nestDepth > 0; }
+
+void sendGenerated(ArrayState& state, const FaultSpec& fault, Poco::Net::HTTPServerResponse& response) {
+    static constexpr std::string_view kOpen = R"({"data":[{"name":")";
+    static constexpr std::string_view kClose = R"("}]})";
+    const bool nested = fault.nestDepth > 0;
+    const auto depth = static_cast<long long>(fault.nestDepth);
+    const long long total =
+        nested ? 2 * depth : std::max<long long>(fault.floodBytes, static_cast<long long>(kOpen.size() + kClose.size()));
+    response.setStatusAndReason(Poco::Net::HTTPResponse::HTTP_OK);
+    response.setContentType("application/json");
+    // Without a length (chunked): only what arrives can stop the client, not what is announced.
+    response.setChunkedTransferEncoding(true);
+    std::ostream& out = response.send();
+    const std::string pad(64 * 1024, 'x');
+    const std::string opens(64 * 1024, '[');
+    const std::string closes(64 * 1024, ']');
+    // What goes at byte `at` onwards, at most one piece.
+    const auto piece = [&](long long at) -> std::string_view {
+        if (nested) {
+            const std::string& fill = at < depth ? opens : closes;
+            const long long end = at < depth ? depth : total;
+            return std::string_view(fill).substr(0, static_cast<std::size_t>(std::min<long long>(end - at, 65536)));
+        }
+        if (at == 0) return kOpen;
+        const long long closeAt = total - static_cast<long long>(kClose.size());
+        if (at >= closeAt) return kClose;
+        return std::string_view(pad).substr(0, static_cast<std::size_t>(std::min<long long>(closeAt - at, 65536)));
+    };
+    try {
+        for (long long at = 0; at < total && out && state.pause(0);) {
+            const std::string_view next = piece(at);
+            out.write(next.data(), static_cast<std::streamsize>(next.size()));
+            at += static_cast<long long>(next.size());
+        }
+        out.flush();
+    } catch (const std::exception&) {
+        // The client went away: the answer simply ends.
+    }
+    response.setKeepAlive(false);
 }
 
 }  // namespace arraysim

@@ -25,4 +25,12 @@ void shapeAnswerBody(const FaultSpec& fault, nlohmann::json& body);
 bool sendTrickled(ArrayState& state, const FaultSpec& fault, Poco::Net::HTTPServerResponse& response, int status,
                   const nlohmann::json& body);
 
+// True when the fault replaces the answer by a generated one (flood_bytes, nest_depth).
+bool generatesAnswer(const FaultSpec& fault);
+
+// Sends the generated answer, chunked (no length announced): a 200 whose body is flood_bytes
+// long (one JSON string member padded to that size) or nest_depth lists deep, made piece by
+// piece while it goes out. Ends quietly when the client goes away or the simulator stops.
+void sendGenerated(ArrayState& state, const FaultSpec& fault, Poco::Net::HTTPServerResponse& response);
+
 }  // namespace arraysim

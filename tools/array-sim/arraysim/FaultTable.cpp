@@ -25,6 +25,12 @@ void FaultTable::add(const FaultSpec& fault) {
     if (fault.oversize < 0 || fault.oversize > kMaxOversize) {
         throw std::invalid_argument("fault oversize must be between 0 and " + std::to_string(kMaxOversize));
     }
+    if (fault.floodBytes < 0 || fault.floodBytes > kMaxFloodBytes) {
+        throw std::invalid_argument("fault flood_bytes must be between 0 and " + std::to_string(kMaxFloodBytes));
+    }
+    if (fault.nestDepth < 0 || fault.nestDepth > kMaxNestDepth) {
+        throw std::invalid_argument("fault nest_depth must be between 0 and " + std::to_string(kMaxNestDepth));
+    }
     mPending.push_back({fault, fault.skip, fault.count});
 }
 
@@ -53,7 +59,8 @@ nlohmann::json FaultTable::toJson() const {
                         {"malformed", p.fault.malformed}, {"skip", p.toSkip}, {"lost", p.fault.lost},
                         {"trickle_ms", p.fault.trickleMs}, {"trickle_bytes", p.fault.trickleBytes},
                         {"wrong_type", p.fault.wrongType}, {"omit", p.fault.omit},
-                        {"oversize", p.fault.oversize}});
+                        {"oversize", p.fault.oversize}, {"flood_bytes", p.fault.floodBytes},
+                        {"nest_depth", p.fault.nestDepth}});
     }
     return list;
 }

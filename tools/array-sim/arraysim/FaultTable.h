@@ -17,6 +17,10 @@ bool isFaultOperation(const std::string& op);
 // The longest list an oversize fault makes: enough to show that a client bounds what it reads,
 // small enough that the simulator itself never runs short of memory.
 inline constexpr int kMaxOversize = 100000;
+// Flooded and deeply nested answers are made while they are sent, so they can be far larger
+// than the simulator's own memory allows.
+inline constexpr long long kMaxFloodBytes = 4LL * 1024 * 1024 * 1024;
+inline constexpr int kMaxNestDepth = 1000 * 1000 * 1000;
 
 class FaultTable {
 public:

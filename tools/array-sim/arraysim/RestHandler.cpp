@@ -53,6 +53,11 @@ void RestHandler::operator()(Poco::Net::HTTPServerRequest& request, Poco::Net::H
         if (ticket.fault) {
             status = applyTransportFault(mState, *ticket.fault, response);
             injected = status != -1;
+            if (status == -1 && generatesAnswer(*ticket.fault)) {
+                sendGenerated(mState, *ticket.fault, response);
+                status = 200;
+                injected = true;
+            }
             if (status == -1 && ticket.fault->status != 0) {
                 sendError(response, ticket.fault->status, ticket.fault->code, ticket.fault->text);
                 status = ticket.fault->status;

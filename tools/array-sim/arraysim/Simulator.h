@@ -124,6 +124,8 @@ struct FaultSpec {
     std::string wrongType{};  // this attribute answers a value of another JSON type
     std::string omit{};       // this attribute is left out of the answer
     int oversize = 0;       // the answer's list is grown to this many entries
+    long long floodBytes = 0;  // the answer is this many bytes, made piece by piece as it goes out
+    int nestDepth = 0;         // the answer is JSON nested this deep, made as it goes out (REST)
 };
 
 struct IScsiLoginResult {

@@ -7,8 +7,12 @@
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 
+#include <algorithm>
 #include <iostream>
+#include <string>
+#include <string_view>
 #include <stdexcept>
 
 namespace arraysim {
@@ -32,6 +36,35 @@ int answerNotXml(struct soap* context, int status) {
                               std::to_string(body.size()) + "\r\nConnection: close\r\n\r\n" + body;
     // Raw bytes on purpose: gSOAP would only ever write a well-formed message.
     (void)::send(context->socket, reply.data(), reply.size(), MSG_NOSIGNAL);
+    return closeWithoutAnswer(context);
+}
+
+// A getProtocols answer padded with whitespace between its elements to `total` bytes, made
+// piece by piece as it goes out: a service that floods the client. Ends when the client goes.
+int answerFlood(struct soap* context, ArrayState& state, long long total) {
+    static constexpr std::string_view kOpen =
+        "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<SOAP-ENV:Envelope "
+        "xmlns:SOAP-ENV=\"http://schemas.xmlsoap.org/soap/envelope/\" xmlns:ns=\"urn:vantor:groupmgmt:1\">"
+        "<SOAP-ENV:Body><ns:getProtocolsResponse>";
+    static constexpr std::string_view kClose =
+        "<protocol>rest-v1</protocol></ns:getProtocolsResponse></SOAP-ENV:Body></SOAP-ENV:Envelope>";
+    total = std::max<long long>(total, static_cast<long long>(kOpen.size() + kClose.size()));
+    const std::string header = "HTTP/1.1 200 OK\r\nContent-Type: text/xml; charset=utf-8\r\nContent-Length: " +
+                               std::to_string(total) + "\r\nConnection: close\r\n\r\n";
+    const timeval sendTimeout{kIoTimeoutSeconds, 0};
+    ::setsockopt(context->socket, SOL_SOCKET, SO_SNDTIMEO, &sendTimeout, sizeof sendTimeout);
+    const auto put = [context](std::string_view bytes) {
+        return ::send(context->socket, bytes.data(), bytes.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(bytes.size());
+    };
+    const std::string pad(64 * 1024, ' ');
+    bool sending = put(header) && put(kOpen);
+    const long long padding = total - static_cast<long long>(kOpen.size() + kClose.size());
+    for (long long sent = 0; sending && sent < padding && state.pause(0);) {
+        const auto size = static_cast<std::size_t>(std::min<long long>(padding - sent, static_cast<long long>(pad.size())));
+        sending = put(std::string_view(pad).substr(0, size));
+        sent += static_cast<long long>(size);
+    }
+    if (sending) put(kClose);
     return closeWithoutAnswer(context);
 }
 
@@ -105,6 +138,10 @@ int SoapServer::getProtocols(struct soap* context, std::vector<std::string>& pro
     if (fault.drop) {
         mState.finishRequest(ticket.ticket, 0, true);
         return closeWithoutAnswer(context);
+    }
+    if (fault.floodBytes > 0) {
+        mState.finishRequest(ticket.ticket, 200, true);
+        return answerFlood(context, mState, fault.floodBytes);
     }
     if (fault.malformed) {
         const int status = fault.status != 0 ? fault.status : 200;

@@ -90,6 +90,8 @@ FaultSpec faultSpecFromJson(const nlohmann::json& json) {
     fault.wrongType = member(json, "wrong_type", fault.wrongType);
     fault.omit = member(json, "omit", fault.omit);
     fault.oversize = member(json, "oversize", fault.oversize);
+    fault.floodBytes = member(json, "flood_bytes", fault.floodBytes);
+    fault.nestDepth = member(json, "nest_depth", fault.nestDepth);
     return fault;
 }
 

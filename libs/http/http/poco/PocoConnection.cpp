@@ -18,6 +18,7 @@
 
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <array>
 #include <istream>
 #include <mutex>
@@ -280,10 +281,11 @@ class PocoConnection final : public Connection {
 
     Poco::Net::HTTPResponse pocoResponse;
     try {
+      // POCO puts the head into the request's stream; out it goes, then the body on its own.
       std::ostream& out = mSession->sendRequest(pocoRequest);
-      out.write(request.body.data(), static_cast<std::streamsize>(request.body.size()));
       out.flush();
       if (!out) throwStored(request, "the request could not be written");
+      sendBody(request);
       std::istream& in = mSession->receiveResponse(pocoResponse);
       response.status = static_cast<int>(pocoResponse.getStatus());
       for (const auto& [name, value] : pocoResponse) response.headers.push_back(Header{name, value});
@@ -310,21 +312,35 @@ class PocoConnection final : public Connection {
     return pocoResponse.getKeepAlive();
   }
 
+  // The body goes to the socket itself, after the head: POCO's request
+  // stream would copy it into a pooled buffer that is used again without being wiped, and the
+  // body may be a login.
+  void sendBody(const Request& request) {
+    Poco::Net::StreamSocket& socket = mSession->socket();
+    std::size_t sent = 0;
+    while (sent < request.body.size()) {
+      const std::size_t piece = std::min<std::size_t>(request.body.size() - sent, 1u << 20);
+      const int n = socket.sendBytes(request.body.data() + sent, static_cast<int>(piece));
+      if (n <= 0) throwStored(request, "the request could not be written");
+      sent += static_cast<std::size_t>(n);
+    }
+  }
+
   void readBody(const Request& request, const Poco::Net::HTTPResponse& pocoResponse, std::istream& in,
                 std::string& body) {
     const bool hasLength = pocoResponse.hasContentLength();
     const Poco::Int64 length = hasLength ? pocoResponse.getContentLength64() : -1;
-    if (hasLength && length > static_cast<Poco::Int64>(kMaxResponseBodyBytes))
-      fail(TransportErrorKind::Protocol, request, "the answer announces " + std::to_string(length) + " bytes");
+    const std::size_t limit = std::min(request.maxBodyBytes, kMaxResponseBodyBytes);
+    if (hasLength && length > static_cast<Poco::Int64>(limit))
+      fail(TransportErrorKind::Protocol, request,
+           "the answer announces " + std::to_string(length) + " bytes, over the answer size limit of " +
+               std::to_string(limit) + " bytes");
     std::array<char, 16384> buffer{};
     while (in) {
       in.read(buffer.data(), static_cast<std::streamsize>(buffer.size()));
       const std::streamsize got = in.gcount();
       if (got <= 0) break;
-      if (body.size() + static_cast<std::size_t>(got) > kMaxResponseBodyBytes)
-        fail(TransportErrorKind::Protocol, request,
-             "the answer is larger than " + std::to_string(kMaxResponseBodyBytes) + " bytes");
-      body.append(buffer.data(), static_cast<std::size_t>(got));
+      detail::appendBodyPiece(request, body, std::string_view(buffer.data(), static_cast<std::size_t>(got)));
     }
     if (in.bad()) throwStored(request, "the answer could not be read");
     if (hasLength && static_cast<Poco::Int64>(body.size()) != length)

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "http/CertificatePin.h"
+#include "http/Deadline.h"
 #include "http/Exchange.h"
 #include "http/TransportError.h"
 #include "wincompat/WideString.h"
@@ -151,6 +152,54 @@ SOCKET connectWithin(const Request& request, const Timeouts& timeouts) {
   return guard.release();
 }
 
+// Outbound credentials offering TLS 1.3 and 1.2 (SCH_CREDENTIALS, Windows 10 2004 and later);
+// a system that does not know that form gets the older one offering TLS 1.2 alone.
+void acquireClientCredentials(const Request& request, CredentialsHandle& credentials) {
+  // The certificate is judged by the caller (its pin), not by Schannel.
+  constexpr DWORD kFlags = SCH_CRED_MANUAL_CRED_VALIDATION | SCH_CRED_NO_DEFAULT_CREDS;
+  TimeStamp expiry{};
+  TLS_PARAMETERS parameters{};
+  parameters.grbitDisabledProtocols = ~static_cast<DWORD>(SP_PROT_TLS1_2_CLIENT | SP_PROT_TLS1_3_CLIENT);
+  SCH_CREDENTIALS modern{};
+  modern.dwVersion = SCH_CREDENTIALS_VERSION;
+  modern.dwFlags = kFlags;
+  modern.cTlsParameters = 1;
+  modern.pTlsParameters = &parameters;
+  if (AcquireCredentialsHandleW(nullptr, const_cast<LPWSTR>(UNISP_NAME_W), SECPKG_CRED_OUTBOUND, nullptr, &modern,
+                                nullptr, nullptr, &credentials.handle, &expiry) == SEC_E_OK) {
+    credentials.valid = true;
+    return;
+  }
+  SCHANNEL_CRED older{};
+  older.dwVersion = SCHANNEL_CRED_VERSION;
+  older.grbitEnabledProtocols = SP_PROT_TLS1_2_CLIENT;
+  older.dwFlags = kFlags;
+  if (AcquireCredentialsHandleW(nullptr, const_cast<LPWSTR>(UNISP_NAME_W), SECPKG_CRED_OUTBOUND, nullptr, &older,
+                                nullptr, nullptr, &credentials.handle, &expiry) != SEC_E_OK)
+    fail(TransportErrorKind::Tls, request, "Schannel is not available");
+  credentials.valid = true;
+}
+
+// One read of the handshake, waiting at most for what is left of the exchange's time: a server
+// that trickles its part a byte at a time is cut off by the deadline, not by a per-read timeout.
+int receiveWithin(SOCKET socket, const Request& request, const Deadline& deadline, char* buffer, int size) {
+  const auto timedOut = [&] {
+    fail(TransportErrorKind::Timeout, request,
+         "the TLS handshake did not end within " + std::to_string(deadline.budget().count()) + " ms");
+  };
+  if (deadline.passed()) timedOut();
+  fd_set readable;
+  FD_ZERO(&readable);
+  FD_SET(socket, &readable);
+  const auto ms = deadline.cap(deadline.budget()).count();
+  timeval limit{static_cast<long>(ms / 1000), static_cast<long>((ms % 1000) * 1000)};
+  const int ready = select(0, &readable, nullptr, nullptr, &limit);
+  if (ready == 0) timedOut();
+  if (ready < 0)
+    fail(TransportErrorKind::Tls, request, "the TLS handshake failed (error " + std::to_string(WSAGetLastError()) + ")");
+  return recv(socket, buffer, size, 0);
+}
+
 }  // namespace
 
 CertificateFacts describeCertificate(PCCERT_CONTEXT certificate) {
@@ -158,20 +207,12 @@ CertificateFacts describeCertificate(PCCERT_CONTEXT certificate) {
           fromFileTime(certificate->pCertInfo->NotBefore), fromFileTime(certificate->pCertInfo->NotAfter)};
 }
 
-CertificateFacts handshakeCertificate(const Request& request, const Timeouts& timeouts) {
-  const Socket socket(connectWithin(request, timeouts));
-
-  SCHANNEL_CRED settings{};
-  settings.dwVersion = SCHANNEL_CRED_VERSION;
-  settings.grbitEnabledProtocols = SP_PROT_TLS1_2_CLIENT;
-  // The certificate is judged by the caller (its pin), not by Schannel.
-  settings.dwFlags = SCH_CRED_MANUAL_CRED_VALIDATION | SCH_CRED_NO_DEFAULT_CREDS;
+CertificateFacts handshakeCertificate(const Request& request, const Timeouts& timeouts, const Deadline& deadline) {
+  if (deadline.passed())
+    fail(TransportErrorKind::Timeout, request, "no time left for the TLS handshake");
+  const Socket socket(connectWithin(request, Timeouts{deadline.cap(timeouts.connect), deadline.cap(timeouts.receive)}));
   CredentialsHandle credentials;
-  TimeStamp expiry{};
-  if (AcquireCredentialsHandleW(nullptr, const_cast<LPWSTR>(UNISP_NAME_W), SECPKG_CRED_OUTBOUND, nullptr, &settings,
-                                nullptr, nullptr, &credentials.handle, &expiry) != SEC_E_OK)
-    fail(TransportErrorKind::Tls, request, "Schannel is not available");
-  credentials.valid = true;
+  acquireClientCredentials(request, credentials);
 
   std::wstring target = wincompat::ToWide(request.host);
   const ULONG wanted = ISC_REQ_SEQUENCE_DETECT | ISC_REQ_REPLAY_DETECT | ISC_REQ_CONFIDENTIALITY |
@@ -195,7 +236,7 @@ CertificateFacts handshakeCertificate(const Request& request, const Timeouts& ti
   while (status == SEC_I_CONTINUE_NEEDED || status == SEC_E_INCOMPLETE_MESSAGE) {
     if (needMore) {
       char chunk[16384];
-      const int got = recv(socket.get(), chunk, sizeof(chunk), 0);
+      const int got = receiveWithin(socket.get(), request, deadline, chunk, static_cast<int>(sizeof(chunk)));
       if (got <= 0)
         fail(got == 0 ? TransportErrorKind::Tls : TransportErrorKind::Timeout, request,
              "the server ended the TLS handshake (error " + std::to_string(WSAGetLastError()) + ")");
@@ -241,7 +282,7 @@ std::string presentedCertificateSha256(const std::string& host, std::uint16_t po
   request.port = port;
   request.tls = true;
   detail::validateRequest(request);
-  return win32::handshakeCertificate(request, timeouts).sha256;
+  return win32::handshakeCertificate(request, timeouts, Deadline::after(timeouts.connect + timeouts.receive)).sha256;
 }
 
 }  // namespace vantor::http

@@ -8,6 +8,7 @@
 #include <chrono>
 #include <string>
 
+#include "http/Deadline.h"
 #include "http/Transport.h"
 
 namespace vantor::http::win32 {
@@ -20,8 +21,10 @@ struct CertificateFacts {
 
 CertificateFacts describeCertificate(PCCERT_CONTEXT certificate);
 
-// Connects to request.host:request.port, completes a TLS handshake without checking the
-// certificate, and closes again. Throws TransportError naming `request`.
-CertificateFacts handshakeCertificate(const Request& request, const Timeouts& timeouts);
+// Connects to request.host:request.port, completes a TLS handshake (TLS 1.3 where the system
+// offers it, else 1.2) without checking the certificate, and closes again. The whole handshake
+// is over by `deadline` (each wait also within `timeouts`). Throws TransportError naming
+// `request`: Timeout when the deadline passed.
+CertificateFacts handshakeCertificate(const Request& request, const Timeouts& timeouts, const Deadline& deadline);
 
 }  // namespace vantor::http::win32

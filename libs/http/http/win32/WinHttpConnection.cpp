@@ -184,8 +184,7 @@ class WinHttpConnection final : public Connection {
       // anything (under Wine, closing the request handle in the callback does not stop the
       // send; the callback still refuses a connection whose certificate changed later).
       if (request.tls && !mTls.pinnedSha256.empty()) {
-        const win32::CertificateFacts facts = win32::handshakeCertificate(
-            request, Timeouts{deadline.cap(mTimeouts.connect), deadline.cap(mTimeouts.receive)});
+        const win32::CertificateFacts facts = win32::handshakeCertificate(request, mTimeouts, deadline);
         const std::string refusal = pinRefusal(facts.sha256, mTls.pinnedSha256, facts.notBefore, facts.notAfter);
         if (!refusal.empty()) fail(TransportErrorKind::Tls, request, "certificate refused: " + refusal);
       }
@@ -328,10 +327,7 @@ class WinHttpConnection final : public Connection {
       DWORD got = 0;
       if (!WinHttpReadData(handle, buffer.data(), wanted, &got)) failWith(GetLastError(), Phase::Receive, request, limits);
       if (got == 0) return;
-      if (body.size() + got > kMaxResponseBodyBytes)
-        fail(TransportErrorKind::Protocol, request,
-             "the answer is larger than " + std::to_string(kMaxResponseBodyBytes) + " bytes");
-      body.append(buffer.data(), got);
+      detail::appendBodyPiece(request, body, std::string_view(buffer.data(), got));
     }
   }
 

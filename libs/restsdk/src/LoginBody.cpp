@@ -1,0 +1,101 @@
+#include "LoginBody.h"
+
+#include <array>
+#include <stdexcept>
+
+namespace VantorStorage::WS::detail {
+
+namespace {
+
+// Length of the UTF-8 sequence that starts at `at`, or 0 when it is not a valid one.
+std::size_t sequenceLength(std::string_view text, std::size_t at) {
+  const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
+  const unsigned char lead = byte(at);
+  if (lead < 0x80) return 1;
+  std::size_t length = 0;
+  unsigned char low = 0x80;
+  unsigned char high = 0xBF;
+  if (lead >= 0xC2 && lead <= 0xDF) {
+    length = 2;
+  } else if (lead >= 0xE0 && lead <= 0xEF) {
+    length = 3;
+    if (lead == 0xE0) low = 0xA0;
+    if (lead == 0xED) high = 0x9F;  // no surrogates
+  } else if (lead >= 0xF0 && lead <= 0xF4) {
+    length = 4;
+    if (lead == 0xF0) low = 0x90;
+    if (lead == 0xF4) high = 0x8F;
+  } else {
+    return 0;
+  }
+  if (text.size() - at < length) return 0;
+  for (std::size_t i = 1; i < length; ++i) {
+    const unsigned char next = byte(at + i);
+    if (next < (i == 1 ? low : 0x80) || next > (i == 1 ? high : 0xBF)) return 0;
+  }
+  return length;
+}
+
+// Appends the JSON string literal of `text` to `out`; with `out` null only counts its size.
+std::size_t quote(std::string_view text, std::string* out) {
+  static constexpr std::array<char, 16> kHex = {'0', '1', '2', '3', '4', '5', '6', '7',
+                                                '8', '9', 'a', 'b', 'c', 'd', 'e', 'f'};
+  std::size_t size = 2;
+  if (out) out->push_back('"');
+  for (std::size_t at = 0; at < text.size();) {
+    const std::size_t length = sequenceLength(text, at);
+    if (length == 0) throw std::invalid_argument("text that is not valid UTF-8");
+    const auto c = static_cast<unsigned char>(text[at]);
+    if (c == '"' || c == '\\') {
+      size += 2;
+      if (out) {
+        out->push_back('\\');
+        out->push_back(static_cast<char>(c));
+      }
+    } else if (c < 0x20) {
+      size += 6;
+      if (out) {
+        out->append("\\u00");
+        out->push_back(kHex[c >> 4]);
+        out->push_back(kHex[c & 0x0f]);
+      }
+    } else {
+      size += length;
+      if (out) out->append(text.substr(at, length));
+    }
+    at += length;
+  }
+  if (out) out->push_back('"');
+  return size;
+}
+
+}  // namespace
+
+std::string loginBody(std::string_view user, std::string_view password, std::string_view appName) {
+  static constexpr std::string_view kOpen = R"({"data":{"username":)";
+  static constexpr std::string_view kPassword = R"(,"password":)";
+  static constexpr std::string_view kAppName = R"(,"app_name":)";
+  static constexpr std::string_view kClose = "}}";
+  // Sized (and every text checked) before a byte is written: a string that grows leaves its
+  // earlier buffers behind unwiped, and a refusal half way would leave a part of the password.
+  const std::size_t size = kOpen.size() + quote(user, nullptr) + kPassword.size() + quote(password, nullptr) +
+                           kAppName.size() + quote(appName, nullptr) + kClose.size();
+  std::string body;
+  body.reserve(size);
+  body.append(kOpen);
+  quote(user, &body);
+  body.append(kPassword);
+  quote(password, &body);
+  body.append(kAppName);
+  quote(appName, &body);
+  body.append(kClose);
+  return body;
+}
+
+void wipeText(std::string& text) {
+  volatile char* bytes = text.data();
+  for (std::size_t i = 0; i < text.size(); ++i) bytes[i] = 0;
+  text.clear();
+}
+
+}  // namespace VantorStorage::WS::detail

@@ -1,0 +1,16 @@
+#pragma once
+// The body of the login request, written by hand into one buffer of its final size: the JSON
+// library would spread the password over nodes and growing strings that are freed unwiped.
+#include <string>
+#include <string_view>
+
+namespace VantorStorage::WS::detail {
+
+// {"data":{"username":U,"password":P,"app_name":A}}. Throws std::invalid_argument, quoting
+// nothing, when a text is not valid UTF-8. The caller wipes the result (wipeText) when done.
+std::string loginBody(std::string_view user, std::string_view password, std::string_view appName);
+
+// Overwrites the text's bytes in a way the optimiser keeps, then empties it.
+void wipeText(std::string& text);
+
+}  // namespace VantorStorage::WS::detail
