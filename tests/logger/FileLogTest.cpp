@@ -151,9 +151,11 @@ TEST_F(FileLog, LinesFromManyThreadsAllArriveInEachThreadsOrderAndBlocksKeepThem
     std::vector<std::thread> threads;
     for (int t = 0; t < kThreads; ++t) {
       threads.emplace_back([t, held, &halfway] {
-        std::optional<logger::TraceBlock> block;
-        if (held) block.emplace();
-        const logger::TraceBlock inner;  // adds nothing to an open block
+        std::optional<logger::TraceBlock> block, inner;
+        if (held) {
+          block.emplace();
+          inner.emplace();  // adds nothing to the open block
+        }
         for (int n = 0; n < kLines; ++n) {
           if (n == kLines / 2) halfway.arrive_and_wait();
           VA_LOG(MSG_INFO, L"thread %d line %d", t, n);

@@ -174,7 +174,7 @@ TEST_F(ProviderOperationsTest, CommitAsksEveryGroupAtOnceAndAnyFailureVetoes) {
         VA_LOG(MSG_INFO, L"fake %S leaves", uid);
       };
     }
-    groupA_->createTakesMs = 50;  // still busy when B is done
+    groupB_->createTakesMs = 50;  // B, on a worker, is still busy when A is done
     groupB_->failCreate = failB;
     const int committedBefore = EventCount(4260);
     const VSS_ID set = Prepare({"aaa1", "bbb1"});
