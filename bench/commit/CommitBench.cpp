@@ -5,7 +5,7 @@
 // slowest group (delays included; the groups are asked side by side), and the CPU time of the
 // thread that called CommitSnapshots (which asks the first group itself: on one group that is
 // all of the provider's work but the trace writer's). Usage: commit_bench [--delay-ms D]
-// [--repeat R] [--json]
+// [--repeat R] [--volumes N (only this many)] [--json]
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -138,12 +138,14 @@ int main(int argc, char** argv) {
   int delayMs = 2;
   int repeat = 5;
   bool json = false;
+  std::vector<int> volumeCounts{1, 8, 64};
   for (int i = 1; i < argc; ++i) {
     if (!std::strcmp(argv[i], "--delay-ms") && i + 1 < argc) delayMs = std::atoi(argv[++i]);
     else if (!std::strcmp(argv[i], "--repeat") && i + 1 < argc) repeat = std::max(1, std::atoi(argv[++i]));
     else if (!std::strcmp(argv[i], "--json")) json = true;
+    else if (!std::strcmp(argv[i], "--volumes") && i + 1 < argc) volumeCounts = {std::max(1, std::atoi(argv[++i]))};
     else {
-      std::cerr << "usage: commit_bench [--delay-ms D] [--repeat R] [--json]\n";
+      std::cerr << "usage: commit_bench [--delay-ms D] [--repeat R] [--volumes N] [--json]\n";
       return 2;
     }
   }
@@ -166,7 +168,7 @@ int main(int argc, char** argv) {
                 "x 1 group", "own ms", "cpu ms");
   std::map<int, double> oneGroupMs;  // volumes -> commit ms on one group
   for (const int groups : {1, 2, 4}) {
-    for (const int volumes : {1, 8, 64}) {
+    for (const int volumes : volumeCounts) {
       std::vector<double> commits, owns, cpus;
       CaseResult last;
       for (int i = 0; i < repeat; ++i) {

@@ -8,10 +8,18 @@
 namespace logger {
 namespace {
 thread_local TraceBlock* tOpenBlock = nullptr;
+// Room for what one array operation on a few dozen volumes logs, so the block rarely grows.
+constexpr std::size_t kReservedLines = 256;
 }  // namespace
 
 TraceBlock::TraceBlock() : active_(tOpenBlock == nullptr) {
-  if (active_) tOpenBlock = this;
+  if (!active_) return;
+  tOpenBlock = this;
+  try {
+    held_.reserve(kReservedLines);
+  } catch (...) {
+    // The block grows as lines come, or passes them on when it cannot.
+  }
 }
 
 TraceBlock::~TraceBlock() {
