@@ -3,6 +3,7 @@
 // PostFinalCommitSnapshots / AbortSnapshots end the set.
 #include <algorithm>
 #include <chrono>
+#include <cstddef>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -11,6 +12,7 @@
 #include "array/VaVssArrayWrapper.h"
 #include "logger/EventReporter.h"
 #include "messages/VantorVssMessages.h"
+#include "provider/GroupCreate.h"
 #include "provider/ProviderCall.h"
 #include "provider/ProviderTexts.h"
 #include "provider/VaVssHwProvider.h"
@@ -234,21 +236,24 @@ HRESULT CVaVssHwProvider::CommitSnapshots(VSS_ID SnapshotSetId) {
     }
     committing = set;
     const CommitWindow window(set->mGroups, windowEnd);
-    for (const auto& group : set->mGroups) {
-      VA_LOG(MSG_INFO, L"Issuing a create snapshot request...");
-      group->mCreateRequested = true;
-      const HRESULT created = group->mArray->CreateSnapshotSet(SnapshotSetId, group->mSnapshots);
-      if (FAILED(created)) {
+    // Every group is asked at once; the freeze lasts as long as the slowest of them. From here
+    // on each group may hold snapshots of the set that no LUN record names.
+    for (const auto& group : set->mGroups) group->mCreateRequested = true;
+    const std::vector<HRESULT> created = provider::CreateOnEveryGroup(SnapshotSetId, set->mGroups);
+    for (std::size_t i = 0; i < created.size(); ++i) {
+      if (FAILED(created[i])) {
         if (window.Passed()) {
           VA_LOG(MSG_ERROR,
                  L"** CommitSnapshots : the arrays did not finish within the %lld seconds that VSS holds the writes",
                  static_cast<long long>(kCommitWindow.count()));
         }
-        // Snapshots of the groups before this one stay for AbortSnapshots to remove.
+        // What every group made stays for AbortSnapshots to remove.
         VA_LOG(MSG_ERROR, L"Failed to commit snapshots for at least one array. Error 0x%x",
-               static_cast<unsigned>(created));
+               static_cast<unsigned>(created[i]));
         return VSS_E_PROVIDER_VETO;
       }
+    }
+    for (const auto& group : set->mGroups) {
       for (const auto& info : group->mSnapshots) {
         if (!info->mSnapshotSerialNumber.empty())
           mSnapToSourceSerialMap[info->mSnapshotSerialNumber] = info->mSourceSerialNumber;

@@ -1,14 +1,19 @@
 // Commit benchmark: a snapshot set of N volumes on G groups, the simulator adding a round-trip
 // delay to every request. Per case it reports the REST requests CommitSnapshots sent to each
-// group, the commit's wall time, and the provider's own time: the wall time less what the
-// simulator accounted for answering (delays included). Usage: commit_bench [--delay-ms D]
-// [--repeat R] [--json]
+// group, the commit's wall time and its ratio to the same volumes on one group, and the
+// provider's own time: the wall time less what the simulator accounted for answering the
+// slowest group (delays included; the groups are asked side by side), and the CPU time of the
+// thread that called CommitSnapshots (which asks the first group itself: on one group that is
+// all of the provider's work but the trace writer's). Usage: commit_bench [--delay-ms D]
+// [--repeat R] [--volumes N (only this many)] [--json]
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
 #include <filesystem>
 #include <iostream>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <random>
 #include <string>
@@ -34,7 +39,14 @@ struct CaseResult {
   int requestsPerGroupMin = 0;
   double commitMs = 0;
   double ownMs = 0;
+  double callerCpuMs = 0;
 };
+
+double ThreadCpuMs() {
+  timespec now{};
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+  return static_cast<double>(now.tv_sec) * 1e3 + static_cast<double>(now.tv_nsec) / 1e6;
+}
 
 double Median(std::vector<double> values) {
   std::sort(values.begin(), values.end());
@@ -97,22 +109,24 @@ CaseResult RunOnce(int volumes, int groups, int delayMs) {
     }
   }
   sim.resetLog();
+  const double cpuStart = ThreadCpuMs();
   const auto start = std::chrono::steady_clock::now();
   const HRESULT hr = sets.CommitSnapshots(set);
   const double commitMs = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+  const double callerCpuMs = ThreadCpuMs() - cpuStart;
   if (hr != S_OK) throw std::runtime_error("CommitSnapshots failed");
 
-  CaseResult r{volumes, groups, 0, 1 << 30, commitMs, 0};
+  CaseResult r{volumes, groups, 0, 1 << 30, commitMs, 0, callerCpuMs};
   const nlohmann::json log = sim.requestLog();
-  double accounted = 0;
+  double slowestGroup = 0;
   for (const auto& info : infos) {
     const int n = TotalRequests(log, info.id);
     if (n == 0) continue;  // a group that holds none of the set's volumes
     r.requestsPerGroupMax = std::max(r.requestsPerGroupMax, n);
     r.requestsPerGroupMin = std::min(r.requestsPerGroupMin, n);
-    accounted += sim.accountedMs(info.id);
+    slowestGroup = std::max(slowestGroup, sim.accountedMs(info.id));
   }
-  r.ownMs = commitMs - accounted;
+  r.ownMs = commitMs - slowestGroup;
   sets.PostFinalCommitSnapshots(set);
   hw->Release();
   return r;
@@ -124,12 +138,14 @@ int main(int argc, char** argv) {
   int delayMs = 2;
   int repeat = 5;
   bool json = false;
+  std::vector<int> volumeCounts{1, 8, 64};
   for (int i = 1; i < argc; ++i) {
     if (!std::strcmp(argv[i], "--delay-ms") && i + 1 < argc) delayMs = std::atoi(argv[++i]);
     else if (!std::strcmp(argv[i], "--repeat") && i + 1 < argc) repeat = std::max(1, std::atoi(argv[++i]));
     else if (!std::strcmp(argv[i], "--json")) json = true;
+    else if (!std::strcmp(argv[i], "--volumes") && i + 1 < argc) volumeCounts = {std::max(1, std::atoi(argv[++i]))};
     else {
-      std::cerr << "usage: commit_bench [--delay-ms D] [--repeat R] [--json]\n";
+      std::cerr << "usage: commit_bench [--delay-ms D] [--repeat R] [--volumes N] [--json]\n";
       return 2;
     }
   }
@@ -147,26 +163,33 @@ int main(int argc, char** argv) {
   logger::SetProcessEventLog(&events);
 
   nlohmann::json rows = nlohmann::json::array();
-  if (!json) std::printf("%-8s %-7s %-18s %-14s %-12s\n", "volumes", "groups", "requests/group", "commit ms", "own ms");
+  if (!json)
+    std::printf("%-8s %-7s %-16s %-11s %-10s %-9s %-9s\n", "volumes", "groups", "requests/group", "commit ms",
+                "x 1 group", "own ms", "cpu ms");
+  std::map<int, double> oneGroupMs;  // volumes -> commit ms on one group
   for (const int groups : {1, 2, 4}) {
-    for (const int volumes : {1, 8, 64}) {
-      std::vector<double> commits, owns;
+    for (const int volumes : volumeCounts) {
+      std::vector<double> commits, owns, cpus;
       CaseResult last;
       for (int i = 0; i < repeat; ++i) {
         last = RunOnce(volumes, groups, delayMs);
         commits.push_back(last.commitMs);
         owns.push_back(last.ownMs);
+        cpus.push_back(last.callerCpuMs);
       }
-      const double commit = Median(commits), own = Median(owns);
+      const double commit = Median(commits), own = Median(owns), cpu = Median(cpus);
+      if (groups == 1) oneGroupMs[volumes] = commit;
+      const double ratio = commit / oneGroupMs[volumes];
       if (!json)
-        std::printf("%-8d %-7d %-18s %-14.2f %-12.3f\n", volumes, groups,
+        std::printf("%-8d %-7d %-16s %-11.2f %-10.2f %-9.3f %-9.3f\n", volumes, groups,
                     (std::to_string(last.requestsPerGroupMin) + (last.requestsPerGroupMin == last.requestsPerGroupMax
                                                                      ? ""
                                                                      : "-" + std::to_string(last.requestsPerGroupMax)))
                         .c_str(),
-                    commit, own);
+                    commit, ratio, own, cpu);
       rows.push_back({{"volumes", volumes}, {"groups", groups}, {"requests_per_group_min", last.requestsPerGroupMin},
-                      {"requests_per_group_max", last.requestsPerGroupMax}, {"commit_ms", commit}, {"own_ms", own}});
+                      {"requests_per_group_max", last.requestsPerGroupMax}, {"commit_ms", commit}, {"ratio_to_one_group", ratio}, {"own_ms", own},
+                      {"caller_cpu_ms", cpu}});
     }
   }
   if (json) std::cout << nlohmann::json{{"delay_ms", delayMs}, {"repeat", repeat}, {"cases", rows}}.dump(2) << "\n";

@@ -7,6 +7,8 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <latch>
+#include <optional>
 #include <regex>
 #include <stdexcept>
 #include <string>
@@ -15,6 +17,7 @@
 
 #include "logger/FileLog.h"
 #include "logger/Logger.h"
+#include "logger/TraceBlock.h"
 
 namespace {
 
@@ -138,27 +141,46 @@ TEST_F(FileLog, OverflowDropsDetailLinesAndSaysHowMany) {
   for (std::size_t i = 0; i < 5; ++i) EXPECT_NE(lines[i + 1].find(rest[i]), std::string::npos) << lines[i + 1];
 }
 
-TEST_F(FileLog, LinesFromManyThreadsAllArriveInEachThreadsOrder) {
+// Threads that hold their lines in a trace block each leave one unbroken run of them, although
+// every thread logs half its lines before any logs the other half.
+TEST_F(FileLog, LinesFromManyThreadsAllArriveInEachThreadsOrderAndBlocksKeepThemTogether) {
   Open();
   constexpr int kThreads = 4;
   constexpr int kLines = 500;
-  std::vector<std::thread> threads;
-  for (int t = 0; t < kThreads; ++t) {
-    threads.emplace_back([t] {
-      for (int n = 0; n < kLines; ++n) VA_LOG(MSG_INFO, L"thread %d line %d", t, n);
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
+  for (const bool held : {false, true}) {
+    std::latch halfway(kThreads);
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t) {
+      threads.emplace_back([t, held, &halfway] {
+        std::optional<logger::TraceBlock> block, inner;
+        if (held) {
+          block.emplace();
+          inner.emplace();  // adds nothing to the open block
+        }
+        for (int n = 0; n < kLines; ++n) {
+          if (n == kLines / 2) halfway.arrive_and_wait();
+          VA_LOG(MSG_INFO, L"thread %d line %d", t, n);
+        }
+      });
+    }
+    for (std::thread& thread : threads) thread.join();
 
-  const std::vector<std::string> lines = Lines();
-  ASSERT_EQ(lines.size(), static_cast<std::size_t>(kThreads * kLines));
-  std::vector<int> next(kThreads, 0);
-  const std::regex message(R"(thread (\d) line (\d+)$)");
-  for (const std::string& line : lines) {
-    std::smatch match;
-    ASSERT_TRUE(std::regex_search(line, match, message)) << line;
-    const int t = std::stoi(match[1]);
-    ASSERT_EQ(std::stoi(match[2]), next[t]++) << line;
+    std::vector<std::string> lines = Lines();
+    ASSERT_EQ(lines.size(), static_cast<std::size_t>((held ? 2 : 1) * kThreads * kLines));
+    lines.erase(lines.begin(), lines.end() - kThreads * kLines);
+    std::vector<int> next(kThreads, 0);
+    int runs = 0;
+    int previous = -1;
+    const std::regex message(R"(thread (\d) line (\d+)$)");
+    for (const std::string& line : lines) {
+      std::smatch match;
+      ASSERT_TRUE(std::regex_search(line, match, message)) << line;
+      const int t = std::stoi(match[1]);
+      ASSERT_EQ(std::stoi(match[2]), next[t]++) << line;
+      runs += t != previous ? 1 : 0;
+      previous = t;
+    }
+    EXPECT_EQ(runs == kThreads, held) << runs;
   }
 }
 

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <functional>
 #include <map>
 #include <set>
 #include <memory>
@@ -87,6 +88,7 @@ class FakeArray : public VaVssArrayWrapper {
     int seen = mostCreatesInFlight.load();
     while (inside > seen && !mostCreatesInFlight.compare_exchange_weak(seen, inside)) {
     }
+    if (duringCreate) duringCreate();
     if (createTakesMs > 0) std::this_thread::sleep_for(std::chrono::milliseconds(createTakesMs));
     --createsInFlight;
     operations.push_back("create:" + std::to_string(luns.size()));
@@ -205,6 +207,7 @@ class FakeArray : public VaVssArrayWrapper {
   std::map<std::string, std::string> setOf;  // snapshot id to the set id text it was made for
   bool supported = true;
   int createTakesMs = 0;
+  std::function<void()> duringCreate;  // runs inside each create, before its delay
   std::atomic<int> createsInFlight{0};
   std::atomic<int> mostCreatesInFlight{0};
 

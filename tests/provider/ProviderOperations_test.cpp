@@ -4,9 +4,12 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
+#include <sstream>
 #include <thread>
 
 #include "FakeArray.h"
+#include "HostTestSupport.h"
 #include "logger/EventReporter.h"
 #include "logger/WindowsEventLogWrapper.h"
 #include "platform/emulated/EmulatedEventLog.h"
@@ -18,6 +21,8 @@
 #include "wincompat/Guid.h"
 
 namespace {
+
+constexpr const wchar_t* kLogSource = L"ProviderOperationsTest";
 
 VDS_LUN_INFORMATION* Luns(std::vector<provider::OwnedLunInformation>& owned, std::vector<VDS_LUN_INFORMATION>& view) {
   view.clear();
@@ -148,17 +153,54 @@ TEST_F(ProviderOperationsTest, RepeatedLunIsRecordedOnceAndEachGroupCommitsOnce)
   EXPECT_EQ(provider_->SnapshotSetCount(), 0u);
 }
 
-TEST_F(ProviderOperationsTest, CommitFailingOnTheSecondGroupLeavesTheFirstGroupsSnapshotsForAbort) {
-  groupB_->failCreate = true;
-  const VSS_ID set = Prepare({"aaa1", "bbb1"});
-  ASSERT_EQ(Sets().EndPrepareSnapshots(set), S_OK);
-  EXPECT_EQ(Sets().CommitSnapshots(set), VSS_E_PROVIDER_VETO);
-  EXPECT_EQ(Sets().AbortSnapshots(set), S_OK);
-  EXPECT_EQ(groupA_->operations,
-            (std::vector<std::string>{"create:1", "offline:snap-of-aaa1", "delete:snap-of-aaa1", "find-set"}));
-  EXPECT_EQ(groupB_->operations, (std::vector<std::string>{"create:1", "find-set"}));
-  EXPECT_EQ(EventCount(4230), 1);
-  EXPECT_EQ(provider_->SnapshotSetCount(), 0u);
+// The groups of a set are asked at the same time: each create waits (a while) for the other to
+// arrive, which only a concurrent commit lets happen. Each group's trace lines stay together
+// although the two creates run side by side, the commit returns only when both are over, and
+// one group's failure vetoes the set and leaves every group's snapshots for the abort.
+TEST_F(ProviderOperationsTest, CommitAsksEveryGroupAtOnceAndAnyFailureVetoes) {
+  for (const bool failB : {false, true}) {
+    SCOPED_TRACE(failB ? "group B fails" : "both succeed");
+    const hosttest::TraceCapture trace;
+    std::atomic<int> arrived{0};
+    std::atomic<int> met{0};
+    for (FakeArray* group : {groupA_.get(), groupB_.get()}) {
+      group->operations.clear();
+      group->duringCreate = [&, uid = group->GetGroupUid()] {
+        VA_LOG(MSG_INFO, L"fake %S arrives", uid);
+        ++arrived;
+        const auto giveUp = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+        while (arrived.load() < 2 && std::chrono::steady_clock::now() < giveUp) std::this_thread::yield();
+        met += arrived.load() == 2 ? 1 : 0;
+        VA_LOG(MSG_INFO, L"fake %S leaves", uid);
+      };
+    }
+    groupB_->createTakesMs = 50;  // B, on a worker, is still busy when A is done
+    groupB_->failCreate = failB;
+    const int committedBefore = EventCount(4260);
+    const VSS_ID set = Prepare({"aaa1", "bbb1"});
+    ASSERT_EQ(Sets().EndPrepareSnapshots(set), S_OK);
+    EXPECT_EQ(Sets().CommitSnapshots(set), failB ? VSS_E_PROVIDER_VETO : S_OK);
+    EXPECT_EQ(met.load(), 2);
+    EXPECT_EQ(groupA_->operations, std::vector<std::string>{"create:1"});
+    EXPECT_EQ(groupB_->operations, std::vector<std::string>{"create:1"});
+    EXPECT_EQ(EventCount(4260) - committedBefore, failB ? 0 : 1);
+    // The fakes' lines in trace order, by group: each group's two lines one after the other.
+    std::vector<char> order;
+    std::istringstream lines(trace.LinesWith("fake uid-"));
+    for (std::string line; std::getline(lines, line);) order.push_back(line[line.find("fake uid-") + 9]);
+    ASSERT_EQ(order.size(), 4u) << trace.LinesWith("fake uid-");
+    EXPECT_TRUE(order[0] == order[1] && order[2] == order[3]) << trace.LinesWith("fake uid-");
+    if (failB) {
+      EXPECT_EQ(Sets().AbortSnapshots(set), S_OK);
+      EXPECT_TRUE(groupA_->onArray.empty());
+      EXPECT_TRUE(groupB_->onArray.empty());
+    } else {
+      const auto described = provider_->DescribeSnapshotSet(set);
+      ASSERT_EQ(described.size(), 2u);
+      EXPECT_EQ(described[1].snapshotSerial, "sbbb1");
+      EXPECT_EQ(Sets().PostFinalCommitSnapshots(set), S_OK);
+    }
+  }
 }
 
 // VSS calls one provider object from several threads. Each operation holds the object lock

@@ -53,7 +53,7 @@ TEST_F(Requests, SearchSendsFilterAndFieldsInTheCallersOrder) {
   EXPECT_EQ(array->lastBody(), json::object());
 }
 
-TEST_F(Requests, BulkCreateSendsOneEntryPerVolumeWithSharedMetadata) {
+TEST_F(Requests, BulkCreateSendsOneEntryPerVolumeWithItsMetadata) {
   logIn();
   auto metadata = std::make_shared<v1::VsKeyValueList>();
   metadata->push_back(std::make_shared<v1::VsKeyValue>("vss_vs_snapshot_set_id", "{set}"));
@@ -67,6 +67,11 @@ TEST_F(Requests, BulkCreateSendsOneEntryPerVolumeWithSharedMetadata) {
     entry->setMetadata(metadata);
     entries.push_back(entry);
   }
+  auto own = std::make_shared<v1::VsSnapVol>(*entries.back());
+  own->setVolId("v3");
+  own->setMetadata(std::make_shared<v1::VsKeyValueList>(
+      v1::VsKeyValueList{std::make_shared<v1::VsKeyValue>("vss_vs_snapshot_set_id", "{other}")}));
+  entries.push_back(own);
   array->answer(201, R"({"data":{"snap_list":[]}})");
   client->getV1ObjectSetFactory()->getSnapshotObjectSet()->bulkCreate(entries);
   EXPECT_EQ(array->lastRequest().path, "/v1/snapshots/bulk_create");
@@ -78,7 +83,10 @@ TEST_F(Requests, BulkCreateSendsOneEntryPerVolumeWithSharedMetadata) {
   first["vol_id"] = "v2";
   json second = expectedEntry;
   second["vol_id"] = "v1";
-  EXPECT_EQ(array->lastBody(), (json{{"data", {{"snap_vol_list", {first, second}}}}}));
+  json third = first;
+  third["vol_id"] = "v3";
+  third["metadata"][0]["value"] = "{other}";
+  EXPECT_EQ(array->lastBody(), (json{{"data", {{"snap_vol_list", {first, second, third}}}}}));
 }
 
 TEST_F(Requests, WriteOperationsUseTheirPathsAndBodies) {

@@ -14,6 +14,7 @@
 #include "logger/HostInfo.h"
 #include "logger/RotatingFile.h"
 #include "logger/TraceFolderCheck.h"
+#include "logger/TraceBlock.h"
 #include "logger/TraceLine.h"
 #include "logger/TraceQueue.h"
 #include "logger/WideFormat.h"
@@ -256,9 +257,16 @@ void CFileLog::LogV(MSG_CATEGORY category, const wchar_t* sourceFile, unsigned l
     }
     std::vector<logger::TraceEntry> entries;
     entries.push_back(std::move(entry));
-    impl_->Enqueue(std::move(entries));
+    if (!logger::TraceBlock::Hold(entries)) impl_->Enqueue(std::move(entries));
   } catch (...) {
     // Logging never fails a caller.
+  }
+}
+
+void CFileLog::LogEntries(std::vector<logger::TraceEntry> entries) noexcept {
+  try {
+    impl_->Enqueue(std::move(entries));
+  } catch (...) {
   }
 }
 
@@ -285,7 +293,7 @@ void CFileLog::LogBuffer(MSG_CATEGORY category, const wchar_t* sourceFile, unsig
     add(L"Buffer dump of " + std::to_wstring(length) + L" bytes:");
     for (std::wstring& row : rows) add(std::move(row));
     // One push for the whole dump, so that other threads' lines do not land between its rows.
-    impl_->Enqueue(std::move(entries));
+    if (!logger::TraceBlock::Hold(entries)) impl_->Enqueue(std::move(entries));
   } catch (...) {
   }
 }

@@ -9,9 +9,11 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "logger/Category.h"
 #include "logger/LogArg.h"
+#include "logger/TraceEntry.h"
 #include "wincompat/WinTypes.h"
 
 class CFileLog {
@@ -35,6 +37,8 @@ class CFileLog {
             std::span<const logger::LogArg> args);
   void LogBuffer(MSG_CATEGORY category, const wchar_t* sourceFile, unsigned long line,
                  const unsigned char* buffer, int length);
+  // Lines made elsewhere (those a logger::TraceBlock held), queued as one piece.
+  void LogEntries(std::vector<logger::TraceEntry> entries) noexcept;
 
   // Where trace files go; set before InitializeLogging (the tool's --trace-dir, test fixtures).
   static void SetTraceDirectory(const std::filesystem::path& directory);

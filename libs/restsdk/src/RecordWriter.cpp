@@ -15,13 +15,20 @@ constexpr int kMaxFilterDepth = 32;
 json writeFilter(const v1::SearchFilter& filter, int depth) {
   if (depth > kMaxFilterDepth)
     throw ApiException("The search filter nests deeper than " + std::to_string(kMaxFilterDepth) + " levels");
-  if (!filter.isGroup())
-    return json{{"field", filter.getAttribute()}, {"operator", "equals"}, {"value", filter.getValue()}};
+  // Members are set one by one: a brace-built object copies every value once more.
+  json out = json::object();
+  if (!filter.isGroup()) {
+    out["field"] = filter.getAttribute();
+    out["operator"] = "equals";
+    out["value"] = filter.getValue();
+    return out;
+  }
   if (filter.getFilters().empty()) throw ApiException("A search filter group holds no filter");
-  json criteria = json::array();
+  json& criteria = out["criteria"] = json::array();
+  criteria.get_ref<json::array_t&>().reserve(filter.getFilters().size());
   for (const auto& child : filter.getFilters()) criteria.push_back(writeFilter(*child, depth + 1));
-  return json{{"operator", filter.getOperatorType() == v1::OPERATOR_AND ? "and" : "or"},
-              {"criteria", std::move(criteria)}};
+  out["operator"] = filter.getOperatorType() == v1::OPERATOR_AND ? "and" : "or";
+  return out;
 }
 
 json writeMetadata(const v1::VsKeyValueList& metadata, std::size_t entry) {
@@ -29,7 +36,10 @@ json writeMetadata(const v1::VsKeyValueList& metadata, std::size_t entry) {
   for (const auto& pair : metadata) {
     if (!pair) throw ApiException("Bulk snapshot entry " + std::to_string(entry) + " has a null metadata pair");
     try {
-      list.push_back(json{{"key", pair->getKey()}, {"value", pair->getValue()}});
+      json item = json::object();
+      item["key"] = pair->getKey();
+      item["value"] = pair->getValue();
+      list.push_back(std::move(item));
     } catch (const AttributeNotSetException& e) {
       throw ApiException("Bulk snapshot entry " + std::to_string(entry) + " has a metadata pair without " +
                          e.getAttributeName());
@@ -51,6 +61,10 @@ json RecordCodec::writeSearch(const v1::GetParams& params) {
 json RecordCodec::writeBulkCreate(const v1::VsSnapVolList& snapVols) {
   if (snapVols.empty()) throw ApiException("A bulk snapshot request needs at least one volume");
   json list = json::array();
+  list.get_ref<json::array_t&>().reserve(snapVols.size());
+  // Entries of one set usually share one metadata list: it is written once.
+  const v1::VsKeyValueList* writtenMetadata = nullptr;
+  json metadataJson;
   for (std::size_t i = 0; i < snapVols.size(); ++i) {
     const auto& snapVol = snapVols[i];
     if (!snapVol) throw ApiException("Bulk snapshot entry " + std::to_string(i) + " is null");
@@ -58,13 +72,24 @@ json RecordCodec::writeBulkCreate(const v1::VsSnapVolList& snapVols) {
       throw ApiException("Bulk snapshot entry " + std::to_string(i) + " has no volume id");
     if (!snapVol->mSnapName || snapVol->mSnapName->empty())
       throw ApiException("Bulk snapshot entry " + std::to_string(i) + " has no snapshot name");
-    json entry{{"vol_id", *snapVol->mVolId}, {"snap_name", *snapVol->mSnapName}};
+    json entry = json::object();
+    entry["vol_id"] = *snapVol->mVolId;
+    entry["snap_name"] = *snapVol->mSnapName;
     if (snapVol->mOnline) entry["online"] = *snapVol->mOnline;
     if (snapVol->mWritable) entry["writable"] = *snapVol->mWritable;
-    if (snapVol->mMetadata && *snapVol->mMetadata) entry["metadata"] = writeMetadata(**snapVol->mMetadata, i);
+    if (snapVol->mMetadata && *snapVol->mMetadata) {
+      const v1::VsKeyValueList& metadata = **snapVol->mMetadata;
+      if (&metadata != writtenMetadata) {
+        metadataJson = writeMetadata(metadata, i);
+        writtenMetadata = &metadata;
+      }
+      entry["metadata"] = metadataJson;
+    }
     list.push_back(std::move(entry));
   }
-  return json{{"data", {{"snap_vol_list", std::move(list)}}}};
+  json body = json::object();
+  body["data"]["snap_vol_list"] = std::move(list);
+  return body;
 }
 
 json RecordCodec::writeVolumeUpdate(const v1::Volume& changes, bool force) {
