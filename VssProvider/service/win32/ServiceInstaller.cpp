@@ -4,6 +4,7 @@
 
 #include <vector>
 
+#include "logger/EventReporter.h"
 #include "logger/FileLog.h"
 #include "logger/Logger.h"
 #include "service/RegistrationScript.h"
@@ -14,14 +15,19 @@ namespace service {
 namespace {
 
 constexpr const wchar_t* kLogSource = L"ServiceInstaller";
+// Event 0 is "%1": the whole text is the insertion.
+constexpr DWORD kTextEventId = 0;
 // A stop normally takes well under a second; past this the delete goes ahead and the SCM
 // removes the entry once the process ends.
 constexpr DWORD kStopWaitMs = 15000;
 constexpr DWORD kStopPollMs = 100;
 
-void ShowFailure(const std::wstring& serviceName, const wchar_t* text, DWORD error) {
+// These run from an installer's custom action in session 0, where a window would wait for ever:
+// a failure goes to the trace and the event log, and the caller's exit code tells the installer.
+void ReportFailure(const std::wstring& serviceName, const wchar_t* text, DWORD error) {
   VA_LOG(MSG_ERROR, L"** %s: %s (error %u)", serviceName, text, static_cast<unsigned>(error));
-  MessageBoxW(nullptr, text, serviceName.c_str(), MB_OK | MB_ICONERROR);
+  const std::wstring event = serviceName + L": " + text + L" (error " + std::to_wstring(error) + L")";
+  logger::ReportProviderEvent(EVENTLOG_ERROR_TYPE, kTextEventId, event.c_str());
 }
 
 void WaitUntilStopped(SC_HANDLE service) {
@@ -46,7 +52,7 @@ bool InstallService(const std::wstring& serviceName, const std::wstring& moduleP
   CLogger scope(L"ServiceInstaller::InstallService");
   const ScHandle manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS));
   if (!manager) {
-    ShowFailure(serviceName, L"Could not open Service Manager", GetLastError());
+    ReportFailure(serviceName, L"Could not open Service Manager", GetLastError());
     return false;
   }
   if (const ScHandle existing(OpenServiceW(manager.Get(), serviceName.c_str(), SERVICE_QUERY_CONFIG)); existing) {
@@ -59,7 +65,7 @@ bool InstallService(const std::wstring& serviceName, const std::wstring& moduleP
                                         binaryPath.c_str(), nullptr, nullptr, kServiceDependencies, nullptr,
                                         nullptr));
   if (!service) {
-    ShowFailure(serviceName, L"Could not start service", GetLastError());
+    ReportFailure(serviceName, L"Could not start service", GetLastError());
     return false;
   }
   VA_LOG(MSG_INFO, L"Service %s installed, binary %s", serviceName, binaryPath);
@@ -71,13 +77,13 @@ bool UninstallService(const std::wstring& serviceName) {
   if (!IsServiceInstalled(serviceName)) return true;
   const ScHandle manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
   if (!manager) {
-    ShowFailure(serviceName, L"Could not open Service Manager", GetLastError());
+    ReportFailure(serviceName, L"Could not open Service Manager", GetLastError());
     return false;
   }
   const ScHandle service(
       OpenServiceW(manager.Get(), serviceName.c_str(), SERVICE_STOP | SERVICE_QUERY_STATUS | DELETE));
   if (!service) {
-    ShowFailure(serviceName, L"Could not open service", GetLastError());
+    ReportFailure(serviceName, L"Could not open service", GetLastError());
     return false;
   }
   SERVICE_STATUS status{};
@@ -89,7 +95,7 @@ bool UninstallService(const std::wstring& serviceName) {
   if (!DeleteService(service.Get())) {
     const DWORD error = GetLastError();
     if (error != ERROR_SERVICE_MARKED_FOR_DELETE) {
-      ShowFailure(serviceName, L"Could not stop service", error);
+      ReportFailure(serviceName, L"Could not stop service", error);
       return false;
     }
   }

@@ -1,6 +1,6 @@
 #pragma once
-// The service's entry in the service control manager. Failures are shown to whoever runs the
-// installer (a message box captioned with the service name) and written to the trace.
+// The service's entry in the service control manager. Failures are written to the trace and
+// the event log (never shown in a window: the installer runs these where nobody sees one).
 #include <optional>
 #include <string>
 

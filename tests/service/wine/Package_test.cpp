@@ -1,6 +1,8 @@
 // VantorVssProvider.msi under Wine's msiexec: a silent install leaves exactly the files,
 // registration keys, service and VSS provider registration of the product, a silent removal
-// none of them, and a major upgrade from an older package keeps one of each.
+// none of them; an upgrade from an older build replaces its executables and keeps one of each;
+// an older or a rebuilt package of the installed version is refused; a failing registration
+// rolls back without waiting on anybody.
 #include <windows.h>
 
 #include <gtest/gtest.h>
@@ -12,6 +14,7 @@
 #include "HostHarness.h"
 #include "PackageHarness.h"
 #include "RegistrationExpectations.h"
+#include "service/win32/FileVersionReader.h"
 
 namespace {
 
@@ -26,6 +29,9 @@ constexpr const wchar_t* kServiceName = L"Vantor VSS Hardware Provider";
 constexpr const wchar_t* kEventSourceKey =
     L"SYSTEM\\CurrentControlSet\\Services\\EventLog\\Application\\Vantor VSS Hardware Provider";
 constexpr const wchar_t* kProviderIdText = L"{5253D47A-55BB-4B3A-928D-5F4BAEC6FBF4}";
+// A failed installation rolls back within seconds; a dialog nobody can close would hold it for
+// ever.
+constexpr DWORD kRollbackLimitMs = 120000;
 
 bool FileExists(const wchar_t* path) { return GetFileAttributesW(path) != INVALID_FILE_ATTRIBUTES; }
 
@@ -53,9 +59,23 @@ std::set<std::wstring> ProviderServices() {
   return names;
 }
 
+// The installed executables are byte for byte those the package was made from (in `files`).
+void ExpectInstalledFrom(const std::wstring& files) {
+  const std::string provider = FileBytes(files + L"\\VantorVssProvider.exe");
+  const std::string tool = FileBytes(files + L"\\vantor-vss.exe");
+  ASSERT_FALSE(provider.empty());
+  ASSERT_FALSE(tool.empty());
+  EXPECT_TRUE(FileBytes(kProvider) == provider);
+  EXPECT_TRUE(FileBytes(kTool) == tool);
+}
+
 void ExpectInstalled(const wchar_t* version) {
   EXPECT_TRUE(FileExists(kProvider));
   EXPECT_TRUE(FileExists(kTool));
+  const std::wstring fileVersion = std::wstring(version) + L".0";
+  EXPECT_EQ(service::ReadFileVersionText(kProvider), fileVersion);
+  EXPECT_EQ(service::ReadFileVersionText(kTool), fileVersion);
+  EXPECT_EQ(RegisteredVssVersion(), fileVersion);
   ExpectRegistered(HKEY_LOCAL_MACHINE, kMachineClasses, true, kProvider);
   EXPECT_EQ(ReadKey(HKEY_LOCAL_MACHINE, std::wstring(kTypeLibKey) + L"\\1.0\\0\\win64").values[L""], kProvider);
   EXPECT_EQ(ProviderServices(), std::set<std::wstring>{kServiceName});
@@ -92,37 +112,77 @@ class Package : public testing::Test {
 };
 
 TEST_F(Package, SilentInstallRegistersTheProductAndSilentRemovalLeavesNothing) {
-  ASSERT_EQ(Msiexec(L"/i", CurrentPackage()), 0u);
+  ASSERT_EQ(Msiexec(L"/i", ThePackages().current), 0u);
   ExpectInstalled(VANTOR_PACKAGE_VERSION);
+  ExpectInstalledFrom(ThePackages().currentFiles);
 
-  ASSERT_EQ(Msiexec(L"/x", CurrentPackage()), 0u);
+  ASSERT_EQ(Msiexec(L"/x", ThePackages().current), 0u);
   ExpectNothingLeft();
   const auto calls = CoordinatorCalls();
   ASSERT_FALSE(calls.empty());
   EXPECT_EQ(calls.back(), std::wstring(L"UnregisterProvider|") + kProviderIdText);
 }
 
-TEST_F(Package, MajorUpgradeKeepsOneServiceOneProviderAndOneProgramEntry) {
-  ASSERT_EQ(Msiexec(L"/i", OlderPackage()), 0u);
+TEST_F(Package, UpgradeReplacesTheOlderBuildAndRefusesOlderAndRebuiltPackages) {
+  const Packages& packages = ThePackages();
+  ASSERT_FALSE(FileBytes(packages.olderFiles + L"\\VantorVssProvider.exe") ==
+               FileBytes(packages.currentFiles + L"\\VantorVssProvider.exe"));
+  ASSERT_EQ(Msiexec(L"/i", packages.older), 0u);
   ExpectInstalled(VANTOR_OLDER_PACKAGE_VERSION);
+  ExpectInstalledFrom(packages.olderFiles);
   ClearCoordinatorCalls();
 
-  ASSERT_EQ(Msiexec(L"/i", CurrentPackage()), 0u);
+  ASSERT_EQ(Msiexec(L"/i", packages.current), 0u);
   ExpectInstalled(VANTOR_PACKAGE_VERSION);
+  ExpectInstalledFrom(packages.currentFiles);
   // The newer product registered the provider again. (Windows removes the older product with
-  // UPGRADINGPRODUCTCODE set, which skips its /UnregServer; Wine 8 does not set it, so there
-  // the older registration is removed first. One registration remains either way.)
+  // UPGRADINGPRODUCTCODE set, which skips its /UnregServer, and /Service renews the
+  // registration; Wine 8 does not set it, so there the older registration is removed first.)
   const auto calls = CoordinatorCalls();
   ASSERT_FALSE(calls.empty());
   EXPECT_EQ(calls.back().rfind(L"RegisterProvider|", 0), 0u) << calls.back();
 
-  ASSERT_EQ(Msiexec(L"/x", CurrentPackage()), 0u);
+  // Neither the older package nor another build of this version changes anything.
+  const std::wstring productCode = ProviderProgramEntries().at(0).productCode;
+  for (const std::wstring* refused : {&packages.older, &packages.rebuilt}) {
+    SCOPED_TRACE(std::string(refused->begin(), refused->end()));
+    EXPECT_NE(Msiexec(L"/i", *refused), 0u);
+    ExpectInstalled(VANTOR_PACKAGE_VERSION);
+    ExpectInstalledFrom(packages.currentFiles);
+    EXPECT_EQ(ProviderProgramEntries().at(0).productCode, productCode);
+  }
+  // The installed package itself runs as maintenance of the installed product.
+  EXPECT_EQ(Msiexec(L"/i", packages.current), 0u);
+  ExpectInstalled(VANTOR_PACKAGE_VERSION);
+
+  ASSERT_EQ(Msiexec(L"/x", packages.current), 0u);
+  ExpectNothingLeft();
+}
+
+// The service's name is free but its display name is taken: /Service cannot create the service.
+TEST_F(Package, ServiceThatCannotBeCreatedFailsTheInstallationWithoutAWindow) {
+  const SC_HANDLE manager = OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS);
+  ASSERT_NE(manager, nullptr);
+  const SC_HANDLE holder = CreateServiceW(manager, L"Display Name Holder", kServiceName, SERVICE_ALL_ACCESS,
+                                          SERVICE_WIN32_OWN_PROCESS, SERVICE_DEMAND_START, SERVICE_ERROR_NORMAL,
+                                          L"C:\\windows\\system32\\notepad.exe", nullptr, nullptr, nullptr,
+                                          nullptr, nullptr);
+  ASSERT_NE(holder, nullptr) << GetLastError();
+
+  const WatchedRun run = MsiexecWatched(L"/i", ThePackages().current, kRollbackLimitMs);
+
+  DeleteService(holder);
+  CloseServiceHandle(holder);
+  CloseServiceHandle(manager);
+  EXPECT_TRUE(run.ended) << "msiexec still ran after " << run.elapsedMs << " ms";
+  EXPECT_TRUE(run.exitCode == ERROR_INSTALL_FAILURE || run.exitCode == ERROR_FUNCTION_FAILED) << run.exitCode;
+  EXPECT_FALSE(run.dialogSeen);
   ExpectNothingLeft();
 }
 
 TEST_F(Package, InstallWhoseRegistrationFailsChangesNothing) {
   SetCoordinatorResult(kRegisterResultValue, static_cast<HRESULT>(0x80070005u));
-  const DWORD result = Msiexec(L"/i", CurrentPackage());
+  const DWORD result = Msiexec(L"/i", ThePackages().current);
   RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, kCoordinatorDoubleKey, kRegisterResultValue);
   // Windows answers a failed custom action with ERROR_INSTALL_FAILURE, Wine 8 with
   // ERROR_FUNCTION_FAILED.
