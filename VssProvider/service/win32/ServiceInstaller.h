@@ -8,14 +8,13 @@
 
 namespace service {
 
-bool IsServiceInstalled(const std::wstring& serviceName);
-
 // Creates the service unless it exists: own process, demand start, normal error control, the
 // quoted executable path, depending on RPCSS, as the local system account.
 bool InstallService(const std::wstring& serviceName, const std::wstring& modulePath);
 
 // Stops the service when it runs, waits for it to stop, and deletes it. A service that is not
-// installed counts as removed.
+// installed (unknown to the service control manager and without its registry key) counts as
+// removed.
 bool UninstallService(const std::wstring& serviceName);
 
 // The service's configuration and whether it runs; empty when it is not installed.
