@@ -66,6 +66,10 @@ struct OpenedService {
 OpenedService OpenKnownService(const std::wstring& serviceName, DWORD managerAccess, DWORD access) {
   OpenedService opened;
   for (int attempt = 0; attempt < kManagerAttempts; ++attempt) {
+    // Closed first: while a handle of the last connection lives, its pipe connection is kept and
+    // used again, and that reaches the same manager.
+    opened.service.Reset();
+    opened.manager.Reset();
     opened.manager = ScHandle(OpenSCManagerW(nullptr, nullptr, managerAccess));
     if (!opened.manager) {
       opened.error = GetLastError();

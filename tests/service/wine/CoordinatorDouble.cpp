@@ -186,23 +186,25 @@ class CoordinatorDouble final : public IVssAdmin {
                GuidText(versionId));
     HRESULT result = S_OK;
     if (ConfiguredResult(kRegisterResultValue, result)) return result;
+    const std::wstring key = std::wstring(kProvidersKey) + L"\\" + GuidText(providerId);
+    HKEY existing = nullptr;
+    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), 0, KEY_READ, &existing) == ERROR_SUCCESS) {
+      RegCloseKey(existing);
+      return VSS_E_PROVIDER_ALREADY_REGISTERED;
+    }
     const std::wstring refused = ReadConfigString(kRefusedVersionValue);
     if (!refused.empty() && refused == TextOrNull(version)) return E_ACCESSDENIED;
-    const std::wstring key = std::wstring(kProvidersKey) + L"\\" + GuidText(providerId);
     HKEY created = nullptr;
-    DWORD disposition = 0;
-    if (RegCreateKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), 0, nullptr, 0, KEY_SET_VALUE, nullptr, &created,
-                        &disposition) != ERROR_SUCCESS) {
+    if (RegCreateKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), 0, nullptr, 0, KEY_SET_VALUE, nullptr, &created, nullptr) !=
+        ERROR_SUCCESS) {
       return E_FAIL;
     }
-    if (disposition != REG_OPENED_EXISTING_KEY) {
-      SetString(created, L"Class", GuidText(classId));
-      SetString(created, L"Name", TextOrNull(name));
-      SetString(created, L"Version", TextOrNull(version));
-      SetString(created, L"VersionId", GuidText(versionId));
-    }
+    SetString(created, L"Class", GuidText(classId));
+    SetString(created, L"Name", TextOrNull(name));
+    SetString(created, L"Version", TextOrNull(version));
+    SetString(created, L"VersionId", GuidText(versionId));
     RegCloseKey(created);
-    return disposition == REG_OPENED_EXISTING_KEY ? VSS_E_PROVIDER_ALREADY_REGISTERED : S_OK;
+    return S_OK;
   }
   HRESULT STDMETHODCALLTYPE UnregisterProvider(VSS_ID providerId) override {
     AppendLine(L"UnregisterProvider|" + GuidText(providerId));

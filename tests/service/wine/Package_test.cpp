@@ -4,9 +4,12 @@
 // an older or a rebuilt package of the installed version is refused; a failing registration
 // rolls back without waiting on anybody.
 #include <windows.h>
+#include <aclapi.h>
 
 #include <gtest/gtest.h>
 
+#include <memory>
+#include <optional>
 #include <set>
 #include <string>
 
@@ -15,6 +18,7 @@
 #include "PackageHarness.h"
 #include "RegistrationExpectations.h"
 #include "service/win32/FileVersionReader.h"
+#include "service/win32/ScHandle.h"
 
 namespace {
 
@@ -32,31 +36,81 @@ constexpr const wchar_t* kProviderIdText = L"{5253D47A-55BB-4B3A-928D-5F4BAEC6FB
 // A failed installation rolls back within seconds; a dialog nobody can close would hold it for
 // ever.
 constexpr DWORD kRollbackLimitMs = 120000;
+// Right after a prefix is made, Wine can have two service control managers answer, each
+// knowing only the services created through it; each connection may reach either. Asking
+// this many times reaches both.
+constexpr int kManagerProbes = 6;
+constexpr const wchar_t* kTraceFolder = L"C:\\ProgramData\\Vantor Storage\\Logs";
+constexpr const wchar_t* kServiceKey = L"SYSTEM\\CurrentControlSet\\Services\\Vantor VSS Hardware Provider";
 
 bool FileExists(const wchar_t* path) { return GetFileAttributesW(path) != INVALID_FILE_ATTRIBUTES; }
 
-// The services whose executable is the provider, whatever their names.
+std::optional<ServiceConfig> ServiceConfiguration(const std::wstring& name) {
+  std::optional<ServiceConfig> config;
+  for (int probe = 0; probe < kManagerProbes && !config; ++probe) config = QueryServiceConfiguration(name);
+  return config;
+}
+
+// The services whose executable is the provider, whatever their names, as any manager knows them.
 std::set<std::wstring> ProviderServices() {
   std::set<std::wstring> names;
-  const SC_HANDLE manager = OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ENUMERATE_SERVICE);
-  if (manager == nullptr) return names;
-  DWORD needed = 0, count = 0, resume = 0;
-  EnumServicesStatusExW(manager, SC_ENUM_PROCESS_INFO, SERVICE_WIN32, SERVICE_STATE_ALL, nullptr, 0, &needed, &count,
-                        &resume, nullptr);
-  std::vector<BYTE> buffer(needed);
-  resume = 0;
-  if (EnumServicesStatusExW(manager, SC_ENUM_PROCESS_INFO, SERVICE_WIN32, SERVICE_STATE_ALL, buffer.data(), needed,
-                            &needed, &count, &resume, nullptr)) {
-    const auto* services = reinterpret_cast<const ENUM_SERVICE_STATUS_PROCESSW*>(buffer.data());
-    for (DWORD i = 0; i < count; ++i) {
-      const auto config = QueryServiceConfiguration(services[i].lpServiceName);
-      if (config && config->binaryPath.find(L"VantorVssProvider.exe") != std::wstring::npos) {
-        names.insert(services[i].lpServiceName);
+  for (int probe = 0; probe < kManagerProbes; ++probe) {
+    const SC_HANDLE manager = OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ENUMERATE_SERVICE);
+    if (manager == nullptr) continue;
+    DWORD needed = 0, count = 0, resume = 0;
+    EnumServicesStatusExW(manager, SC_ENUM_PROCESS_INFO, SERVICE_WIN32, SERVICE_STATE_ALL, nullptr, 0, &needed,
+                          &count, &resume, nullptr);
+    std::vector<BYTE> buffer(needed);
+    resume = 0;
+    if (EnumServicesStatusExW(manager, SC_ENUM_PROCESS_INFO, SERVICE_WIN32, SERVICE_STATE_ALL, buffer.data(), needed,
+                              &needed, &count, &resume, nullptr)) {
+      const auto* services = reinterpret_cast<const ENUM_SERVICE_STATUS_PROCESSW*>(buffer.data());
+      for (DWORD i = 0; i < count; ++i) {
+        const auto config = ServiceConfiguration(services[i].lpServiceName);
+        if (config && config->binaryPath.find(L"VantorVssProvider.exe") != std::wstring::npos) {
+          names.insert(services[i].lpServiceName);
+        }
       }
     }
+    CloseServiceHandle(manager);
   }
-  CloseServiceHandle(manager);
   return names;
+}
+
+// The trace folder the installation made before the service could start: owned by the
+// Administrators, full access for SYSTEM and the Administrators, nobody else more than reading,
+// nothing inherited from %ProgramData% (where users may create folders).
+void ExpectTraceFolderSecured() {
+  PSID owner = nullptr;
+  PACL dacl = nullptr;
+  PSECURITY_DESCRIPTOR raw = nullptr;
+  ASSERT_EQ(GetNamedSecurityInfoW(kTraceFolder, SE_FILE_OBJECT, OWNER_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION,
+                                  &owner, nullptr, &dacl, nullptr, &raw),
+            static_cast<DWORD>(ERROR_SUCCESS));
+  const std::unique_ptr<void, decltype(&LocalFree)> descriptor(raw, &LocalFree);
+  SECURITY_DESCRIPTOR_CONTROL control = 0;
+  DWORD revision = 0;
+  ASSERT_TRUE(GetSecurityDescriptorControl(raw, &control, &revision));
+  EXPECT_NE(control & SE_DACL_PROTECTED, 0) << "the folder inherits its parent's access list";
+  EXPECT_TRUE(IsWellKnownSid(owner, WinBuiltinAdministratorsSid));
+  ASSERT_NE(dacl, nullptr);
+  constexpr DWORD kWriting = FILE_WRITE_DATA | FILE_APPEND_DATA | FILE_WRITE_EA | FILE_WRITE_ATTRIBUTES |
+                             FILE_DELETE_CHILD | DELETE | WRITE_DAC | WRITE_OWNER | GENERIC_WRITE | GENERIC_ALL;
+  std::set<std::wstring> fullAccess;
+  for (DWORD index = 0; index < dacl->AceCount; ++index) {
+    void* ace = nullptr;
+    ASSERT_TRUE(GetAce(dacl, index, &ace));
+    const auto* allowed = static_cast<const ACCESS_ALLOWED_ACE*>(ace);
+    ASSERT_EQ(allowed->Header.AceType, ACCESS_ALLOWED_ACE_TYPE);
+    PSID sid = const_cast<DWORD*>(&allowed->SidStart);
+    if (IsWellKnownSid(sid, WinLocalSystemSid) || IsWellKnownSid(sid, WinBuiltinAdministratorsSid)) {
+      EXPECT_EQ(allowed->Mask & FILE_ALL_ACCESS, static_cast<DWORD>(FILE_ALL_ACCESS));
+      fullAccess.insert(IsWellKnownSid(sid, WinLocalSystemSid) ? L"SYSTEM" : L"Administrators");
+    } else {
+      EXPECT_EQ(allowed->Mask & kWriting, 0u) << "entry " << index << " lets another account write";
+    }
+  }
+  EXPECT_EQ(fullAccess, (std::set<std::wstring>{L"Administrators", L"SYSTEM"}));
 }
 
 // The installed executables are byte for byte those the package was made from (in `files`).
@@ -79,7 +133,7 @@ void ExpectInstalled(const wchar_t* version) {
   ExpectRegistered(HKEY_LOCAL_MACHINE, kMachineClasses, true, kProvider);
   EXPECT_EQ(ReadKey(HKEY_LOCAL_MACHINE, std::wstring(kTypeLibKey) + L"\\1.0\\0\\win64").values[L""], kProvider);
   EXPECT_EQ(ProviderServices(), std::set<std::wstring>{kServiceName});
-  const auto config = QueryServiceConfiguration(kServiceName);
+  const auto config = ServiceConfiguration(kServiceName);
   ASSERT_TRUE(config.has_value());
   EXPECT_EQ(config->binaryPath, std::wstring(L"\"") + kProvider + L"\"");
   EXPECT_EQ(config->account, L"LocalSystem");
@@ -97,6 +151,7 @@ void ExpectNothingLeft() {
   ExpectNotRegistered(HKEY_LOCAL_MACHINE, kMachineClasses);
   EXPECT_FALSE(ReadKey(HKEY_LOCAL_MACHINE, kTypeLibKey).exists);
   EXPECT_TRUE(ProviderServices().empty());
+  EXPECT_FALSE(ReadKey(HKEY_LOCAL_MACHINE, kServiceKey).exists);
   EXPECT_FALSE(ReadKey(HKEY_LOCAL_MACHINE, kEventSourceKey).exists);
   EXPECT_TRUE(RegisteredVssProviders().empty());
   EXPECT_TRUE(ProviderProgramEntries().empty());
@@ -115,6 +170,7 @@ TEST_F(Package, SilentInstallRegistersTheProductAndSilentRemovalLeavesNothing) {
   ASSERT_EQ(Msiexec(L"/i", ThePackages().current), 0u);
   ExpectInstalled(VANTOR_PACKAGE_VERSION);
   ExpectInstalledFrom(ThePackages().currentFiles);
+  ExpectTraceFolderSecured();
 
   ASSERT_EQ(Msiexec(L"/x", ThePackages().current), 0u);
   ExpectNothingLeft();
@@ -159,21 +215,26 @@ TEST_F(Package, UpgradeReplacesTheOlderBuildAndRefusesOlderAndRebuiltPackages) {
   ExpectNothingLeft();
 }
 
-// The service's name is free but its display name is taken: /Service cannot create the service.
+// The service's name is free but its display name is taken (in every service control manager
+// that answers): /Service cannot create the service, which used to put up a message box.
 TEST_F(Package, ServiceThatCannotBeCreatedFailsTheInstallationWithoutAWindow) {
-  const SC_HANDLE manager = OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS);
-  ASSERT_NE(manager, nullptr);
-  const SC_HANDLE holder = CreateServiceW(manager, L"Display Name Holder", kServiceName, SERVICE_ALL_ACCESS,
-                                          SERVICE_WIN32_OWN_PROCESS, SERVICE_DEMAND_START, SERVICE_ERROR_NORMAL,
-                                          L"C:\\windows\\system32\\notepad.exe", nullptr, nullptr, nullptr,
-                                          nullptr, nullptr);
-  ASSERT_NE(holder, nullptr) << GetLastError();
+  constexpr const wchar_t* kHolder = L"Display Name Holder";
+  for (int probe = 0; probe < kManagerProbes; ++probe) {
+    const service::ScHandle manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS));
+    const service::ScHandle holder(CreateServiceW(manager.Get(), kHolder, kServiceName, SERVICE_ALL_ACCESS,
+                                                  SERVICE_WIN32_OWN_PROCESS, SERVICE_DEMAND_START,
+                                                  SERVICE_ERROR_NORMAL, L"C:\\windows\\system32\\notepad.exe",
+                                                  nullptr, nullptr, nullptr, nullptr, nullptr));
+    ASSERT_TRUE(holder || GetLastError() == ERROR_SERVICE_EXISTS) << GetLastError();
+  }
 
   const WatchedRun run = MsiexecWatched(L"/i", ThePackages().current, kRollbackLimitMs);
 
-  DeleteService(holder);
-  CloseServiceHandle(holder);
-  CloseServiceHandle(manager);
+  for (int probe = 0; probe < kManagerProbes; ++probe) {
+    const service::ScHandle manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS));
+    const service::ScHandle holder(OpenServiceW(manager.Get(), kHolder, DELETE));
+    if (holder) DeleteService(holder.Get());
+  }
   EXPECT_TRUE(run.ended) << "msiexec still ran after " << run.elapsedMs << " ms";
   EXPECT_TRUE(run.exitCode == ERROR_INSTALL_FAILURE || run.exitCode == ERROR_FUNCTION_FAILED) << run.exitCode;
   EXPECT_FALSE(run.dialogSeen);
