@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cctype>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -76,6 +77,32 @@ WatchedRun MsiexecWatched(const wchar_t* action, const std::wstring& package, DW
   }
   GetExitCodeProcess(processHandle.Get(), &run.exitCode);
   return run;
+}
+
+std::vector<std::string> ImportedFunctions(const std::wstring& executable) {
+  std::vector<std::string> functions;
+  const HMODULE module = LoadLibraryExW(executable.c_str(), nullptr, DONT_RESOLVE_DLL_REFERENCES);
+  if (module == nullptr) {
+    ADD_FAILURE() << "mapping the executable failed, error " << GetLastError();
+    return functions;
+  }
+  const auto* base = reinterpret_cast<const BYTE*>(module);
+  const auto* nt = reinterpret_cast<const IMAGE_NT_HEADERS64*>(base + reinterpret_cast<const IMAGE_DOS_HEADER*>(base)->e_lfanew);
+  const IMAGE_DATA_DIRECTORY& imports = nt->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
+  for (auto* dll = reinterpret_cast<const IMAGE_IMPORT_DESCRIPTOR*>(base + imports.VirtualAddress);
+       imports.VirtualAddress != 0 && dll->Name != 0; ++dll) {
+    std::string name = reinterpret_cast<const char*>(base + dll->Name);
+    for (char& c : name) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    const DWORD thunks = dll->OriginalFirstThunk != 0 ? dll->OriginalFirstThunk : dll->FirstThunk;
+    for (auto* thunk = reinterpret_cast<const IMAGE_THUNK_DATA64*>(base + thunks); thunk->u1.AddressOfData != 0;
+         ++thunk) {
+      if (IMAGE_SNAP_BY_ORDINAL64(thunk->u1.Ordinal)) continue;
+      const auto* byName = reinterpret_cast<const IMAGE_IMPORT_BY_NAME*>(base + thunk->u1.AddressOfData);
+      functions.push_back(name + "!" + reinterpret_cast<const char*>(byName->Name));
+    }
+  }
+  FreeLibrary(module);
+  return functions;
 }
 
 std::string FileBytes(const std::wstring& path) {

@@ -34,6 +34,9 @@ struct WatchedRun {
 };
 WatchedRun MsiexecWatched(const wchar_t* action, const std::wstring& package, DWORD timeoutMs);
 
+// The functions an executable imports by name, as "dll!function" with the DLL in lower case.
+std::vector<std::string> ImportedFunctions(const std::wstring& executable);
+
 // The whole content of a file; empty when it cannot be read.
 std::string FileBytes(const std::wstring& path);
 

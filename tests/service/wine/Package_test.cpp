@@ -271,6 +271,13 @@ TEST_F(Package, ServiceThatCannotBeCreatedFailsTheInstallationWithoutAWindow) {
   EXPECT_TRUE(run.exitCode == ERROR_INSTALL_FAILURE || run.exitCode == ERROR_FUNCTION_FAILED) << run.exitCode;
   EXPECT_FALSE(run.dialogSeen);
   ExpectNothingLeft();
+  // Where the custom action's desktop cannot be watched (Wine), the executable shows it cannot
+  // put up a window at all.
+  for (const std::string& function : ImportedFunctions(ThePackages().currentFiles + L"\\VantorVssProvider.exe")) {
+    for (const char* window : {"!MessageBox", "!CreateWindow", "!DialogBox", "!CreateDialog"}) {
+      EXPECT_EQ(function.find(window), std::string::npos) << function;
+    }
+  }
 }
 
 TEST_F(Package, InstallWhoseRegistrationFailsChangesNothing) {
