@@ -13,7 +13,7 @@ packages=(
   libgtest-dev libgmock-dev googletest libbenchmark-dev
   gsoap libgsoap-dev
   g++-mingw-w64-x86-64 wine64 wine64-tools
-  dpkg-dev curl python3 ccache msitools wixl
+  dpkg-dev curl python3 ccache msitools wixl osslsigncode openssl
 )
 
 missing=()

@@ -61,6 +61,8 @@ RegistrationSequence BuildRegistration(const RegistrationOptions& options, HostA
           VA_LOG(MSG_INFO, L"The registry keys of the registration are back as they were");
         }
       });
+  // Before anything else changes: a folder that cannot be made safe stops the registration.
+  if (host.secureTraceFolder) steps.Add(L"Securing the trace folder", host.secureTraceFolder);
   // A service from an earlier install would keep COM starting the old registration.
   steps.Add(L"Removing an installed service", host.removeService, [before, host] {
     if (!before->service || host.queryService()) return;

@@ -33,6 +33,8 @@ struct HostActions {
   std::function<HRESULT(const InstalledService&)> restoreService;
   std::function<HRESULT()> registerTypeLib;
   std::function<HRESULT()> registerVssProvider;
+  // Makes the trace folder safe before the service can first write to it; empty: no step.
+  std::function<HRESULT()> secureTraceFolder;
 };
 
 struct RegistrationOptions {

@@ -24,6 +24,7 @@ struct FakeHost {
   std::optional<InstalledService> service;
   HRESULT installResult = S_OK;
   HRESULT vssResult = S_OK;
+  HRESULT traceFolderResult = S_OK;
   std::wstring modulePath;
   std::vector<std::string> journal;
 
@@ -53,6 +54,10 @@ struct FakeHost {
     actions.registerVssProvider = [this] {
       journal.push_back("vss");
       return vssResult;
+    };
+    actions.secureTraceFolder = [this] {
+      journal.push_back("trace folder");
+      return traceFolderResult;
     };
     return actions;
   }
@@ -93,7 +98,8 @@ TEST_F(RegistrationPlan, ServiceRegistrationWritesTheClassesTheAccessPermissionA
   FakeHost host;
   host.modulePath = kNewModule;
   ASSERT_EQ(BuildRegistration(Options(kNewModule, true), host.Actions()).Install(), S_OK);
-  EXPECT_EQ(host.journal, (std::vector<std::string>{"remove service", "install service", "type library", "vss"}));
+  EXPECT_EQ(host.journal, (std::vector<std::string>{"trace folder", "remove service", "install service",
+                                                    "type library", "vss"}));
   const std::wstring appId = std::wstring(L"AppID\\") + kAppIdText;
   EXPECT_EQ(Value(appId, L"LocalService"), kServiceName);
   EXPECT_EQ(Value(std::wstring(L"CLSID\\") + kClassIdText + L"\\LocalServer32", L""), L"\"" + kNewModule + L"\"");
@@ -120,13 +126,17 @@ TEST_F(RegistrationPlan, FailedReRegistrationPutsTheEarlierRegistrationBack) {
     const char* name;
     HRESULT installResult;
     HRESULT vssResult;
+    HRESULT traceFolderResult;
     std::vector<std::string> journal;
   };
   const Case cases[] = {
-      {"vss refuses", S_OK, kAccessDenied,
-       {"remove service", "install service", "type library", "vss", "remove service", "restore service"}},
-      {"service cannot be created", E_FAIL, S_OK, {"remove service", "install service", "remove service",
-                                                   "restore service"}},
+      {"vss refuses", S_OK, kAccessDenied, S_OK,
+       {"trace folder", "remove service", "install service", "type library", "vss", "remove service",
+        "restore service"}},
+      {"service cannot be created", E_FAIL, S_OK, S_OK,
+       {"trace folder", "remove service", "install service", "remove service", "restore service"}},
+      // Refused before anything changed: the earlier service is not even stopped.
+      {"trace folder is a link", S_OK, S_OK, kAccessDenied, {"trace folder"}},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
@@ -152,8 +162,10 @@ TEST_F(RegistrationPlan, FailedReRegistrationPutsTheEarlierRegistrationBack) {
     host.journal.clear();
     host.installResult = c.installResult;
     host.vssResult = c.vssResult;
+    host.traceFolderResult = c.traceFolderResult;
     host.modulePath = kNewModule;
-    const HRESULT expected = FAILED(c.installResult) ? c.installResult : c.vssResult;
+    const HRESULT expected =
+        FAILED(c.traceFolderResult) ? c.traceFolderResult : FAILED(c.installResult) ? c.installResult : c.vssResult;
     EXPECT_EQ(BuildRegistration(Options(kNewModule, true), host.Actions()).Install(), expected);
 
     EXPECT_EQ(registry_->SaveText(), before);
@@ -173,7 +185,8 @@ TEST_F(RegistrationPlan, FailedFirstRegistrationLeavesNothing) {
   EXPECT_EQ(registry_->SaveText(), empty);
   EXPECT_FALSE(host.service.has_value());
   EXPECT_EQ(host.journal,
-            (std::vector<std::string>{"remove service", "install service", "type library", "vss", "remove service"}));
+            (std::vector<std::string>{"trace folder", "remove service", "install service", "type library", "vss",
+                                      "remove service"}));
 }
 
 }  // namespace

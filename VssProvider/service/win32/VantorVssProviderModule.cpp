@@ -3,6 +3,7 @@
 #include "logger/EventReporter.h"
 #include "logger/TraceFolderCheck.h"
 #include "logger/FileLog.h"
+#include "logger/HostInfo.h"
 #include "logger/Logger.h"
 #include "platform/Registry.h"
 #include "provider/VaVssHwProvider.h"
@@ -18,6 +19,7 @@
 #include "service/win32/ComSecurity.h"
 #include "service/win32/FileVersionReader.h"
 #include "service/win32/ServiceInstaller.h"
+#include "service/win32/TraceFolder.h"
 #include "service/win32/TypeLibRegistration.h"
 #include "service/win32/VssRegistration.h"
 
@@ -95,6 +97,9 @@ CVantorVssProviderModule::~CVantorVssProviderModule() {
 
 int CVantorVssProviderModule::WinMain(const wchar_t* arguments) {
   CLogger scope(L"CVantorVssProviderModule::WinMain");
+  // No error box either: the registration runs as an installer's custom action and the service
+  // in session 0, where nobody could close one. A crash ends the process with its exit code.
+  SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX | SEM_NOOPENFILEERRORBOX);
   const ServiceCommand command = ParseServiceCommandLine(arguments != nullptr ? arguments : L"");
   VA_LOG(MSG_INFO, L"%s: %s, version %s, module %s", mServiceName, ServiceCommandName(command), mVersion, mModulePath);
   if (command == ServiceCommand::Run) return static_cast<int>(Start());
@@ -145,6 +150,7 @@ HRESULT CVantorVssProviderModule::RegisterServer(bool perUser, bool asService) {
   };
   host.registerTypeLib = [this, perUser] { return RegisterModuleTypeLib(mModulePath, perUser); };
   host.registerVssProvider = [this] { return RegisterVssProvider(mVersion); };
+  if (!perUser) host.secureTraceFolder = [] { return SecureTraceFolder(logger::host::DefaultTraceDirectory()); };
 
   const HRESULT hr = BuildRegistration(options, std::move(host)).Install();
   if (FAILED(hr)) {

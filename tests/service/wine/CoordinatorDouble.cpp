@@ -2,17 +2,21 @@
 // this DLL as the in-process server of CLSID_VSSCoordinator. Every RegisterProvider and
 // UnregisterProvider call becomes one line in the file that the registry value "CallLog" of
 // HKLM\Software\Vantor Test\Coordinator Double names; the DWORD values "RegisterResult" and
-// "UnregisterResult" there, when present, are what the calls answer; otherwise the double
+// "UnregisterResult" there, when present, are what the calls answer (and "RefusedVersion" a
+// version whose registration is refused); otherwise the double
 // answers as the coordinator does, from the providers it keeps registered (one subkey each
 // under "Providers"): registering one twice is VSS_E_PROVIDER_ALREADY_REGISTERED, removing
-// an unknown one VSS_E_PROVIDER_NOT_REGISTERED.
+// an unknown one VSS_E_PROVIDER_NOT_REGISTERED. Each subkey keeps the registration's class,
+// name, version and version id, which QueryProviders lists.
 #include <windows.h>
 #include <vsadmin.h>
 #include <vsserror.h>
 
 #include <atomic>
+#include <cstring>
 #include <new>
 #include <string>
+#include <vector>
 
 #include "CoordinatorDoubleConfig.h"
 
@@ -66,6 +70,92 @@ void AppendLine(const std::wstring& line) {
   CloseHandle(file);
 }
 
+void SetString(HKEY key, const wchar_t* name, const std::wstring& value) {
+  RegSetValueExW(key, name, 0, REG_SZ, reinterpret_cast<const BYTE*>(value.c_str()),
+                 static_cast<DWORD>((value.size() + 1) * sizeof(wchar_t)));
+}
+
+std::wstring GetString(const std::wstring& key, const wchar_t* name) {
+  wchar_t buffer[MAX_PATH] = {};
+  DWORD size = sizeof buffer;
+  RegGetValueW(HKEY_LOCAL_MACHINE, key.c_str(), name, RRF_RT_REG_SZ, nullptr, buffer, &size);
+  return buffer;
+}
+
+wchar_t* TaskString(const std::wstring& text) {
+  const std::size_t bytes = (text.size() + 1) * sizeof(wchar_t);
+  auto* copy = static_cast<wchar_t*>(CoTaskMemAlloc(bytes));
+  if (copy != nullptr) std::memcpy(copy, text.c_str(), bytes);
+  return copy;
+}
+
+// The registered providers, one record each, as the coordinator's QueryProviders lists them.
+class ProviderList final : public IVssEnumObject {
+ public:
+  ProviderList() {
+    ++gLiveObjects;
+    HKEY key = nullptr;
+    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, kProvidersKey, 0, KEY_READ, &key) != ERROR_SUCCESS) return;
+    wchar_t name[64];
+    for (DWORD length = 64; RegEnumKeyExW(key, static_cast<DWORD>(mIds.size()), name, &length, nullptr, nullptr,
+                                          nullptr, nullptr) == ERROR_SUCCESS;
+         length = 64) {
+      mIds.emplace_back(name, length);
+    }
+    RegCloseKey(key);
+  }
+  virtual ~ProviderList() { --gLiveObjects; }
+  ProviderList(const ProviderList&) = delete;
+  ProviderList& operator=(const ProviderList&) = delete;
+
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override {
+    if (ppv == nullptr) return E_POINTER;
+    *ppv = nullptr;
+    if (!IsEqualIID(riid, IID_IUnknown) && !IsEqualIID(riid, IID_IVssEnumObject)) return E_NOINTERFACE;
+    *ppv = static_cast<IVssEnumObject*>(this);
+    AddRef();
+    return S_OK;
+  }
+  ULONG STDMETHODCALLTYPE AddRef() override { return ++mRefs; }
+  ULONG STDMETHODCALLTYPE Release() override {
+    const ULONG left = --mRefs;
+    if (left == 0) delete this;
+    return left;
+  }
+  HRESULT STDMETHODCALLTYPE Next(ULONG count, VSS_OBJECT_PROP* records, ULONG* fetched) override {
+    if (records == nullptr || fetched == nullptr) return E_POINTER;
+    *fetched = 0;
+    for (; *fetched < count && mNext < mIds.size(); ++mNext, ++*fetched) {
+      const std::wstring key = std::wstring(kProvidersKey) + L"\\" + mIds[mNext];
+      VSS_OBJECT_PROP& record = records[*fetched];
+      record = VSS_OBJECT_PROP{};
+      record.Type = VSS_OBJECT_PROVIDER;
+      VSS_PROVIDER_PROP& provider = record.Obj.Prov;
+      CLSIDFromString(mIds[mNext].c_str(), &provider.m_ProviderId);
+      CLSIDFromString(GetString(key, L"Class").c_str(), &provider.m_ClassId);
+      CLSIDFromString(GetString(key, L"VersionId").c_str(), &provider.m_ProviderVersionId);
+      provider.m_eProviderType = VSS_PROV_HARDWARE;
+      provider.m_pwszProviderName = TaskString(GetString(key, L"Name"));
+      provider.m_pwszProviderVersion = TaskString(GetString(key, L"Version"));
+    }
+    return *fetched == count ? S_OK : S_FALSE;
+  }
+  HRESULT STDMETHODCALLTYPE Skip(ULONG count) override {
+    mNext += count;
+    return mNext <= mIds.size() ? S_OK : S_FALSE;
+  }
+  HRESULT STDMETHODCALLTYPE Reset() override {
+    mNext = 0;
+    return S_OK;
+  }
+  HRESULT STDMETHODCALLTYPE Clone(IVssEnumObject** /*copy*/) override { return E_NOTIMPL; }
+
+ private:
+  std::atomic<ULONG> mRefs{1};
+  std::vector<std::wstring> mIds;
+  std::size_t mNext = 0;
+};
+
 class CoordinatorDouble final : public IVssAdmin {
  public:
   CoordinatorDouble() { ++gLiveObjects; }
@@ -97,17 +187,24 @@ class CoordinatorDouble final : public IVssAdmin {
     HRESULT result = S_OK;
     if (ConfiguredResult(kRegisterResultValue, result)) return result;
     const std::wstring key = std::wstring(kProvidersKey) + L"\\" + GuidText(providerId);
+    HKEY existing = nullptr;
+    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), 0, KEY_READ, &existing) == ERROR_SUCCESS) {
+      RegCloseKey(existing);
+      return VSS_E_PROVIDER_ALREADY_REGISTERED;
+    }
+    const std::wstring refused = ReadConfigString(kRefusedVersionValue);
+    if (!refused.empty() && refused == TextOrNull(version)) return E_ACCESSDENIED;
     HKEY created = nullptr;
-    DWORD disposition = 0;
-    if (RegCreateKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), 0, nullptr, 0, KEY_SET_VALUE, nullptr, &created,
-                        &disposition) != ERROR_SUCCESS) {
+    if (RegCreateKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), 0, nullptr, 0, KEY_SET_VALUE, nullptr, &created, nullptr) !=
+        ERROR_SUCCESS) {
       return E_FAIL;
     }
-    const std::wstring classText = GuidText(classId);
-    RegSetValueExW(created, L"Class", 0, REG_SZ, reinterpret_cast<const BYTE*>(classText.c_str()),
-                   static_cast<DWORD>((classText.size() + 1) * sizeof(wchar_t)));
+    SetString(created, L"Class", GuidText(classId));
+    SetString(created, L"Name", TextOrNull(name));
+    SetString(created, L"Version", TextOrNull(version));
+    SetString(created, L"VersionId", GuidText(versionId));
     RegCloseKey(created);
-    return disposition == REG_OPENED_EXISTING_KEY ? VSS_E_PROVIDER_ALREADY_REGISTERED : S_OK;
+    return S_OK;
   }
   HRESULT STDMETHODCALLTYPE UnregisterProvider(VSS_ID providerId) override {
     AppendLine(L"UnregisterProvider|" + GuidText(providerId));
@@ -116,7 +213,11 @@ class CoordinatorDouble final : public IVssAdmin {
     const std::wstring key = std::wstring(kProvidersKey) + L"\\" + GuidText(providerId);
     return RegDeleteTreeW(HKEY_LOCAL_MACHINE, key.c_str()) == ERROR_SUCCESS ? S_OK : VSS_E_PROVIDER_NOT_REGISTERED;
   }
-  HRESULT STDMETHODCALLTYPE QueryProviders(IVssEnumObject** /*enumerator*/) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE QueryProviders(IVssEnumObject** enumerator) override {
+    if (enumerator == nullptr) return E_POINTER;
+    *enumerator = new (std::nothrow) ProviderList();
+    return *enumerator != nullptr ? S_OK : E_OUTOFMEMORY;
+  }
   HRESULT STDMETHODCALLTYPE AbortAllSnapshotsInProgress() override { return E_NOTIMPL; }
 
  private:

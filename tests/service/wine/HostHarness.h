@@ -39,8 +39,9 @@ void ResetHost();
 std::vector<std::wstring> CoordinatorCalls();
 void ClearCoordinatorCalls();
 void SetCoordinatorResult(const wchar_t* valueName, HRESULT result);
-// The provider ids the double holds registered.
+// The provider ids the double holds registered, and the version it holds for ours.
 std::set<std::wstring> RegisteredVssProviders();
+std::wstring RegisteredVssVersion();
 
 struct KeyContents {
   bool exists = false;

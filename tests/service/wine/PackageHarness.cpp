@@ -2,6 +2,15 @@
 
 #include "HostHarness.h"
 
+#include <gtest/gtest.h>
+
+#include <cctype>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include "service/win32/KernelHandle.h"
+
 namespace hosttest {
 namespace {
 
@@ -10,8 +19,7 @@ constexpr const wchar_t* kProductName = L"Vantor VSS Hardware Provider";
 // msiexec waits for the registration it runs; a few seconds under Wine, minutes at worst.
 constexpr DWORD kMsiexecTimeoutMs = 300000;
 
-std::wstring gCurrent;
-std::wstring gOlder;
+Packages gPackages;
 
 std::wstring SystemDirectory() {
   wchar_t buffer[MAX_PATH] = {};
@@ -19,18 +27,87 @@ std::wstring SystemDirectory() {
   return {buffer, length};
 }
 
+BOOL CALLBACK NoteDialog(HWND window, LPARAM seen) {
+  wchar_t className[64] = {};
+  if (IsWindowVisible(window) && GetClassNameW(window, className, 64) > 0 && std::wstring(className) == L"#32770") {
+    *reinterpret_cast<bool*>(seen) = true;
+  }
+  return TRUE;
+}
+
+std::wstring MsiexecCommand(const wchar_t* action, const std::wstring& package) {
+  return L"msiexec.exe " + std::wstring(action) + L" \"" + package + L"\" /qn";
+}
+
 }  // namespace
 
-void SetPackages(const std::wstring& current, const std::wstring& older) {
-  gCurrent = WindowsPath(current);
-  gOlder = WindowsPath(older);
+void SetPackages(const Packages& packages) {
+  gPackages = {WindowsPath(packages.current), WindowsPath(packages.older), WindowsPath(packages.rebuilt),
+               WindowsPath(packages.currentFiles), WindowsPath(packages.olderFiles)};
 }
-const std::wstring& CurrentPackage() { return gCurrent; }
-const std::wstring& OlderPackage() { return gOlder; }
+const Packages& ThePackages() { return gPackages; }
 
 DWORD Msiexec(const wchar_t* action, const std::wstring& package) {
+  return RunProgram(SystemDirectory() + L"\\msiexec.exe", MsiexecCommand(action, package), kMsiexecTimeoutMs);
+}
+
+WatchedRun MsiexecWatched(const wchar_t* action, const std::wstring& package, DWORD timeoutMs) {
+  WatchedRun run;
   const std::wstring program = SystemDirectory() + L"\\msiexec.exe";
-  return RunProgram(program, L"msiexec.exe " + std::wstring(action) + L" \"" + package + L"\" /qn", kMsiexecTimeoutMs);
+  std::wstring commandLine = MsiexecCommand(action, package);
+  STARTUPINFOW startup{};
+  startup.cb = sizeof startup;
+  PROCESS_INFORMATION process{};
+  if (!CreateProcessW(program.c_str(), commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
+                      &process)) {
+    ADD_FAILURE() << "starting msiexec failed, error " << GetLastError();
+    return run;
+  }
+  const service::KernelHandle processHandle(process.hProcess);
+  const service::KernelHandle threadHandle(process.hThread);
+  const ULONGLONG start = GetTickCount64();
+  while (!run.ended && GetTickCount64() - start < timeoutMs) {
+    EnumWindows(&NoteDialog, reinterpret_cast<LPARAM>(&run.dialogSeen));
+    run.ended = WaitForSingleObject(processHandle.Get(), 100) == WAIT_OBJECT_0;
+  }
+  run.elapsedMs = static_cast<DWORD>(GetTickCount64() - start);
+  if (!run.ended) {
+    TerminateProcess(processHandle.Get(), 1);
+    return run;
+  }
+  GetExitCodeProcess(processHandle.Get(), &run.exitCode);
+  return run;
+}
+
+std::vector<std::string> ImportedFunctions(const std::wstring& executable) {
+  std::vector<std::string> functions;
+  const HMODULE module = LoadLibraryExW(executable.c_str(), nullptr, DONT_RESOLVE_DLL_REFERENCES);
+  if (module == nullptr) {
+    ADD_FAILURE() << "mapping the executable failed, error " << GetLastError();
+    return functions;
+  }
+  const auto* base = reinterpret_cast<const BYTE*>(module);
+  const auto* nt = reinterpret_cast<const IMAGE_NT_HEADERS64*>(base + reinterpret_cast<const IMAGE_DOS_HEADER*>(base)->e_lfanew);
+  const IMAGE_DATA_DIRECTORY& imports = nt->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
+  for (auto* dll = reinterpret_cast<const IMAGE_IMPORT_DESCRIPTOR*>(base + imports.VirtualAddress);
+       imports.VirtualAddress != 0 && dll->Name != 0; ++dll) {
+    std::string name = reinterpret_cast<const char*>(base + dll->Name);
+    for (char& c : name) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    const DWORD thunks = dll->OriginalFirstThunk != 0 ? dll->OriginalFirstThunk : dll->FirstThunk;
+    for (auto* thunk = reinterpret_cast<const IMAGE_THUNK_DATA64*>(base + thunks); thunk->u1.AddressOfData != 0;
+         ++thunk) {
+      if (IMAGE_SNAP_BY_ORDINAL64(thunk->u1.Ordinal)) continue;
+      const auto* byName = reinterpret_cast<const IMAGE_IMPORT_BY_NAME*>(base + thunk->u1.AddressOfData);
+      functions.push_back(name + "!" + reinterpret_cast<const char*>(byName->Name));
+    }
+  }
+  FreeLibrary(module);
+  return functions;
+}
+
+std::string FileBytes(const std::wstring& path) {
+  std::ifstream file(std::filesystem::path(path), std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
 std::vector<ProgramEntry> ProviderProgramEntries() {

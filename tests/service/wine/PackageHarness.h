@@ -8,12 +8,37 @@
 
 namespace hosttest {
 
-void SetPackages(const std::wstring& current, const std::wstring& older);
-const std::wstring& CurrentPackage();
-const std::wstring& OlderPackage();
+// The package under test; an older one from a build whose executables differ; a rebuild of
+// the current one (same version, another product code). Each with the folder of the
+// executables it was made from.
+struct Packages {
+  std::wstring current;
+  std::wstring older;
+  std::wstring rebuilt;
+  std::wstring currentFiles;
+  std::wstring olderFiles;
+};
+void SetPackages(const Packages& packages);
+const Packages& ThePackages();
 
 // msiexec's exit code for `/i` or `/x` of `package`, silent.
 DWORD Msiexec(const wchar_t* action, const std::wstring& package);
+
+// One msiexec run watched from outside: whether it ended within `timeoutMs` (else it is ended),
+// and whether a dialog window showed up on this desktop meanwhile.
+struct WatchedRun {
+  bool ended = false;
+  DWORD exitCode = 0;
+  DWORD elapsedMs = 0;
+  bool dialogSeen = false;
+};
+WatchedRun MsiexecWatched(const wchar_t* action, const std::wstring& package, DWORD timeoutMs);
+
+// The functions an executable imports by name, as "dll!function" with the DLL in lower case.
+std::vector<std::string> ImportedFunctions(const std::wstring& executable);
+
+// The whole content of a file; empty when it cannot be read.
+std::string FileBytes(const std::wstring& path);
 
 struct ProgramEntry {
   std::wstring productCode;

@@ -1,10 +1,16 @@
 // VantorVssProvider.msi under Wine's msiexec: a silent install leaves exactly the files,
 // registration keys, service and VSS provider registration of the product, a silent removal
-// none of them, and a major upgrade from an older package keeps one of each.
+// none of them; an upgrade from an older build replaces its executables and keeps one of each;
+// an older or a rebuilt package of the installed version is refused; a failing registration
+// rolls back without waiting on anybody.
 #include <windows.h>
+#include <aclapi.h>
+#include <sddl.h>
 
 #include <gtest/gtest.h>
 
+#include <memory>
+#include <optional>
 #include <set>
 #include <string>
 
@@ -12,6 +18,8 @@
 #include "HostHarness.h"
 #include "PackageHarness.h"
 #include "RegistrationExpectations.h"
+#include "service/win32/FileVersionReader.h"
+#include "service/win32/ScHandle.h"
 
 namespace {
 
@@ -26,40 +34,138 @@ constexpr const wchar_t* kServiceName = L"Vantor VSS Hardware Provider";
 constexpr const wchar_t* kEventSourceKey =
     L"SYSTEM\\CurrentControlSet\\Services\\EventLog\\Application\\Vantor VSS Hardware Provider";
 constexpr const wchar_t* kProviderIdText = L"{5253D47A-55BB-4B3A-928D-5F4BAEC6FBF4}";
+// A failed installation rolls back within seconds; a dialog nobody can close would hold it for
+// ever.
+constexpr DWORD kRollbackLimitMs = 120000;
+// Right after a prefix is made, Wine can have two service control managers answer, each
+// knowing only the services created through it; each connection may reach either. Asking
+// this many times reaches both.
+constexpr int kManagerProbes = 6;
+constexpr const wchar_t* kTraceFolder = L"C:\\ProgramData\\Vantor Storage\\Logs";
+constexpr const wchar_t* kServiceKey = L"SYSTEM\\CurrentControlSet\\Services\\Vantor VSS Hardware Provider";
 
 bool FileExists(const wchar_t* path) { return GetFileAttributesW(path) != INVALID_FILE_ATTRIBUTES; }
 
-// The services whose executable is the provider, whatever their names.
+std::optional<ServiceConfig> ServiceConfiguration(const std::wstring& name) {
+  std::optional<ServiceConfig> config;
+  for (int probe = 0; probe < kManagerProbes && !config; ++probe) config = QueryServiceConfiguration(name);
+  return config;
+}
+
+// The services whose executable is the provider, whatever their names, as any manager knows them.
 std::set<std::wstring> ProviderServices() {
   std::set<std::wstring> names;
-  const SC_HANDLE manager = OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ENUMERATE_SERVICE);
-  if (manager == nullptr) return names;
-  DWORD needed = 0, count = 0, resume = 0;
-  EnumServicesStatusExW(manager, SC_ENUM_PROCESS_INFO, SERVICE_WIN32, SERVICE_STATE_ALL, nullptr, 0, &needed, &count,
-                        &resume, nullptr);
-  std::vector<BYTE> buffer(needed);
-  resume = 0;
-  if (EnumServicesStatusExW(manager, SC_ENUM_PROCESS_INFO, SERVICE_WIN32, SERVICE_STATE_ALL, buffer.data(), needed,
-                            &needed, &count, &resume, nullptr)) {
-    const auto* services = reinterpret_cast<const ENUM_SERVICE_STATUS_PROCESSW*>(buffer.data());
-    for (DWORD i = 0; i < count; ++i) {
-      const auto config = QueryServiceConfiguration(services[i].lpServiceName);
-      if (config && config->binaryPath.find(L"VantorVssProvider.exe") != std::wstring::npos) {
-        names.insert(services[i].lpServiceName);
+  for (int probe = 0; probe < kManagerProbes; ++probe) {
+    const SC_HANDLE manager = OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ENUMERATE_SERVICE);
+    if (manager == nullptr) continue;
+    DWORD needed = 0, count = 0, resume = 0;
+    EnumServicesStatusExW(manager, SC_ENUM_PROCESS_INFO, SERVICE_WIN32, SERVICE_STATE_ALL, nullptr, 0, &needed,
+                          &count, &resume, nullptr);
+    std::vector<BYTE> buffer(needed);
+    resume = 0;
+    if (EnumServicesStatusExW(manager, SC_ENUM_PROCESS_INFO, SERVICE_WIN32, SERVICE_STATE_ALL, buffer.data(), needed,
+                              &needed, &count, &resume, nullptr)) {
+      const auto* services = reinterpret_cast<const ENUM_SERVICE_STATUS_PROCESSW*>(buffer.data());
+      for (DWORD i = 0; i < count; ++i) {
+        const auto config = ServiceConfiguration(services[i].lpServiceName);
+        if (config && config->binaryPath.find(L"VantorVssProvider.exe") != std::wstring::npos) {
+          names.insert(services[i].lpServiceName);
+        }
       }
     }
+    CloseServiceHandle(manager);
   }
-  CloseServiceHandle(manager);
   return names;
+}
+
+// Wine 8 keeps no security descriptor of a file or folder (it answers one made up from the
+// Unix mode, owned by the user); Windows does. Told by a folder made with a known owner.
+bool SystemKeepsFileSecurity() {
+  wchar_t temp[MAX_PATH] = {};
+  GetTempPathW(MAX_PATH, temp);
+  const std::wstring probe = std::wstring(temp) + L"vantor-sd-probe-" + std::to_wstring(GetCurrentProcessId());
+  PSECURITY_DESCRIPTOR made = nullptr;
+  if (!ConvertStringSecurityDescriptorToSecurityDescriptorW(L"O:SYD:(A;;FA;;;WD)", SDDL_REVISION_1, &made, nullptr)) {
+    return false;
+  }
+  const std::unique_ptr<void, decltype(&LocalFree)> madeOwner(made, &LocalFree);
+  SECURITY_ATTRIBUTES attributes{sizeof attributes, made, FALSE};
+  if (!CreateDirectoryW(probe.c_str(), &attributes)) return false;
+  PSID owner = nullptr;
+  PSECURITY_DESCRIPTOR raw = nullptr;
+  const bool kept = GetNamedSecurityInfoW(probe.c_str(), SE_FILE_OBJECT, OWNER_SECURITY_INFORMATION, &owner, nullptr,
+                                          nullptr, nullptr, &raw) == ERROR_SUCCESS &&
+                    IsWellKnownSid(owner, WinLocalSystemSid);
+  LocalFree(raw);
+  RemoveDirectoryW(probe.c_str());
+  return kept;
+}
+
+// The trace folder the installation made before the service could start: owned by the
+// Administrators, full access for SYSTEM and the Administrators, nobody else more than reading,
+// nothing inherited from %ProgramData% (where users may create folders).
+void ExpectTraceFolderSecured() {
+  const DWORD attributes = GetFileAttributesW(kTraceFolder);
+  ASSERT_NE(attributes, INVALID_FILE_ATTRIBUTES);
+  EXPECT_NE(attributes & FILE_ATTRIBUTE_DIRECTORY, 0u);
+  EXPECT_EQ(attributes & FILE_ATTRIBUTE_REPARSE_POINT, 0u);
+  if (!SystemKeepsFileSecurity()) {
+    testing::Test::RecordProperty("TraceFolderAccessList", "not checked: this system does not keep file security descriptors");
+    return;
+  }
+  PSID owner = nullptr;
+  PACL dacl = nullptr;
+  PSECURITY_DESCRIPTOR raw = nullptr;
+  ASSERT_EQ(GetNamedSecurityInfoW(kTraceFolder, SE_FILE_OBJECT, OWNER_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION,
+                                  &owner, nullptr, &dacl, nullptr, &raw),
+            static_cast<DWORD>(ERROR_SUCCESS));
+  const std::unique_ptr<void, decltype(&LocalFree)> descriptor(raw, &LocalFree);
+  SECURITY_DESCRIPTOR_CONTROL control = 0;
+  DWORD revision = 0;
+  ASSERT_TRUE(GetSecurityDescriptorControl(raw, &control, &revision));
+  EXPECT_NE(control & SE_DACL_PROTECTED, 0) << "the folder inherits its parent's access list";
+  EXPECT_TRUE(IsWellKnownSid(owner, WinBuiltinAdministratorsSid));
+  ASSERT_NE(dacl, nullptr);
+  constexpr DWORD kWriting = FILE_WRITE_DATA | FILE_APPEND_DATA | FILE_WRITE_EA | FILE_WRITE_ATTRIBUTES |
+                             FILE_DELETE_CHILD | DELETE | WRITE_DAC | WRITE_OWNER | GENERIC_WRITE | GENERIC_ALL;
+  std::set<std::wstring> fullAccess;
+  for (DWORD index = 0; index < dacl->AceCount; ++index) {
+    void* ace = nullptr;
+    ASSERT_TRUE(GetAce(dacl, index, &ace));
+    const auto* allowed = static_cast<const ACCESS_ALLOWED_ACE*>(ace);
+    ASSERT_EQ(allowed->Header.AceType, ACCESS_ALLOWED_ACE_TYPE);
+    PSID sid = const_cast<DWORD*>(&allowed->SidStart);
+    if (IsWellKnownSid(sid, WinLocalSystemSid) || IsWellKnownSid(sid, WinBuiltinAdministratorsSid)) {
+      EXPECT_EQ(allowed->Mask & FILE_ALL_ACCESS, static_cast<DWORD>(FILE_ALL_ACCESS));
+      fullAccess.insert(IsWellKnownSid(sid, WinLocalSystemSid) ? L"SYSTEM" : L"Administrators");
+    } else {
+      EXPECT_EQ(allowed->Mask & kWriting, 0u) << "entry " << index << " lets another account write";
+    }
+  }
+  EXPECT_EQ(fullAccess, (std::set<std::wstring>{L"Administrators", L"SYSTEM"}));
+}
+
+// The installed executables are byte for byte those the package was made from (in `files`).
+void ExpectInstalledFrom(const std::wstring& files) {
+  const std::string provider = FileBytes(files + L"\\VantorVssProvider.exe");
+  const std::string tool = FileBytes(files + L"\\vantor-vss.exe");
+  ASSERT_FALSE(provider.empty());
+  ASSERT_FALSE(tool.empty());
+  EXPECT_TRUE(FileBytes(kProvider) == provider);
+  EXPECT_TRUE(FileBytes(kTool) == tool);
 }
 
 void ExpectInstalled(const wchar_t* version) {
   EXPECT_TRUE(FileExists(kProvider));
   EXPECT_TRUE(FileExists(kTool));
+  const std::wstring fileVersion = std::wstring(version) + L".0";
+  EXPECT_EQ(service::ReadFileVersionText(kProvider), fileVersion);
+  EXPECT_EQ(service::ReadFileVersionText(kTool), fileVersion);
+  EXPECT_EQ(RegisteredVssVersion(), fileVersion);
   ExpectRegistered(HKEY_LOCAL_MACHINE, kMachineClasses, true, kProvider);
   EXPECT_EQ(ReadKey(HKEY_LOCAL_MACHINE, std::wstring(kTypeLibKey) + L"\\1.0\\0\\win64").values[L""], kProvider);
   EXPECT_EQ(ProviderServices(), std::set<std::wstring>{kServiceName});
-  const auto config = QueryServiceConfiguration(kServiceName);
+  const auto config = ServiceConfiguration(kServiceName);
   ASSERT_TRUE(config.has_value());
   EXPECT_EQ(config->binaryPath, std::wstring(L"\"") + kProvider + L"\"");
   EXPECT_EQ(config->account, L"LocalSystem");
@@ -77,6 +183,7 @@ void ExpectNothingLeft() {
   ExpectNotRegistered(HKEY_LOCAL_MACHINE, kMachineClasses);
   EXPECT_FALSE(ReadKey(HKEY_LOCAL_MACHINE, kTypeLibKey).exists);
   EXPECT_TRUE(ProviderServices().empty());
+  EXPECT_FALSE(ReadKey(HKEY_LOCAL_MACHINE, kServiceKey).exists);
   EXPECT_FALSE(ReadKey(HKEY_LOCAL_MACHINE, kEventSourceKey).exists);
   EXPECT_TRUE(RegisteredVssProviders().empty());
   EXPECT_TRUE(ProviderProgramEntries().empty());
@@ -92,37 +199,90 @@ class Package : public testing::Test {
 };
 
 TEST_F(Package, SilentInstallRegistersTheProductAndSilentRemovalLeavesNothing) {
-  ASSERT_EQ(Msiexec(L"/i", CurrentPackage()), 0u);
+  ASSERT_EQ(Msiexec(L"/i", ThePackages().current), 0u);
   ExpectInstalled(VANTOR_PACKAGE_VERSION);
+  ExpectInstalledFrom(ThePackages().currentFiles);
+  ExpectTraceFolderSecured();
 
-  ASSERT_EQ(Msiexec(L"/x", CurrentPackage()), 0u);
+  ASSERT_EQ(Msiexec(L"/x", ThePackages().current), 0u);
   ExpectNothingLeft();
   const auto calls = CoordinatorCalls();
   ASSERT_FALSE(calls.empty());
   EXPECT_EQ(calls.back(), std::wstring(L"UnregisterProvider|") + kProviderIdText);
 }
 
-TEST_F(Package, MajorUpgradeKeepsOneServiceOneProviderAndOneProgramEntry) {
-  ASSERT_EQ(Msiexec(L"/i", OlderPackage()), 0u);
+TEST_F(Package, UpgradeReplacesTheOlderBuildAndRefusesOlderAndRebuiltPackages) {
+  const Packages& packages = ThePackages();
+  ASSERT_FALSE(FileBytes(packages.olderFiles + L"\\VantorVssProvider.exe") ==
+               FileBytes(packages.currentFiles + L"\\VantorVssProvider.exe"));
+  ASSERT_EQ(Msiexec(L"/i", packages.older), 0u);
   ExpectInstalled(VANTOR_OLDER_PACKAGE_VERSION);
+  ExpectInstalledFrom(packages.olderFiles);
   ClearCoordinatorCalls();
 
-  ASSERT_EQ(Msiexec(L"/i", CurrentPackage()), 0u);
+  ASSERT_EQ(Msiexec(L"/i", packages.current), 0u);
   ExpectInstalled(VANTOR_PACKAGE_VERSION);
+  ExpectInstalledFrom(packages.currentFiles);
   // The newer product registered the provider again. (Windows removes the older product with
-  // UPGRADINGPRODUCTCODE set, which skips its /UnregServer; Wine 8 does not set it, so there
-  // the older registration is removed first. One registration remains either way.)
+  // UPGRADINGPRODUCTCODE set, which skips its /UnregServer, and /Service renews the
+  // registration; Wine 8 does not set it, so there the older registration is removed first.)
   const auto calls = CoordinatorCalls();
   ASSERT_FALSE(calls.empty());
   EXPECT_EQ(calls.back().rfind(L"RegisterProvider|", 0), 0u) << calls.back();
 
-  ASSERT_EQ(Msiexec(L"/x", CurrentPackage()), 0u);
+  // Neither the older package nor another build of this version changes anything.
+  const std::wstring productCode = ProviderProgramEntries().at(0).productCode;
+  for (const std::wstring* refused : {&packages.older, &packages.rebuilt}) {
+    SCOPED_TRACE(std::string(refused->begin(), refused->end()));
+    EXPECT_NE(Msiexec(L"/i", *refused), 0u);
+    ExpectInstalled(VANTOR_PACKAGE_VERSION);
+    ExpectInstalledFrom(packages.currentFiles);
+    EXPECT_EQ(ProviderProgramEntries().at(0).productCode, productCode);
+  }
+  // The installed package itself runs as maintenance of the installed product.
+  EXPECT_EQ(Msiexec(L"/i", packages.current), 0u);
+  ExpectInstalled(VANTOR_PACKAGE_VERSION);
+
+  ASSERT_EQ(Msiexec(L"/x", packages.current), 0u);
   ExpectNothingLeft();
+}
+
+// The service's name is free but its display name is taken (in every service control manager
+// that answers): /Service cannot create the service, which used to put up a message box.
+TEST_F(Package, ServiceThatCannotBeCreatedFailsTheInstallationWithoutAWindow) {
+  constexpr const wchar_t* kHolder = L"Display Name Holder";
+  for (int probe = 0; probe < kManagerProbes; ++probe) {
+    const service::ScHandle manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS));
+    const service::ScHandle holder(CreateServiceW(manager.Get(), kHolder, kServiceName, SERVICE_ALL_ACCESS,
+                                                  SERVICE_WIN32_OWN_PROCESS, SERVICE_DEMAND_START,
+                                                  SERVICE_ERROR_NORMAL, L"C:\\windows\\system32\\notepad.exe",
+                                                  nullptr, nullptr, nullptr, nullptr, nullptr));
+    ASSERT_TRUE(holder || GetLastError() == ERROR_SERVICE_EXISTS) << GetLastError();
+  }
+
+  const WatchedRun run = MsiexecWatched(L"/i", ThePackages().current, kRollbackLimitMs);
+
+  for (int probe = 0; probe < kManagerProbes; ++probe) {
+    const service::ScHandle manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS));
+    const service::ScHandle holder(OpenServiceW(manager.Get(), kHolder, DELETE));
+    if (holder) DeleteService(holder.Get());
+  }
+  EXPECT_TRUE(run.ended) << "msiexec still ran after " << run.elapsedMs << " ms";
+  EXPECT_TRUE(run.exitCode == ERROR_INSTALL_FAILURE || run.exitCode == ERROR_FUNCTION_FAILED) << run.exitCode;
+  EXPECT_FALSE(run.dialogSeen);
+  ExpectNothingLeft();
+  // Where the custom action's desktop cannot be watched (Wine), the executable shows it cannot
+  // put up a window at all.
+  for (const std::string& function : ImportedFunctions(ThePackages().currentFiles + L"\\VantorVssProvider.exe")) {
+    for (const char* window : {"!MessageBox", "!CreateWindow", "!DialogBox", "!CreateDialog"}) {
+      EXPECT_EQ(function.find(window), std::string::npos) << function;
+    }
+  }
 }
 
 TEST_F(Package, InstallWhoseRegistrationFailsChangesNothing) {
   SetCoordinatorResult(kRegisterResultValue, static_cast<HRESULT>(0x80070005u));
-  const DWORD result = Msiexec(L"/i", CurrentPackage());
+  const DWORD result = Msiexec(L"/i", ThePackages().current);
   RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, kCoordinatorDoubleKey, kRegisterResultValue);
   // Windows answers a failed custom action with ERROR_INSTALL_FAILURE, Wine 8 with
   // ERROR_FUNCTION_FAILED.

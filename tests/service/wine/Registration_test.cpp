@@ -9,6 +9,8 @@
 
 #include <fstream>
 #include <iterator>
+#include <utility>
+#include <vector>
 
 #include "CoordinatorDoubleConfig.h"
 #include "HostHarness.h"
@@ -32,9 +34,25 @@ constexpr const wchar_t* kServiceKey = L"SYSTEM\\CurrentControlSet\\Services\\Va
 constexpr const wchar_t* kEventSourceKey =
     L"SYSTEM\\CurrentControlSet\\Services\\EventLog\\Application\\Vantor VSS Hardware Provider";
 
-std::wstring ExpectedRegisterCall() {
-  return std::wstring(L"RegisterProvider|") + kProviderIdText + L"|{08B1DE05-DA78-4895-BAC0-E576ED483FFA}|" +
-         L"Vantor Storage VSS Provider|3|" + VANTOR_EXPECTED_FILE_VERSION + L"|" + kVersionIdText;
+constexpr const wchar_t* kClassIdText = L"{08B1DE05-DA78-4895-BAC0-E576ED483FFA}";
+constexpr const wchar_t* kProviderName = L"Vantor Storage VSS Provider";
+
+std::wstring ExpectedRegisterCall(const std::wstring& version = VANTOR_EXPECTED_FILE_VERSION) {
+  return std::wstring(L"RegisterProvider|") + kProviderIdText + L"|" + kClassIdText + L"|" + kProviderName + L"|3|" +
+         version + L"|" + kVersionIdText;
+}
+
+// The registration an earlier install left with the coordinator.
+void PlantVssRegistration(const std::wstring& version) {
+  const std::wstring key = std::wstring(kProvidersKey) + L"\\" + kProviderIdText;
+  for (const auto& [name, value] : {std::pair<const wchar_t*, std::wstring>{L"Class", kClassIdText},
+                                    {L"Name", kProviderName},
+                                    {L"Version", version},
+                                    {L"VersionId", kVersionIdText}}) {
+    ASSERT_EQ(RegSetKeyValueW(HKEY_LOCAL_MACHINE, key.c_str(), name, REG_SZ, value.c_str(),
+                              static_cast<DWORD>((value.size() + 1) * sizeof(wchar_t))),
+              ERROR_SUCCESS);
+  }
 }
 
 class Registration : public testing::Test {
@@ -102,11 +120,42 @@ TEST_F(Registration, UnregServerRemovesEverythingEvenWhenTheCoordinatorRefuses) 
   EXPECT_EQ(RunProvider(L"/UnregServer"), 0u);
 }
 
-TEST_F(Registration, AlreadyRegisteredProviderCountsAsSuccess) {
-  SetCoordinatorResult(kRegisterResultValue, VSS_E_PROVIDER_ALREADY_REGISTERED);
-  EXPECT_EQ(RunProvider(L"/Service"), 0u);
-  ExpectRegistered(HKEY_LOCAL_MACHINE, kMachineClasses, true);
-  EXPECT_TRUE(QueryServiceConfiguration(kServiceName).has_value());
+// VSS keeps a registration of the same version; one of another version is made again, and put
+// back as it was when the new one is refused.
+TEST_F(Registration, VssRegistrationOfAnotherVersionIsRenewed) {
+  const std::wstring unregister = std::wstring(L"UnregisterProvider|") + kProviderIdText;
+  struct Case {
+    const char* name;
+    std::wstring registered;
+    bool refuseNew;
+    DWORD exitCode;
+    std::vector<std::wstring> calls;
+    std::wstring registeredAfter;
+  };
+  const Case cases[] = {
+      {"same version", VANTOR_EXPECTED_FILE_VERSION, false, 0, {ExpectedRegisterCall()},
+       VANTOR_EXPECTED_FILE_VERSION},
+      {"older version", L"0.9.0.0", false, 0, {ExpectedRegisterCall(), unregister, ExpectedRegisterCall()},
+       VANTOR_EXPECTED_FILE_VERSION},
+      {"new version refused", L"0.9.0.0", true, static_cast<DWORD>(kAccessDenied),
+       {ExpectedRegisterCall(), unregister, ExpectedRegisterCall(), ExpectedRegisterCall(L"0.9.0.0")}, L"0.9.0.0"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    ResetHost();
+    PlantVssRegistration(c.registered);
+    if (c.refuseNew) {
+      const std::wstring version = VANTOR_EXPECTED_FILE_VERSION;
+      ASSERT_EQ(RegSetKeyValueW(HKEY_LOCAL_MACHINE, kCoordinatorDoubleKey, kRefusedVersionValue, REG_SZ,
+                                version.c_str(), static_cast<DWORD>((version.size() + 1) * sizeof(wchar_t))),
+                ERROR_SUCCESS);
+    }
+    EXPECT_EQ(RunProvider(L"/Service"), c.exitCode);
+    RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, kCoordinatorDoubleKey, kRefusedVersionValue);
+    EXPECT_EQ(CoordinatorCalls(), c.calls);
+    EXPECT_EQ(RegisteredVssVersion(), c.registeredAfter);
+    EXPECT_EQ(QueryServiceConfiguration(kServiceName).has_value(), c.exitCode == 0);
+  }
 }
 
 TEST_F(Registration, RefusedVssRegistrationRollsBackEveryEarlierStep) {

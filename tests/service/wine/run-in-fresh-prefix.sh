@@ -1,8 +1,10 @@
 #!/bin/sh
 # Runs a Windows test program in a Wine prefix made fresh for this run, so that services and
 # COM classes it installs meet nothing of earlier runs and touch no other prefix.
-# Usage: run-in-fresh-prefix.sh <prefix directory> [--install <msi> <coordinator double dll>]
-#                               <program> [arguments...]
+# Usage: run-in-fresh-prefix.sh <prefix directory> [--like-new-user]
+#                               [--install <msi> <coordinator double dll>] <program> [arguments...]
+# With --like-new-user, the prefix is started the way a new user's is (wineboot -i, then the
+# program at once, no persistent server).
 # With --install, the package is installed first (install-package.sh) and the program runs
 # against the installed service.
 # The prefix is removed after a passing run and kept after a failing one, for inspection.
@@ -20,10 +22,14 @@ if ! "$wine" wineboot -i >/dev/null 2>&1; then
   echo "run-in-fresh-prefix: wineboot failed for $prefix" >&2
   exit 1
 fi
-# wineboot -i leaves two services.exe answering the service control manager's pipe for a
-# while, each with its own idea of which services exist; start from one server with one.
-"$wineserver" -w
-"$wineserver" -p
+if [ "${1:-}" = "--like-new-user" ]; then
+  shift
+else
+  # wineboot -i leaves two services.exe answering the service control manager's pipe for a
+  # while, each with its own idea of which services exist; start from one server with one.
+  "$wineserver" -w
+  "$wineserver" -p
+fi
 if [ "${1:-}" = "--install" ]; then
   if [ $# -lt 4 ] || ! sh "$(dirname "$0")/install-package.sh" "$2" "$3"; then
     echo "run-in-fresh-prefix: installing the package failed" >&2

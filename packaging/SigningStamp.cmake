@@ -1,0 +1,17 @@
+# Writes STAMP with the signing certificate the environment names (path and time), only when
+# that differs from what STAMP holds: the package is made again when the signing changes.
+set(text "unsigned")
+if(DEFINED ENV{VANTOR_SIGN_PFX} AND NOT "$ENV{VANTOR_SIGN_PFX}" STREQUAL "")
+  set(text "$ENV{VANTOR_SIGN_PFX}")
+  if(EXISTS "$ENV{VANTOR_SIGN_PFX}")
+    file(TIMESTAMP "$ENV{VANTOR_SIGN_PFX}" when)
+    string(APPEND text " ${when}")
+  endif()
+endif()
+set(old "")
+if(EXISTS "${STAMP}")
+  file(READ "${STAMP}" old)
+endif()
+if(NOT old STREQUAL text)
+  file(WRITE "${STAMP}" "${text}")
+endif()
