@@ -151,7 +151,7 @@ class FakeArray : public VaVssArrayWrapper {
   }
   HRESULT OnlineVolume(const Vantor::VolumeRecord& v) override {
     operations.push_back("online-volume:" + v.mId);
-    if (failOnlineVolume || onlineFailures > 0) {
+    if (onlineFailures > 0) {
       onlineFailures = std::max(0, onlineFailures - 1);
       return E_FAIL;
     }
@@ -195,7 +195,6 @@ class FakeArray : public VaVssArrayWrapper {
   bool failFind = false;
   bool failDelete = false;
   int deleteFailures = 0;  // so many deletes fail before they work again
-  bool failOnlineVolume = false;
   int onlineFailures = 0;  // so many onlines fail before they work again
   bool failRestore = false;
   HRESULT offlineAnswer = S_OK;
