@@ -78,7 +78,7 @@ TEST_F(ProviderResync, VolumeEndsOnlineWhateverTheOfflineRestoreOrOnlineAnswered
     const char* name;
     HRESULT offlineAnswer;
     int offlineDoneAfterReads;  // -1: never carried out
-    int onlineFailures;         // 99: the array refuses every online
+    int onlineFailures;         // -1: the array refuses every online
     bool restoreSent;
     HRESULT result;
     bool onlineAtEnd;
@@ -91,7 +91,7 @@ TEST_F(ProviderResync, VolumeEndsOnlineWhateverTheOfflineRestoreOrOnlineAnswered
       {"offline answer lost, carried out", VA_E_OUTCOME_UNKNOWN, 0, 0, false, VSS_E_PROVIDER_VETO, true, 1},
       // The array still carries it out after the provider saw the volume online: undone.
       {"offline answer lost, carried out late", VA_E_OUTCOME_UNKNOWN, 3, 0, false, VSS_E_PROVIDER_VETO, true, 1},
-      {"online refused throughout", S_OK, 0, 99, true, VSS_E_PROVIDER_VETO, false, -1},
+      {"online refused throughout", S_OK, 0, -1, true, VSS_E_PROVIDER_VETO, false, -1},
   };
   groupA_->AddSnapshot("sa1", "set-1", "vol-a1");
   for (const Case& c : cases) {
