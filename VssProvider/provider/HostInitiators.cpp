@@ -6,6 +6,7 @@
 #include <exception>
 
 #include "logger/FileLog.h"
+#include "platform/FibreChannelPorts.h"
 #include "platform/IscsiInitiator.h"
 #include "wincompat/WideString.h"
 
@@ -25,21 +26,24 @@ std::string Canonical(const std::string& name) {
 }  // namespace
 
 std::vector<std::string> ThisHostInitiators() {
+  std::vector<std::string> initiators;
+  if (platform::FibreChannelPortsSlot::Installed()) initiators = platform::FibreChannelPortsSlot::Get().PortNames();
   std::array<wchar_t, platform::MAX_ISCSI_NAME_LEN + 1> name{};
   platform::ISDSC_STATUS status = 0;
   try {
     status = platform::TheIscsiInitiator().GetInitiatorNodeNameW(name.data());
   } catch (const std::exception& e) {
     VA_LOG(MSG_ERROR, L"This host's iSCSI initiator name cannot be read: %S", std::string(e.what()));
-    return {};
+    return initiators;
   }
   name.back() = L'\0';
   const std::string text = wincompat::ToNarrow(name.data());
   if (status != 0 || text.empty()) {
-    VA_LOG(MSG_ERROR, L"This host's iSCSI initiator name cannot be read (status 0x%08X)", static_cast<unsigned>(status));
-    return {};
+    VA_LOG(MSG_WARNING, L"This host's iSCSI initiator name cannot be read (status 0x%08X)", static_cast<unsigned>(status));
+    return initiators;
   }
-  return {text};
+  initiators.push_back(text);
+  return initiators;
 }
 
 bool IsPresentedTo(const Vantor::VolumeRecord& volume, const std::vector<std::string>& initiators) {

@@ -9,8 +9,8 @@
 
 namespace provider {
 
-// This host's iSCSI initiator name, as the initiator service reports it; empty when there is
-// none (no initiator service, or it cannot be asked), with a trace line.
+// This host's Fibre Channel port names and its iSCSI initiator name, as the HBA API and the
+// initiator service report them; a name that cannot be read is left out with a trace line.
 std::vector<std::string> ThisHostInitiators();
 
 // True when one of the volume's access-control records names one of `initiators`. Names

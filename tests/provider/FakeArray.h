@@ -153,8 +153,8 @@ class FakeArray : public VaVssArrayWrapper {
   }
   HRESULT OnlineVolume(const Vantor::VolumeRecord& v) override {
     operations.push_back("online-volume:" + v.mId);
-    if (failOnlineVolume || onlineFailures > 0) {
-      onlineFailures = std::max(0, onlineFailures - 1);
+    if (onlineFailures != 0) {
+      if (onlineFailures > 0) --onlineFailures;
       return E_FAIL;
     }
     offline.erase(v.mId);
@@ -197,8 +197,7 @@ class FakeArray : public VaVssArrayWrapper {
   bool failFind = false;
   bool failDelete = false;
   int deleteFailures = 0;  // so many deletes fail before they work again
-  bool failOnlineVolume = false;
-  int onlineFailures = 0;  // so many onlines fail before they work again
+  int onlineFailures = 0;  // so many onlines fail before they work again (-1: all)
   bool failRestore = false;
   HRESULT offlineAnswer = S_OK;
   int offlineDoneAfterReads = 0;  // -1: never

@@ -1,8 +1,8 @@
 // ResyncLuns against scripted groups: one result per pair, a volume that always ends online
-// whatever its offline, restore or online answered, and no restore onto a volume that is not
-// presented to this host.
+// whatever its offline, restore or online answered; and which volumes are this host's.
 #include "ScriptedGroups.h"
 #include "messages/VantorVssMessages.h"
+#include "provider/HostInitiators.h"
 
 namespace {
 
@@ -78,7 +78,7 @@ TEST_F(ProviderResync, VolumeEndsOnlineWhateverTheOfflineRestoreOrOnlineAnswered
     const char* name;
     HRESULT offlineAnswer;
     int offlineDoneAfterReads;  // -1: never carried out
-    int onlineFailures;         // 99: the array refuses every online
+    int onlineFailures;         // -1: the array refuses every online
     bool restoreSent;
     HRESULT result;
     bool onlineAtEnd;
@@ -91,7 +91,7 @@ TEST_F(ProviderResync, VolumeEndsOnlineWhateverTheOfflineRestoreOrOnlineAnswered
       {"offline answer lost, carried out", VA_E_OUTCOME_UNKNOWN, 0, 0, false, VSS_E_PROVIDER_VETO, true, 1},
       // The array still carries it out after the provider saw the volume online: undone.
       {"offline answer lost, carried out late", VA_E_OUTCOME_UNKNOWN, 3, 0, false, VSS_E_PROVIDER_VETO, true, 1},
-      {"online refused throughout", S_OK, 0, 99, true, VSS_E_PROVIDER_VETO, false, -1},
+      {"online refused throughout", S_OK, 0, -1, true, VSS_E_PROVIDER_VETO, false, -1},
   };
   groupA_->AddSnapshot("sa1", "set-1", "vol-a1");
   for (const Case& c : cases) {
@@ -116,19 +116,15 @@ TEST_F(ProviderResync, VolumeEndsOnlineWhateverTheOfflineRestoreOrOnlineAnswered
   EXPECT_TRUE(trace_.Contains("Volume vol-a1 went offline after it was online again"));
 }
 
-TEST_F(ProviderResync, VolumeNotPresentedToThisHostIsRefusedWithoutARequest) {
-  groupA_->AddSnapshot("sa1", "set-1", "vol-a1");
-  groupA_->AddSnapshot("sa2", "set-1", "vol-a2");
-  std::shared_ptr<Vantor::VolumeRecord> other;
-  ASSERT_TRUE(groupA_->FindVolume("aaa2", true, other));
-  other->mAccessInitiators = {"iqn.1991-05.com.microsoft:another-host"};
-  std::shared_ptr<Vantor::VolumeRecord> mine;
-  ASSERT_TRUE(groupA_->FindVolume("aaa1", true, mine));
-  mine->mAccessInitiators = {"IQN.1991-05.COM.MICROSOFT:PROVIDER-TEST"};  // names compare without case
-  ForgetOperations();
-  EXPECT_EQ(Resync({{"sa2", "aaa2"}, {"sa1", "aaa1"}}), VSS_E_PROVIDER_VETO);
-  for (const auto& op : groupA_->operations) EXPECT_EQ(op.find("vol-aaa2"), std::string::npos) << op;
-  EXPECT_EQ(Count(*groupA_, "restore:vol-aaa1<-snap-sa1"), 1);
-  EXPECT_TRUE(trace_.Contains("Volume vol-a2 is not presented to this host"));
-  EXPECT_TRUE(trace_.Contains("Snapshot Name :set-1 Target Vol Name: vol-a2 Restore Operation Result : FAILED"));
+TEST(HostInitiators, VolumeIsPresentedWhenAnAccessRecordNamesOneOfThisHostsInitiators) {
+  Vantor::VolumeRecord volume;
+  volume.mAccessInitiators = {"iqn.1991-05.com.microsoft:a", "21:00:00:24:FF:3D:D6:A1"};
+  const struct {
+    std::vector<std::string> mine;
+    bool presented;
+  } cases[] = {{{"IQN.1991-05.COM.MICROSOFT:A"}, true},
+               {{"2100002fff3dd6a1", "21000024ff3dd6a1"}, true},
+               {{"iqn.1991-05.com.microsoft:b", "2100002fff3dd6a1"}, false},
+               {{}, false}};
+  for (const auto& c : cases) EXPECT_EQ(provider::IsPresentedTo(volume, c.mine), c.presented) << c.mine.size();
 }

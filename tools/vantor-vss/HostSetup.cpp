@@ -27,6 +27,7 @@
 // Windows: the credential store and host security use their Win32 defaults (registry, DPAPI).
 #include "platform/win32/Win32DsmDevice.h"
 #include "platform/win32/Win32EventLog.h"
+#include "platform/win32/Win32FibreChannelPorts.h"
 #include "platform/win32/Win32IscsiInitiator.h"
 #include "platform/win32/Win32Registry.h"
 #include "platform/win32/Win32ServiceAccount.h"
@@ -119,6 +120,7 @@ InstalledHost::InstalledHost(const HostOptions& options) : hostDir_(options.host
     platform::StorageDevicesSlot::Install(std::make_unique<platform::Win32StorageDevices>());
     platform::DsmDeviceSlot::Install(std::make_unique<platform::Win32DsmDevice>());
     platform::IscsiInitiatorSlot::Install(std::make_unique<platform::Win32IscsiInitiator>());
+    platform::FibreChannelPortsSlot::Install(std::make_unique<platform::Win32FibreChannelPorts>());
     events = std::make_unique<platform::Win32EventLog>();
 #else
     throw std::runtime_error("--host-dir is required outside Windows (the emulated host to run against)");

@@ -4,6 +4,7 @@
 
 #include "platform/win32/Win32DsmDevice.h"
 #include "platform/win32/Win32EventLog.h"
+#include "platform/win32/Win32FibreChannelPorts.h"
 #include "platform/win32/Win32IscsiInitiator.h"
 #include "platform/win32/Win32Registry.h"
 #include "platform/win32/Win32ServiceAccount.h"
@@ -17,6 +18,7 @@ void InstallWin32Seams() {
   platform::StorageDevicesSlot::Install(std::make_unique<platform::Win32StorageDevices>());
   platform::DsmDeviceSlot::Install(std::make_unique<platform::Win32DsmDevice>());
   platform::IscsiInitiatorSlot::Install(std::make_unique<platform::Win32IscsiInitiator>());
+  platform::FibreChannelPortsSlot::Install(std::make_unique<platform::Win32FibreChannelPorts>());
   platform::ServiceAccountSlot::Install(std::make_unique<platform::Win32ServiceAccount>());
 }
 
