@@ -20,8 +20,10 @@ class AnswersAsOneGroup final : public vantor::http::Connection {
  public:
   explicit AnswersAsOneGroup(std::vector<std::string>& logins) : mLogins(logins) {}
   vantor::http::Response send(const vantor::http::Request& r) override {
-    if (r.path == "/v1/tokens") mLogins.push_back(r.host + " " + r.body);
-    if (r.path == "/v1/tokens") return {201, {}, R"({"data":{"id":"t","session_token":"k","username":"admin"}})"};
+    if (r.path == "/v1/tokens") {
+      mLogins.push_back(r.host + " " + r.body);
+      return {201, {}, R"({"data":{"id":"t","session_token":"k","username":"admin"}})"};
+    }
     if (r.path.starts_with("/v1/groups")) return {200, {}, R"({"data":[{"id":"0011aa","name":"east"}],"total":1})"};
     return {200, {}, R"({"data":[],"total":0})"};
   }
@@ -69,7 +71,6 @@ TEST_F(CredentialAddress, DriverOnlyAddressOfAConfiguredGroupNeverGetsItsPasswor
   EXPECT_EQ(withPassword("10.0.0.1"), 0);
   EXPECT_GE(withPassword("10.0.0.2"), 1);
   EXPECT_TRUE(trace.Contains("the session of configured address 10.0.0.2 replaces the one with 10.0.0.1"));
-
   // The wrapper itself refuses a credential stored for another address than its session's.
   VaVssArrayWrapper wrapper("10.0.0.1", Vantor::LoginInfo());
   wrapper.SetConfiguredAddress("10.0.0.2");

@@ -34,6 +34,7 @@ vantorvss::ShadowCopySnapshot Released(std::int64_t createdAt) {
   s.snapshot.mCreationTime = createdAt;
   s.snapshot.mOnline = false;
   s.snapshot.mNumConnections = 0;
+  s.ownership = vantorvss::Ownership::ThisHost;
   return s;
 }
 
