@@ -13,6 +13,8 @@
 #include "array/RestCallLogMessageToGMD.h"
 #include "array/RestCallSnapshot.h"
 #include "array/RestCallVolume.h"
+#include "array/VantorArray.h"
+#include "discovery/CertificatePins.h"
 #include "restsdk/Exceptions.h"
 #include "restsdk/v1/ObjectSetFactory.h"
 
@@ -227,6 +229,22 @@ TEST_F(RestCallPolicy, BusyArrayFailsTheBulkCreateWithoutARetry) {
   const GroupMgmtServerException internal("down", 500, {});
   EXPECT_FALSE(create.IsServiceUnavailable(internal));
   EXPECT_TRUE(trace.Contains("The exception does not indicate that retry is needed."));
+}
+
+// Never pinned by contact: an address without a credential (reported by the driver only), and
+// a configured one whose first contact fails its handshake, which then sends nothing. The pin a
+// successful first contact makes: tests/e2e/CertificatePinning_test.cpp.
+TEST_F(RestCallPolicy, NothingIsPinnedByContactWithoutACredentialOrAHandshake) {
+  probed.clear();  // the fixture's own connection met the address already
+  array->Session();
+  array->Objects(json::array({kGroup}));
+  Vantor::Array driverOnly("10.9.8.7", Vantor::LoginInfo());
+  EXPECT_TRUE(probed.empty());
+  const std::size_t sent = array->Requests().size();
+  presented.clear();  // the handshake fails
+  EXPECT_THROW(Vantor::Array("10.9.8.7", Vantor::LoginInfo("admin", "s3cr3t-pw")), std::exception);
+  EXPECT_EQ(array->Requests().size(), sent);
+  EXPECT_EQ(discovery::ReadCertificatePin("10.9.8.7"), "");
 }
 
 }  // namespace

@@ -27,18 +27,14 @@ TEST(Duration, UnitsAddUpAndAnythingElseIsRefusedWithTheText) {
   }
 }
 
-// A released snapshot that host `owner`'s shadow copy of `context` made.
-vantorvss::ShadowCopySnapshot Released(std::int64_t createdAt, const std::string& owner = "NODE-1",
-                                       std::uint32_t context = 0) {
+vantorvss::ShadowCopySnapshot Released(std::int64_t createdAt) {
   vantorvss::ShadowCopySnapshot s;
   s.group = "10.0.0.1";
   s.snapshot.mSerialNumber = "serial";
   s.snapshot.mCreationTime = createdAt;
   s.snapshot.mOnline = false;
   s.snapshot.mNumConnections = 0;
-  s.snapshot.mOwnerTag = Vantor::OwnerTagText(owner, context);
-  s.snapshot.mOwner = Vantor::ParseOwnerTag(*s.snapshot.mOwnerTag);
-  s.ownership = vantorvss::OwnershipOf(s.snapshot, "node-1");
+  s.ownership = vantorvss::Ownership::ThisHost;
   return s;
 }
 
@@ -72,45 +68,6 @@ TEST(PruneRules, OnlyAnOfflineUnusedUnreferencedSnapshotOldEnoughMayGo) {
     ASSERT_TRUE(reason.has_value()) << c.what;
     EXPECT_NE(reason->find(c.reason), std::string::npos) << c.what << ": " << *reason;
   }
-}
-
-TEST(PruneRules, OnlyThisHostsSnapshotsMayGoAndTheIncludesWidenOnlyWhatTheyName) {
-  const std::int64_t now = 1800000000;
-  const vantorvss::PruneScope both{true, true};
-  vantorvss::ShadowCopySnapshot unowned = Released(now - 7200);
-  unowned.snapshot.mOwnerTag.reset();
-  unowned.snapshot.mOwner.reset();
-  vantorvss::ShadowCopySnapshot malformed = Released(now - 7200);
-  malformed.snapshot.mOwnerTag = "host=NODE-1";
-  malformed.snapshot.mOwner.reset();
-  struct Case {
-    const char* what;
-    vantorvss::ShadowCopySnapshot snapshot;
-    vantorvss::Ownership ownership;
-    const char* reason;        // without an include
-    const char* reasonWithIncludes;  // with both; "" when it may go then
-  };
-  const std::vector<Case> cases = {
-      {"another host's", Released(now - 7200, "NODE-2"), vantorvss::Ownership::OtherHost, "NODE-2", "NODE-2"},
-      {"malformed owner", malformed, vantorvss::Ownership::Malformed, "malformed", "malformed"},
-      {"no owner", unowned, vantorvss::Ownership::Unowned, "no owner", ""},
-      {"transportable", Released(now - 7200, "NODE-1", 0x20), vantorvss::Ownership::ThisHost, "transportable", ""},
-      {"this host's", Released(now - 7200, "Node-1", 0x19), vantorvss::Ownership::ThisHost, "", ""},
-  };
-  for (const Case& c : cases) {
-    vantorvss::ShadowCopySnapshot s = c.snapshot;
-    s.ownership = vantorvss::OwnershipOf(s.snapshot, "node-1");
-    EXPECT_EQ(s.ownership, c.ownership) << c.what;
-    for (const auto& [scope, expected] : {std::pair{vantorvss::PruneScope{}, c.reason}, std::pair{both, c.reasonWithIncludes}}) {
-      const auto reason = vantorvss::ReasonToKeep(s, now, 1h, scope);
-      EXPECT_EQ(reason.has_value(), *expected != '\0') << c.what << ": " << reason.value_or("may go");
-      if (reason) {
-        EXPECT_NE(reason->find(expected), std::string::npos) << c.what << ": " << *reason;
-      }
-    }
-  }
-  // A host that cannot tell its own name owns nothing.
-  EXPECT_EQ(vantorvss::OwnershipOf(Released(now).snapshot, ""), vantorvss::Ownership::OtherHost);
 }
 
 }  // namespace

@@ -41,14 +41,14 @@ std::optional<std::string> ReasonToKeep(const ShadowCopySnapshot& s, std::int64_
   const auto& r = s.snapshot;
   switch (s.ownership) {
     case Ownership::OtherHost:
-      return "made by host " + r.mOwner->host;
+      return "made by host " + (r.mOwner ? r.mOwner->host : std::string("(unknown)"));
     case Ownership::Malformed:
       return "its owner tag is malformed";
     case Ownership::Unowned:
       if (!scope.includeUnowned) return "it names no owner (an earlier version made it; see --include-unowned)";
       break;
     case Ownership::ThisHost:
-      if (r.mOwner->IsTransportable() && !scope.includeTransportable)
+      if (r.mOwner && r.mOwner->IsTransportable() && !scope.includeTransportable)
         return "transportable: its backup document is not on this host (see --include-transportable)";
       break;
   }
