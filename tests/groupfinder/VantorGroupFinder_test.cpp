@@ -153,11 +153,14 @@ TEST_F(GroupFinderTest, SourcesMergeInOrderAndNoPasswordIsWrittenAnywhere) {
                                             {"serial-c", "", 0},
                                             {"serial-d", "10.0.0.5", 8}});
 
-  GroupCredentialMap groups{{"stale", {"x", "y"}}};
+  const auto credential = [](const char* user, const char* password) {
+    return GroupCredential(user, common::ProtectedSecret::Protect(password));
+  };
+  GroupCredentialMap groups{{"stale", credential("x", "y")}};
   mFinder.DiscoverGroups(groups);
 
-  const GroupCredentialMap expected{{"10.0.0.1", {"alpha", "Pw-Alpha-9f3"}},
-                                    {"10.0.0.2", {"gamma", "Pw-Gamma-77e"}},
+  const GroupCredentialMap expected{{"10.0.0.1", credential("alpha", "Pw-Alpha-9f3")},
+                                    {"10.0.0.2", credential("gamma", "Pw-Gamma-77e")},
                                     {"10.0.0.5", {}}};
   EXPECT_EQ(groups, expected);
   EXPECT_EQ(mFinder.GetGroupMgmtIpForSerial("serial-b"), "10.0.0.5");

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <iostream>
 #include <latch>
 #include <optional>
 #include <regex>
@@ -18,6 +19,11 @@
 #include "logger/FileLog.h"
 #include "logger/Logger.h"
 #include "logger/TraceBlock.h"
+
+#ifdef _WIN32
+#include <windows.h>
+#include <aclapi.h>
+#endif
 
 namespace {
 
@@ -216,23 +222,49 @@ TEST_F(FileLog, LinkedFolderOrTraceFileIsRefusedAndNothingIsWritten) {
   struct Case {
     const char* name;
     std::function<void(const fs::path& dir, const fs::path& elsewhere)> plant;
+    const char* refusal;  // what the reason says
   };
+#ifdef _WIN32
+  const char* const link = "is a reparse point";
+#else
+  const char* const link = "is a symbolic link";
+#endif
   const Case cases[] = {
-      {"folder is a link", [](const fs::path& dir, const fs::path& elsewhere) {
+      {"folder is a link",
+       [](const fs::path& dir, const fs::path& elsewhere) {
          fs::create_directories(dir.parent_path());
          fs::create_directory_symlink(elsewhere, dir);
-       }},
-      {"trace file is a link", [](const fs::path& dir, const fs::path& elsewhere) {
+       },
+       link},
+      {"trace file is a link",
+       [](const fs::path& dir, const fs::path& elsewhere) {
          fs::create_directories(dir);
          std::ofstream(elsewhere / "victim.txt") << "keep\n";
          fs::create_symlink(elsewhere / "victim.txt", dir / "VSSTrace.log");
-       }},
-      {"rotated file is a hard link", [](const fs::path& dir, const fs::path& elsewhere) {
+       },
+       link},
+      {"rotated file is a hard link",
+       [](const fs::path& dir, const fs::path& elsewhere) {
          fs::create_directories(dir);
          std::ofstream(elsewhere / "victim.txt") << "keep\n";
          fs::create_hard_link(elsewhere / "victim.txt", dir / "VSSTrace.2.log");
-       }},
+       },
+       "has 2 hard links"},
+#ifdef _WIN32
+      {"folder owned by another account",
+       [](const fs::path& dir, const fs::path&) {
+         fs::create_directories(dir);
+         BYTE guests[SECURITY_MAX_SID_SIZE];
+         DWORD size = sizeof(guests);
+         if (!CreateWellKnownSid(WinBuiltinGuestsSid, nullptr, guests, &size) ||
+             SetNamedSecurityInfoW(const_cast<wchar_t*>(dir.c_str()), SE_FILE_OBJECT, OWNER_SECURITY_INFORMATION,
+                                   guests, nullptr, nullptr, nullptr) != ERROR_SUCCESS)
+           throw std::runtime_error("the owner cannot be set");
+       },
+       "is owned by neither SYSTEM"},
+#endif
   };
+  int planted = 0;
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
     const fs::path elsewhere = dir_.parent_path() / (dir_.filename().string() + "-elsewhere");
@@ -241,12 +273,14 @@ TEST_F(FileLog, LinkedFolderOrTraceFileIsRefusedAndNothingIsWritten) {
     fs::create_directories(elsewhere);
     try {
       c.plant(dir_, elsewhere);
-    } catch (const fs::filesystem_error& e) {
-      GTEST_SKIP() << "this system makes no such link: " << e.what();
+    } catch (const std::exception& e) {
+      std::cerr << c.name << ": not on this system (" << e.what() << ")\n";  // Wine makes no symbolic links
+      continue;
     }
+    ++planted;
     CFileLog* log = CFileLog::GetInstance();
     EXPECT_EQ(log->InitializeLogging(L"VSSTrace"), 5u);  // ERROR_ACCESS_DENIED
-    EXPECT_FALSE(log->TraceRefusal().empty());
+    EXPECT_NE(log->TraceRefusal().find(c.refusal), std::string::npos) << log->TraceRefusal();
     EXPECT_TRUE(log->TracePath().empty());
     VA_LOG(MSG_ERROR, L"must not land anywhere");
     log->Flush();
@@ -255,6 +289,7 @@ TEST_F(FileLog, LinkedFolderOrTraceFileIsRefusedAndNothingIsWritten) {
     fs::remove_all(dir_);
     fs::remove_all(elsewhere);
   }
+  EXPECT_GT(planted, 0);
   // A sound folder opens again and clears the refusal.
   Open();
   EXPECT_TRUE(CFileLog::GetInstance()->TraceRefusal().empty());

@@ -57,8 +57,9 @@ class CVantorVssProviderModule {
   std::wstring mModulePath;
   std::wstring mVersion;
   CWindowsEventLogWrapper mEventLog;
-  // The process's one credential store, taken at start-up with the other process-wide objects
-  // so that it exists before VSS calls the provider from its own threads.
+  // The start-up thread's door to the credential store. Each thread has its own (so threads
+  // never share one that holds a password), and a door holds a password only sealed and only
+  // until the discovery pass has read it.
   CsharpInterfaceWrapper* mCredentialStore;
   // Ends a COM-started local server after its last client (mEndsWhenIdle); counts LockServer.
   std::atomic<bool> mEndsWhenIdle{false};

@@ -13,4 +13,16 @@ std::string loginBody(std::string_view user, std::string_view password, std::str
 // Overwrites the text's bytes in a way the optimiser keeps, then empties it.
 void wipeText(std::string& text);
 
+// Wipes a text when the scope ends, however it ends.
+class WipeOnExit {
+ public:
+  explicit WipeOnExit(std::string& text) : mText(text) {}
+  ~WipeOnExit() { wipeText(mText); }
+  WipeOnExit(const WipeOnExit&) = delete;
+  WipeOnExit& operator=(const WipeOnExit&) = delete;
+
+ private:
+  std::string& mText;
+};
+
 }  // namespace VantorStorage::WS::detail

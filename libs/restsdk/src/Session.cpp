@@ -62,10 +62,7 @@ nlohmann::json Session::call(const std::string& method, const std::string& path,
 
 nlohmann::json Session::callWithBodyText(const std::string& method, const std::string& path, std::string bodyText,
                                          bool needsSession) {
-  struct Wipe {
-    std::string& text;
-    ~Wipe() { wipeText(text); }
-  } wipe{bodyText};
+  const WipeOnExit wipe(bodyText);  // also when the request is refused before it is sent
   return exchange(method, path, &bodyText, needsSession);
 }
 
@@ -86,11 +83,7 @@ nlohmann::json Session::exchange(const std::string& method, const std::string& p
     throw ApiException(request + ": the base path must start with '/'");
 
   vantor::http::Request httpRequest;
-  // The request's copy of the body goes the same way as the caller's.
-  struct Wipe {
-    std::string& text;
-    ~Wipe() { wipeText(text); }
-  } wipe{httpRequest.body};
+  const WipeOnExit wipe(httpRequest.body);
   httpRequest.method = method;
   httpRequest.host = mServer;
   httpRequest.port = static_cast<std::uint16_t>(mPort);

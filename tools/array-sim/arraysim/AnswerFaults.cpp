@@ -99,20 +99,21 @@ void sendGenerated(ArrayState& state, const FaultSpec& fault, Poco::Net::HTTPSer
     // Without a length (chunked): only what arrives can stop the client, not what is announced.
     response.setChunkedTransferEncoding(true);
     std::ostream& out = response.send();
-    const std::string pad(64 * 1024, 'x');
-    const std::string opens(64 * 1024, '[');
-    const std::string closes(64 * 1024, ']');
+    constexpr long long kPiece = 64 * 1024;
+    const std::string pad(kPiece, 'x');
+    const std::string opens(kPiece, '[');
+    const std::string closes(kPiece, ']');
     // What goes at byte `at` onwards, at most one piece.
     const auto piece = [&](long long at) -> std::string_view {
         if (nested) {
             const std::string& fill = at < depth ? opens : closes;
             const long long end = at < depth ? depth : total;
-            return std::string_view(fill).substr(0, static_cast<std::size_t>(std::min<long long>(end - at, 65536)));
+            return std::string_view(fill).substr(0, static_cast<std::size_t>(std::min(end - at, kPiece)));
         }
         if (at == 0) return kOpen;
         const long long closeAt = total - static_cast<long long>(kClose.size());
         if (at >= closeAt) return kClose;
-        return std::string_view(pad).substr(0, static_cast<std::size_t>(std::min<long long>(closeAt - at, 65536)));
+        return std::string_view(pad).substr(0, static_cast<std::size_t>(std::min(closeAt - at, kPiece)));
     };
     try {
         for (long long at = 0; at < total && out && state.pause(0);) {

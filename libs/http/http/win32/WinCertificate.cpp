@@ -3,6 +3,10 @@
 #include <ws2tcpip.h>
 #include <windows.h>
 #include <bcrypt.h>
+// SCH_CREDENTIALS (the form that can offer TLS 1.3) is declared only with this switch, and
+// needs UNICODE_STRING from subauth.h.
+#define SCHANNEL_USE_BLACKLISTS
+#include <subauth.h>
 #include <schannel.h>
 #include <security.h>
 #include <wincrypt.h>
