@@ -94,25 +94,24 @@ class ProviderList final : public IVssEnumObject {
  public:
   ProviderList() {
     ++gLiveObjects;
-    HKEY key = nullptr;
-    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, kProvidersKey, 0, KEY_READ, &key) != ERROR_SUCCESS) return;
     wchar_t name[64];
-    for (DWORD length = 64; RegEnumKeyExW(key, static_cast<DWORD>(mIds.size()), name, &length, nullptr, nullptr,
+    for (DWORD length = 64; RegEnumKeyExW(mKey, static_cast<DWORD>(mIds.size()), name, &length, nullptr, nullptr,
                                           nullptr, nullptr) == ERROR_SUCCESS;
          length = 64) {
       mIds.emplace_back(name, length);
     }
-    RegCloseKey(key);
   }
-  virtual ~ProviderList() { --gLiveObjects; }
+  virtual ~ProviderList() {
+    if (mKey != nullptr) RegCloseKey(mKey);
+    --gLiveObjects;
+  }
   ProviderList(const ProviderList&) = delete;
   ProviderList& operator=(const ProviderList&) = delete;
 
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override {
     if (ppv == nullptr) return E_POINTER;
-    *ppv = nullptr;
-    if (!IsEqualIID(riid, IID_IUnknown) && !IsEqualIID(riid, IID_IVssEnumObject)) return E_NOINTERFACE;
-    *ppv = static_cast<IVssEnumObject*>(this);
+    *ppv = IsEqualIID(riid, IID_IUnknown) || IsEqualIID(riid, IID_IVssEnumObject) ? this : nullptr;
+    if (*ppv == nullptr) return E_NOINTERFACE;
     AddRef();
     return S_OK;
   }
@@ -124,8 +123,7 @@ class ProviderList final : public IVssEnumObject {
   }
   HRESULT STDMETHODCALLTYPE Next(ULONG count, VSS_OBJECT_PROP* records, ULONG* fetched) override {
     if (records == nullptr || fetched == nullptr) return E_POINTER;
-    *fetched = 0;
-    for (; *fetched < count && mNext < mIds.size(); ++mNext, ++*fetched) {
+    for (*fetched = 0; *fetched < count && mNext < mIds.size(); ++mNext, ++*fetched) {
       const std::wstring key = std::wstring(kProvidersKey) + L"\\" + mIds[mNext];
       VSS_OBJECT_PROP& record = records[*fetched];
       record = VSS_OBJECT_PROP{};
@@ -152,8 +150,14 @@ class ProviderList final : public IVssEnumObject {
 
  private:
   std::atomic<ULONG> mRefs{1};
+  HKEY mKey = OpenProviders();
   std::vector<std::wstring> mIds;
   std::size_t mNext = 0;
+
+  static HKEY OpenProviders() {
+    HKEY key = nullptr;
+    return RegOpenKeyExW(HKEY_LOCAL_MACHINE, kProvidersKey, 0, KEY_READ, &key) == ERROR_SUCCESS ? key : nullptr;
+  }
 };
 
 class CoordinatorDouble final : public IVssAdmin {

@@ -9,15 +9,12 @@
 #include <fstream>
 #include <iterator>
 
-#include "service/win32/KernelHandle.h"
 
 namespace hosttest {
 namespace {
 
 constexpr const wchar_t* kUninstallKey = L"Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall";
 constexpr const wchar_t* kProductName = L"Vantor VSS Hardware Provider";
-// msiexec waits for the registration it runs; a few seconds under Wine, minutes at worst.
-constexpr DWORD kMsiexecTimeoutMs = 300000;
 
 Packages gPackages;
 
@@ -25,14 +22,6 @@ std::wstring SystemDirectory() {
   wchar_t buffer[MAX_PATH] = {};
   const UINT length = GetSystemDirectoryW(buffer, MAX_PATH);
   return {buffer, length};
-}
-
-BOOL CALLBACK NoteDialog(HWND window, LPARAM seen) {
-  wchar_t className[64] = {};
-  if (IsWindowVisible(window) && GetClassNameW(window, className, 64) > 0 && std::wstring(className) == L"#32770") {
-    *reinterpret_cast<bool*>(seen) = true;
-  }
-  return TRUE;
 }
 
 std::wstring MsiexecCommand(const wchar_t* action, const std::wstring& package) {
@@ -47,36 +36,8 @@ void SetPackages(const Packages& packages) {
 }
 const Packages& ThePackages() { return gPackages; }
 
-DWORD Msiexec(const wchar_t* action, const std::wstring& package) {
-  return RunProgram(SystemDirectory() + L"\\msiexec.exe", MsiexecCommand(action, package), kMsiexecTimeoutMs);
-}
-
-WatchedRun MsiexecWatched(const wchar_t* action, const std::wstring& package, DWORD timeoutMs) {
-  WatchedRun run;
-  const std::wstring program = SystemDirectory() + L"\\msiexec.exe";
-  std::wstring commandLine = MsiexecCommand(action, package);
-  STARTUPINFOW startup{};
-  startup.cb = sizeof startup;
-  PROCESS_INFORMATION process{};
-  if (!CreateProcessW(program.c_str(), commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
-                      &process)) {
-    ADD_FAILURE() << "starting msiexec failed, error " << GetLastError();
-    return run;
-  }
-  const service::KernelHandle processHandle(process.hProcess);
-  const service::KernelHandle threadHandle(process.hThread);
-  const ULONGLONG start = GetTickCount64();
-  while (!run.ended && GetTickCount64() - start < timeoutMs) {
-    EnumWindows(&NoteDialog, reinterpret_cast<LPARAM>(&run.dialogSeen));
-    run.ended = WaitForSingleObject(processHandle.Get(), 100) == WAIT_OBJECT_0;
-  }
-  run.elapsedMs = static_cast<DWORD>(GetTickCount64() - start);
-  if (!run.ended) {
-    TerminateProcess(processHandle.Get(), 1);
-    return run;
-  }
-  GetExitCodeProcess(processHandle.Get(), &run.exitCode);
-  return run;
+DWORD Msiexec(const wchar_t* action, const std::wstring& package, DWORD timeoutMs) {
+  return RunProgram(SystemDirectory() + L"\\msiexec.exe", MsiexecCommand(action, package), timeoutMs);
 }
 
 std::vector<std::string> ImportedFunctions(const std::wstring& executable) {
