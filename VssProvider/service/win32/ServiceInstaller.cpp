@@ -80,7 +80,8 @@ OpenedService OpenKnownService(const std::wstring& serviceName, DWORD managerAcc
     if (opened.service) return opened;
     opened.error = GetLastError();
     if (opened.error != ERROR_SERVICE_DOES_NOT_EXIST || !ServiceKeyExists(serviceName)) return opened;
-    VA_LOG(MSG_WARNING, L"Service %s has its key but the service control manager reached does not know it; asking again",
+    VA_LOG(MSG_WARNING,
+           L"Service %s has its key but the service control manager reached does not know it; asking again",
            serviceName);
     Sleep(kManagerRetryMs);
   }

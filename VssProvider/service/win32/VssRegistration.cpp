@@ -4,6 +4,7 @@
 #include <vsadmin.h>
 #include <vsserror.h>
 
+#include <cwchar>
 #include <optional>
 #include <vector>
 
@@ -77,8 +78,16 @@ std::optional<ProviderRegistration> QueryRegistration(IVssAdmin* admin) {
     if (record.prop.Type != VSS_OBJECT_PROVIDER) continue;
     const VSS_PROVIDER_PROP& prov = record.prop.Obj.Prov;
     if (!IsEqualGUID(prov.m_ProviderId, kVssProviderId)) continue;
+    // The coordinator's texts are taken only when they end within a sane length.
+    constexpr std::size_t kMostChars = 256;
+    const auto tooLong = [](const wchar_t* text) { return text != nullptr && wcsnlen(text, kMostChars) == kMostChars; };
+    if (prov.m_pwszProviderVersion == nullptr || tooLong(prov.m_pwszProviderVersion) ||
+        tooLong(prov.m_pwszProviderName)) {
+      VA_LOG(MSG_WARNING, L"IVssAdmin::QueryProviders lists the provider without a usable name or version");
+      return std::nullopt;
+    }
     return ProviderRegistration{prov.m_pwszProviderName != nullptr ? prov.m_pwszProviderName : kVssProviderName,
-                                prov.m_pwszProviderVersion != nullptr ? prov.m_pwszProviderVersion : L"",
+                                prov.m_pwszProviderVersion,
                                 prov.m_ClassId, prov.m_ProviderVersionId};
   }
   VA_LOG(MSG_WARNING, L"IVssAdmin::QueryProviders does not list the provider");

@@ -121,7 +121,8 @@ void SetCoordinatorResult(const wchar_t* valueName, HRESULT result) {
 std::set<std::wstring> RegisteredVssProviders() { return ReadKey(HKEY_LOCAL_MACHINE, kProvidersKey).subkeys; }
 
 std::wstring RegisteredVssVersion() {
-  return ReadKey(HKEY_LOCAL_MACHINE, std::wstring(kProvidersKey) + L"\\{5253D47A-55BB-4B3A-928D-5F4BAEC6FBF4}").values[L"Version"];
+  const std::wstring key = std::wstring(kProvidersKey) + L"\\{5253D47A-55BB-4B3A-928D-5F4BAEC6FBF4}";
+  return ReadKey(HKEY_LOCAL_MACHINE, key).values[L"Version"];
 }
 
 KeyContents ReadKey(HKEY root, const std::wstring& path) {
