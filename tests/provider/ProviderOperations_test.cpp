@@ -165,6 +165,7 @@ TEST_F(ProviderOperationsTest, CommitAsksEveryGroupAtOnceAndAnyFailureVetoes) {
     std::atomic<int> met{0};
     for (FakeArray* group : {groupA_.get(), groupB_.get()}) {
       group->operations.clear();
+      group->onArray.clear();  // the first round's set stays on the arrays
       group->duringCreate = [&, uid = group->GetGroupUid()] {
         VA_LOG(MSG_INFO, L"fake %S arrives", uid);
         ++arrived;
