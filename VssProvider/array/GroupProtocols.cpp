@@ -103,9 +103,13 @@ int GetProtocols(const std::string& arrayAddress, std::chrono::milliseconds budg
   soap->frecv = BoundedRecv;
 
   ns__getProtocolsResponse response;
-  const int status = soap_call_ns__getProtocols(soap.get(), endpoint.c_str(), nullptr, response);
+  int status = soap_call_ns__getProtocols(soap.get(), endpoint.c_str(), nullptr, response);
+  std::string limit = status == SOAP_OK ? DescribeProtocolListOverLimits(response.protocol)
+                                        : DescribeSoapLimitFailure(soap.get(), status);
+  if (status == SOAP_OK && !limit.empty())
+    status = response.protocol.size() > kMaxSoapElementCount ? SOAP_OCCURS : SOAP_LENGTH;
   if (status != SOAP_OK) {
-    if (const std::string limit = DescribeSoapLimitFailure(soap.get(), status); !limit.empty())
+    if (!limit.empty())
       VA_LOG(MSG_ERROR, L"The getProtocols answer of %S is refused: it is over %S.", arrayAddress, limit);
     VA_LOG(MSG_ERROR, L"SOAP error %d returned by getProtocols.", status);
     return GROUP_PROTOCOLS_QUERY_FAILED;

@@ -4,6 +4,7 @@
 // the host's memory. The limits are checked by gSOAP while it reads, before anything is built.
 #include <cstddef>
 #include <string>
+#include <vector>
 
 struct soap;
 
@@ -20,5 +21,10 @@ void ApplySoapAnswerLimits(struct soap* context);
 // After a failed call: the limit the answer went over, in words that name it ("the answer
 // size limit of 65536 bytes"); empty when the failure was not a limit.
 std::string DescribeSoapLimitFailure(const struct soap* context, int status);
+
+// After a call that gSOAP accepted: the limit the protocol list goes over, as above, or empty.
+// gSOAP's own length check does not hold for every malformed element (text it gathers across
+// nested tags), so the list is judged again here; the answer's size bounds it either way.
+std::string DescribeProtocolListOverLimits(const std::vector<std::string>& protocols);
 
 }  // namespace Vantor

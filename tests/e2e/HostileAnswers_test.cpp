@@ -184,5 +184,9 @@ TEST_F(HostileAnswers, TraceFolderThatIsALinkGetsNoTraceAndOneEvent) {
     EXPECT_NE(event["strings"][0].get<std::string>().find("is a symbolic link"), std::string::npos) << event.dump();
   }
   EXPECT_EQ(refusals, 1) << run.output;
+  bool doctorSaysSo = false;
+  for (const auto& check : run.report["checks"])
+    doctorSaysSo = doctorSaysSo || (check.dump().find("refused, no trace is written") != std::string::npos);
+  EXPECT_TRUE(doctorSaysSo) << run.output;
   EXPECT_FALSE(std::filesystem::exists(elsewhere / "VSSTrace.log"));
 }

@@ -67,6 +67,23 @@ TEST(GroupProtocols, AnswersOverTheLimitsFailTheQueryNamingTheLimit) {
   // Just within the limits is an answer.
   sim.setSoapProtocols(group.id, {std::string(256, 'x'), "rest-v1"});
   EXPECT_EQ(Vantor::GetProtocols(group.address), Vantor::GROUP_PROTOCOLS_REST);
+
+  // A name that gSOAP gathers across broken tags slips past its own length check (found by the
+  // fuzz target); the provider's check of the list still refuses it.
+  std::random_device random;
+  const std::string address = "127.215." + std::to_string(random() % 250 + 1) + "." + std::to_string(random() % 250 + 1);
+  http_test::LoopbackServer service(address, Vantor::kGroupMgmtSoapPort);
+  service.script({http_test::Step::Kind::Answer, 200,
+                  std::string(
+                      "\x0a<SOAP-ENV:Envelope xmlns:SOAP-ENV=\"http://schemas.xmlsoap.org/soap/envelope/\"xmlns"
+                      ":ns=\"urn:vantor:groupmgmt:1\"><SOAP-ENV:Body><ns:getProtocolsResponse><protocol>soap-"
+                      "\xff\xff\xff\xff\xff\xff\xff\x04"
+                      "dipotocol>otocolsRespxmlnsse><protocol>soap-v0</protPr0\" colsRnespoes><protocol>soap-v1"
+                      "</proto><protocol>rencodingprotocol></ns:gns:getProtocolsResponse><protocol>soap-v0</pro"
+                      "tocol><protocoHTTP/coFaultdxm.0\"otocol></ntocolsResponse>\xcbprotHTTP/HT</></></A></O> "),
+                  0});
+  EXPECT_EQ(Vantor::GetProtocols(address), Vantor::GROUP_PROTOCOLS_QUERY_FAILED);
+  EXPECT_EQ(trace.Count("over the string length limit of 256 characters."), 2u) << trace.Text();
 }
 
 TEST(GroupProtocols, FaultsAndUnreachableArraysAnswerQueryFailedAtOnce) {

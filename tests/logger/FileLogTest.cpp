@@ -260,6 +260,13 @@ TEST_F(FileLog, LinkedFolderOrTraceFileIsRefusedAndNothingIsWritten) {
              SetNamedSecurityInfoW(const_cast<wchar_t*>(dir.c_str()), SE_FILE_OBJECT, OWNER_SECURITY_INFORMATION,
                                    guests, nullptr, nullptr, nullptr) != ERROR_SUCCESS)
            throw std::runtime_error("the owner cannot be set");
+         PSID owner = nullptr;
+         PSECURITY_DESCRIPTOR descriptor = nullptr;
+         const bool kept = GetNamedSecurityInfoW(dir.c_str(), SE_FILE_OBJECT, OWNER_SECURITY_INFORMATION, &owner,
+                                                 nullptr, nullptr, nullptr, &descriptor) == ERROR_SUCCESS &&
+                           owner != nullptr && EqualSid(owner, guests);
+         LocalFree(descriptor);
+         if (!kept) throw std::runtime_error("the owner set is not the owner read back");
        },
        "is owned by neither SYSTEM"},
 #endif

@@ -5,6 +5,7 @@
 #include <random>
 
 #include "Report.h"
+#include "logger/FileLog.h"
 #include "platform/Registry.h"
 #include "service/ServiceIdentity.h"
 #include "wincompat/WideString.h"
@@ -82,6 +83,9 @@ HostCheck ServiceCheck(bool emulatedHost) {
 }
 
 HostCheck TraceFolder(const std::filesystem::path& traceDir) {
+  if (const CFileLog* log = CFileLog::GetInstance(); log != nullptr && !log->TraceRefusal().empty())
+    return {"trace folder", Verdict::Fail, "refused, no trace is written: " + log->TraceRefusal(),
+            "remove the folder (or link) that was put in its place; the installer makes it again"};
   if (traceDir.empty()) return {"trace folder", Verdict::Warning, "no trace folder is set", "reinstall the provider"};
   const std::filesystem::path probe = traceDir / (".doctor-" + std::to_string(std::random_device{}()));
   bool written = false;
