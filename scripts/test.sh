@@ -2,7 +2,7 @@
 # Runs every test: native, sanitizer and Windows (under Wine) builds, and the fuzz targets for
 # a bounded time. Installs what it needs first. Usage: scripts/test.sh [LANE...]
 # with LANE one of native, asan, tsan, windows, fuzz (default: all five). The tsan lane builds
-# and runs only the concurrency tests (provider, logger) under ThreadSanitizer.
+# and runs only the concurrency tests (provider, logger, the fault matrix) under ThreadSanitizer.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 

@@ -17,7 +17,7 @@ namespace arraysim {
 
 struct ServerCertificate::Parts {
     struct PkeyFree {
-        void operator()(EVP_PKEY* key) const { EVP_PKEY_free(key); }
+        void operator()(EVP_PKEY* pkey) const { EVP_PKEY_free(pkey); }
     };
     struct X509Free {
         void operator()(X509* cert) const { X509_free(cert); }
