@@ -12,6 +12,7 @@
 #include "array/ArrayRecords.h"
 #include "provider/ArrayAccess.h"
 #include "provider/DeviceIdentity.h"
+#include "provider/LiveObjects.h"
 #include "provider/SnapshotSetInfo.h"
 #include "wincompat/VssTypes.h"
 
@@ -121,6 +122,8 @@ class CVaVssHwProvider final : public IVssHardwareSnapshotProviderEx,
                       const std::string& volumeName);
   HRESULT RemoveUnrecordedSnapshots(const VSS_ID& snapshotSetId, const VaSnapshotSetInfo& set);
 
+  // Declared first, so it goes last: the local server may end as soon as it is gone.
+  provider::LiveObject mLive;
   provider::ArrayAccess mArrayAccess;
 
   std::atomic<ULONG> mRefCount{1};
@@ -141,7 +144,3 @@ class CVaVssHwProvider final : public IVssHardwareSnapshotProviderEx,
 // interfaces); the class factory of the service and vantor-vss both call this.
 HRESULT CreateVaVssHwProvider(REFIID riid, void** ppv);
 
-// Provider objects alive in the process. A local server that COM started only to serve them
-// ends when the last one goes: `handler` is then called on the releasing thread (null: none).
-long LiveProviderObjects();
-void SetLastProviderReleasedHandler(void (*handler)());

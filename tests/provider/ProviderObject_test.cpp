@@ -7,6 +7,7 @@
 #include "platform/emulated/EmulatedEventLog.h"
 #include "platform/emulated/EmulatedRegistry.h"
 #include "provider/VaVssHwProvider.h"
+#include "provider/VssAsync.h"
 
 namespace {
 
@@ -127,8 +128,13 @@ TEST_F(ProviderObjectTest, LastReleasedObjectTellsTheLocalServerItMayEnd) {
   first.p->Release();
   first.p = nullptr;
   EXPECT_EQ(gLastReleasedCalls, 0);
+  // The async object of a restore outlives the provider that made it, and keeps the server.
+  IVssAsync* async = CVssAsync::CreateFinished();
+  ASSERT_NE(async, nullptr);
   second.p->Release();
   second.p = nullptr;
+  EXPECT_EQ(gLastReleasedCalls, 0);
+  async->Release();
   EXPECT_EQ(LiveProviderObjects(), before);
   EXPECT_EQ(gLastReleasedCalls, 1);
   SetLastProviderReleasedHandler(nullptr);
