@@ -2,55 +2,22 @@
 // LUN record names, and a delete that fails is tried again but still vetoes.
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <string>
 #include <vector>
 
-#include "FakeArray.h"
 #include "HostTestSupport.h"
+#include "ProviderHarness.h"
 #include "messages/VantorVssMessages.h"
-#include "platform/Registry.h"
-#include "platform/emulated/EmulatedRegistry.h"
-#include "provider/LunInformation.h"
-#include "provider/VaVssHwProvider.h"
-#include "wincompat/Guid.h"
 
 namespace {
 
 using Operations = std::vector<std::string>;
 
-class ProviderAbort : public ::testing::Test {
+class ProviderAbort : public ProviderHarness {
  protected:
-  void SetUp() override {
-    groupA_->AddVolume("aaa1", "vol-a1");
-    groupA_->AddVolume("aaa2", "vol-a2");
-    groupB_->AddVolume("bbb1", "vol-b1");
-    ASSERT_EQ(CreateVaVssHwProvider(wincompat::kIID_IVssHardwareSnapshotProviderEx, reinterpret_cast<void**>(&hw_)),
-              S_OK);
-    provider_ = static_cast<CVaVssHwProvider*>(hw_);
-    provider_->UseArrayAccess(provider::ArrayAccess{
-        [] {
-          return std::map<std::string, Vantor::LoginInfo>{{"127.1.0.1", Vantor::LoginInfo("admin", "pw")},
-                                                          {"127.2.0.1", Vantor::LoginInfo("admin", "pw")}};
-        },
-        [](const std::string&) { return std::string(); },
-        [](const std::string&) { return provider::RestSupport::Supported; },
-        [this](const std::string& address, const Vantor::LoginInfo&) -> std::shared_ptr<VaVssArrayWrapper> {
-          if (address == "127.1.0.1") return groupA_;
-          return groupB_;
-        }});
-  }
-  void TearDown() override { hw_->Release(); }
-
   // A set over `serials` that got as far as the commit; returns the commit's answer.
   HRESULT Commit(VSS_ID& set, const std::vector<std::string>& serials) {
-    set = wincompat::NewGuid();
-    for (const auto& serial : serials) {
-      provider::OwnedLunInformation lun;
-      EXPECT_TRUE(provider::BuildLunInformation(lun.get(), "Vantor", "Server", "1.0", serial, {}));
-      VDS_LUN_INFORMATION view = lun.get();
-      EXPECT_EQ(hw_->BeginPrepareSnapshot(set, wincompat::NewGuid(), 0, 1, nullptr, &view), S_OK);
-    }
+    set = Prepare(serials);
     EXPECT_EQ(provider_->EndPrepareSnapshots(set), S_OK);
     return provider_->CommitSnapshots(set);
   }
@@ -60,12 +27,6 @@ class ProviderAbort : public ::testing::Test {
   }
 
   hosttest::TraceCapture trace_;
-  hosttest::EventCapture events_;
-  hosttest::ScopedSeam<platform::Registry> registry_{std::make_unique<platform::EmulatedRegistry>()};
-  std::shared_ptr<FakeArray> groupA_ = std::make_shared<FakeArray>("uid-a", "127.1.0.1");
-  std::shared_ptr<FakeArray> groupB_ = std::make_shared<FakeArray>("uid-b", "127.2.0.1");
-  IVssHardwareSnapshotProviderEx* hw_ = nullptr;
-  CVaVssHwProvider* provider_ = nullptr;
 };
 
 }  // namespace
@@ -85,7 +46,7 @@ TEST_F(ProviderAbort, FailedDeleteIsTriedAgainAndStillVetoesWhileTheOtherSnapsho
   EXPECT_TRUE(groupB_->onArray.empty());
   EXPECT_EQ(trace_.Count("** Failed to delete snapshot  HRESULT 0x80004005 vol-a1 , vss-vol-a1"), 1u);
   EXPECT_TRUE(trace_.Contains("** AbortSnapshots, On Exit, hr 0x80042306"));
-  EXPECT_EQ(events_.WithId(VA_MSG_ABORTING_SET).size(), 1u);
+  EXPECT_EQ(EventCount(VA_MSG_ABORTING_SET), 1);
   EXPECT_EQ(provider_->SnapshotSetCount(), 0u);
 
   // A delete that keeps failing: every snapshot is still tried, twice, and the set ends anyway.
@@ -121,11 +82,7 @@ TEST_F(ProviderAbort, SnapshotsThatNoRecordNamesAreFoundOnTheGroupsAskedToCreate
   // A group never asked to create is not searched: the set failed before its commit.
   groupB_->onArray.clear();
   ForgetOperations();
-  set = wincompat::NewGuid();
-  provider::OwnedLunInformation lost;
-  ASSERT_TRUE(provider::BuildLunInformation(lost.get(), "Vantor", "Server", "1.0", "zzz9", {}));
-  VDS_LUN_INFORMATION view = lost.get();
-  ASSERT_EQ(hw_->BeginPrepareSnapshot(set, wincompat::NewGuid(), 0, 1, nullptr, &view), S_OK);
+  set = Prepare({"zzz9"});
   ASSERT_EQ(provider_->EndPrepareSnapshots(set), VSS_E_PROVIDER_VETO);
   EXPECT_EQ(provider_->AbortSnapshots(set), S_OK);
   EXPECT_TRUE(groupA_->operations.empty());
