@@ -36,7 +36,7 @@ class ScriptedArray {
     if (mAnswers.empty()) throw std::logic_error("no answer queued for " + request.method + " " + request.path);
     const Scripted next = mAnswers.front();
     mAnswers.pop_front();
-    if (next.fails) throw vantor::http::TransportError(next.failure, "scripted drop");
+    if (next.fails) throw vantor::http::TransportError(next.failure, "scripted transport failure");
     vantor::http::Response response;
     response.status = next.status;
     response.body = next.body;
