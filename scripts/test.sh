@@ -36,14 +36,14 @@ ctest_failed_names() {
 
 run_ctest() {
   local preset=$1 log="build/$1/ctest-run.log" total failures name
-  if ctest --preset "$preset" --timeout 300 | tee "$log"; then
+  if ctest --preset "$preset" --timeout 300 --output-on-failure | tee "$log"; then
     read -r failures total < <(ctest_counts "$log" || echo "0 0")
   else
     read -r failures total < <(ctest_counts "$log" || echo "0 0")
     # One rerun of the failures tells a flaky test from a broken one; both are named at the end.
     echo "test.sh: rerunning the failed tests of $preset once"
     local still_failing=""
-    if ! ctest --preset "$preset" --rerun-failed --timeout 300 | tee "$log.rerun"; then
+    if ! ctest --preset "$preset" --rerun-failed --timeout 300 --output-on-failure | tee "$log.rerun"; then
       still_failing=$(ctest_failed_names "$log.rerun")
       read -r failures _ < <(ctest_counts "$log.rerun" || echo "$failures 0")
       failed+=("$preset")
