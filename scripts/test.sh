@@ -13,6 +13,7 @@ fuzz_seconds="${VANTOR_FUZZ_SECONDS:-20}"
 lanes=("$@")
 [ "${#lanes[@]}" -gt 0 ] || lanes=(native asan tsan windows fuzz)
 failed=()
+rerun_names=()
 
 build() {
   cmake --preset "$1" >/dev/null
@@ -28,21 +29,35 @@ ctest_counts() {
     sed -E 's/.* ([0-9]+) tests? failed out of ([0-9]+).*/\1 \2/'
 }
 
+# The names under ctest's "The following tests FAILED:" of a log, one per line.
+ctest_failed_names() {
+  sed -n '/The following tests FAILED:/,$p' "$1" | sed -nE 's/^[[:space:]]*[0-9]+ - ([^ ]+) .*/\1/p'
+}
+
 run_ctest() {
-  local preset=$1 log="build/$1/ctest-run.log" total failures
-  if ctest --preset "$preset" --timeout 300 | tee "$log"; then
+  local preset=$1 log="build/$1/ctest-run.log" total failures name
+  if ctest --preset "$preset" --timeout 300 --output-on-failure | tee "$log"; then
     read -r failures total < <(ctest_counts "$log" || echo "0 0")
   else
     read -r failures total < <(ctest_counts "$log" || echo "0 0")
-    # One rerun of the failures tells a flaky test from a broken one; both are reported.
+    # One rerun of the failures tells a flaky test from a broken one; both are named at the end.
     echo "test.sh: rerunning the failed tests of $preset once"
-    if ctest --preset "$preset" --rerun-failed --timeout 300 | tee "$log.rerun"; then
-      echo "test.sh: FLAKY in $preset: $failures test(s) failed once and passed on the rerun"
-      failures=0
-    else
+    local still_failing=""
+    if ! ctest --preset "$preset" --rerun-failed --timeout 300 --output-on-failure | tee "$log.rerun"; then
+      still_failing=$(ctest_failed_names "$log.rerun")
       read -r failures _ < <(ctest_counts "$log.rerun" || echo "$failures 0")
       failed+=("$preset")
+    else
+      failures=0
     fi
+    while read -r name; do
+      [ -n "$name" ] || continue
+      if grep -qxF "$name" <<<"$still_failing"; then
+        rerun_names+=("$preset:$name (failed twice)")
+      else
+        rerun_names+=("$preset:$name (passed on the rerun)")
+      fi
+    done < <(ctest_failed_names "$log")
   fi
   passed_total=$((passed_total + ${total:-0} - ${failures:-0}))
   failed_total=$((failed_total + ${failures:-0}))
@@ -104,6 +119,13 @@ for lane in "${lanes[@]}"; do
   echo "=== lane $lane took $(( $(date +%s) - start ))s"
 done
 
+# Every test that needed a rerun, flaky or broken, is named here, next to the verdict.
+if [ "${#rerun_names[@]}" -gt 0 ]; then
+  echo "test.sh: ${#rerun_names[@]} test(s) needed a rerun:"
+  printf '  %s\n' "${rerun_names[@]}"
+else
+  echo "test.sh: no test needed a rerun"
+fi
 if [ "${#failed[@]}" -gt 0 ]; then
   echo "test.sh: FAILED: ${failed[*]}"
   echo "tests: $passed_total passed, $failed_total failed"

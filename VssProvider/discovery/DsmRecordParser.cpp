@@ -14,12 +14,6 @@ std::uint16_t ReadU16(std::span<const std::uint8_t> bytes, std::size_t at) {
   return static_cast<std::uint16_t>(bytes[at] | (bytes[at + 1] << 8));
 }
 
-void PutU16(std::vector<std::uint8_t>& out, std::size_t value) {
-  if (value > 0xFFFF) throw std::length_error("DSM record field exceeds 16 bits");
-  out.push_back(static_cast<std::uint8_t>(value & 0xFF));
-  out.push_back(static_cast<std::uint8_t>((value >> 8) & 0xFF));
-}
-
 // Reads a zero-terminated string starting at `at` inside `entry`; false when the terminator is
 // missing. `at` moves past the terminator.
 bool ReadTerminated(std::span<const std::uint8_t> entry, std::size_t& at, std::string& text) {
@@ -88,23 +82,6 @@ DsmParseResult ParseDsmRecord(std::span<const std::uint8_t> record) {
     offset += length;
   }
   return result;
-}
-
-std::vector<std::uint8_t> BuildDsmRecord(const std::vector<DsmEntry>& entries, std::uint8_t version) {
-  std::vector<std::uint8_t> record{version};
-  PutU16(record, entries.size());
-  for (const auto& entry : entries) {
-    std::vector<std::uint8_t> body(entry.serialNumber.begin(), entry.serialNumber.end());
-    body.push_back(0);
-    PutU16(body, entry.ipLength);
-    if (entry.ipLength != 0) {
-      body.insert(body.end(), entry.ipAddress.begin(), entry.ipAddress.end());
-      body.push_back(0);
-    }
-    PutU16(record, body.size() + 2);
-    record.insert(record.end(), body.begin(), body.end());
-  }
-  return record;
 }
 
 }  // namespace discovery

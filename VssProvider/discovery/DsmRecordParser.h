@@ -52,8 +52,4 @@ const char* ToString(DsmParseStatus status);
 
 DsmParseResult ParseDsmRecord(std::span<const std::uint8_t> record);
 
-// The inverse, for tests and the fuzz corpus; throws std::length_error when a count or an
-// entry does not fit its 16-bit field.
-std::vector<std::uint8_t> BuildDsmRecord(const std::vector<DsmEntry>& entries, std::uint8_t version = kDsmRecordVersion);
-
 }  // namespace discovery

@@ -10,19 +10,10 @@
 #include "messages/VantorVssMessages.h"
 #include "provider/ProviderCall.h"
 
-namespace {
-std::atomic<long> gLiveObjects{0};
-std::atomic<void (*)()> gLastReleasedHandler{nullptr};
-}  // namespace
-
-long LiveProviderObjects() { return gLiveObjects.load(); }
-void SetLastProviderReleasedHandler(void (*handler)()) { gLastReleasedHandler.store(handler); }
-
 const CLSID CLSID_VantorVssHwProvider = {0x08B1DE05, 0xDA78, 0x4895, {0xBA, 0xC0, 0xE5, 0x76, 0xED, 0x48, 0x3F, 0xFA}};
 
 CVaVssHwProvider::CVaVssHwProvider() : mArrayAccess(provider::DefaultArrayAccess()) {
   CLogger scope(L"CVaVssHwProvider::CVaVssHwProvider");
-  ++gLiveObjects;
   // A failed read leaves the policy at 0, silently: the digest policy is optional tuning.
   mIscsiDigestPolicy = discovery::ReadIscsiGlobalDigestPolicy();
 }
@@ -37,9 +28,6 @@ CVaVssHwProvider::~CVaVssHwProvider() {
   mSnapToSourceSerialMap.clear();
   mGroupIPToUidMap.clear();
   mVirtualVolumeMap.clear();
-  if (--gLiveObjects == 0) {
-    if (void (*handler)() = gLastReleasedHandler.load()) handler();
-  }
 }
 
 HRESULT CVaVssHwProvider::QueryInterface(REFIID riid, void** ppv) {

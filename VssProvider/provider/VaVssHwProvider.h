@@ -13,6 +13,7 @@
 #include "provider/AbandonedSets.h"
 #include "provider/ArrayAccess.h"
 #include "provider/DeviceIdentity.h"
+#include "provider/LiveObjects.h"
 #include "provider/SnapshotSetInfo.h"
 #include "provider/VolumeOnline.h"
 #include "wincompat/VssTypes.h"
@@ -137,6 +138,8 @@ class CVaVssHwProvider final : public IVssHardwareSnapshotProviderEx,
   void JournalAbandonedSet(const VaSnapshotSetInfo& set, bool everyAskedGroup = false);
   void SweepAbandonedSets(const VaSnapshotSetInfo& set);
 
+  // Declared first, so it goes last: the local server may end as soon as it is gone.
+  provider::LiveObject mLive;
   provider::ArrayAccess mArrayAccess;
   provider::RestoreSettings mRestoreSettings = provider::DefaultRestoreSettings();
   provider::JournalSettings mJournalSettings;
@@ -159,7 +162,3 @@ class CVaVssHwProvider final : public IVssHardwareSnapshotProviderEx,
 // interfaces); the class factory of the service and vantor-vss both call this.
 HRESULT CreateVaVssHwProvider(REFIID riid, void** ppv);
 
-// Provider objects alive in the process. A local server that COM started only to serve them
-// ends when the last one goes: `handler` is then called on the releasing thread (null: none).
-long LiveProviderObjects();
-void SetLastProviderReleasedHandler(void (*handler)());

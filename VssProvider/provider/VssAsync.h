@@ -3,6 +3,7 @@
 // ResyncLuns returns, so the object only reports that.
 #include <atomic>
 
+#include "provider/LiveObjects.h"
 #include "wincompat/VssTypes.h"
 
 class CVssAsync final : public IVssAsync {
@@ -21,4 +22,5 @@ class CVssAsync final : public IVssAsync {
   CVssAsync() = default;
   ~CVssAsync() = default;
   std::atomic<ULONG> mRefCount{1};
+  provider::LiveObject mLive;  // a client may hold it after releasing the provider
 };

@@ -39,38 +39,15 @@ void Put32(std::vector<std::uint8_t>& out, std::size_t at, std::uint32_t value) 
   Put16(out, at, value & 0xFFFFu);
   Put16(out, at + 2, value >> 16);
 }
-std::uint32_t Get16(std::span<const std::uint8_t> in, std::size_t at) {
-  return static_cast<std::uint32_t>(in[at]) | static_cast<std::uint32_t>(in[at + 1]) << 8;
-}
-std::uint32_t Get32(std::span<const std::uint8_t> in, std::size_t at) { return Get16(in, at) | Get16(in, at + 2) << 16; }
 
 void Append(std::vector<std::uint8_t>& out, std::span<const std::uint8_t> bytes) {
   out.insert(out.end(), bytes.begin(), bytes.end());
-}
-
-// The SID that starts at `offset`, or "" when it does not fit.
-std::optional<std::string> SidAt(std::span<const std::uint8_t> in, std::size_t offset) {
-  if (offset == 0) return std::string();
-  if (offset >= in.size()) return std::nullopt;
-  const std::size_t length = SidLength(in.subspan(offset));
-  if (length == 0) return std::nullopt;
-  return SidText(in.subspan(offset, length));
 }
 
 }  // namespace
 
 SidBytes LocalSystemSid() { return MakeSid(5, {18}); }
 SidBytes AdministratorsSid() { return MakeSid(5, {32, 544}); }
-
-std::string SidText(std::span<const std::uint8_t> sid) {
-  const std::size_t length = SidLength(sid);
-  if (length == 0) return {};
-  std::uint64_t authority = 0;
-  for (std::size_t i = 2; i < kSidHeader; ++i) authority = authority << 8 | sid[i];
-  std::string text = "S-1-" + std::to_string(authority);
-  for (std::size_t at = kSidHeader; at < length; at += 4) text += "-" + std::to_string(Get32(sid, at));
-  return text;
-}
 
 std::vector<std::uint8_t> BuildComAccessDescriptor(std::span<const std::uint8_t> owner,
                                                    std::span<const std::uint8_t> group) {
@@ -106,42 +83,6 @@ std::vector<std::uint8_t> BuildComAccessDescriptor(std::span<const std::uint8_t>
 
 std::vector<std::uint8_t> AppIdAccessPermission() {
   return BuildComAccessDescriptor(AdministratorsSid(), LocalSystemSid());
-}
-
-std::optional<DescriptorContents> ReadComAccessDescriptor(std::span<const std::uint8_t> in) {
-  if (in.size() < kDescriptorHeader || in[0] != kDescriptorRevision) return std::nullopt;
-  const std::uint32_t control = Get16(in, 2);
-  if ((control & kSelfRelative) == 0) return std::nullopt;
-  DescriptorContents contents;
-  const auto owner = SidAt(in, Get32(in, 4));
-  const auto group = SidAt(in, Get32(in, 8));
-  if (!owner || !group) return std::nullopt;
-  contents.owner = *owner;
-  contents.group = *group;
-  contents.daclPresent = (control & kDaclPresent) != 0;
-  const std::size_t daclOffset = Get32(in, 16);
-  if (!contents.daclPresent || daclOffset == 0) return contents;
-  if (daclOffset > in.size() || in.size() - daclOffset < kAclHeader) return std::nullopt;
-  const auto acl = in.subspan(daclOffset);
-  const std::size_t aclSize = Get16(acl, 2);
-  const std::size_t aceCount = Get16(acl, 4);
-  if (acl[0] < kAclRevision || aclSize < kAclHeader || aclSize > acl.size()) return std::nullopt;
-  std::size_t at = kAclHeader;
-  for (std::size_t i = 0; i < aceCount; ++i) {
-    if (aclSize - at < kAceHeader) return std::nullopt;
-    const std::size_t aceSize = Get16(acl, at + 2);
-    if (aceSize < kAceHeader || aceSize > aclSize - at) return std::nullopt;
-    DescriptorContents::Ace ace;
-    ace.type = acl[at];
-    ace.flags = acl[at + 1];
-    ace.mask = Get32(acl, at + 4);
-    const auto sid = acl.subspan(at + kAceHeader, aceSize - kAceHeader);
-    if (SidLength(sid) == 0) return std::nullopt;
-    ace.sid = SidText(sid);
-    contents.dacl.push_back(std::move(ace));
-    at += aceSize;
-  }
-  return contents;
 }
 
 }  // namespace service

@@ -9,11 +9,9 @@
 // The same descriptor serves twice: the running service hands it to CoInitializeSecurity, and
 // the registration writes it as the AppID's AccessPermission, which COM applies to a server
 // it starts itself. Built here in the binary layout Windows uses (a self-relative security
-// descriptor), so that both builds make and check the same bytes.
+// descriptor), so that both builds make the same bytes.
 #include <cstdint>
-#include <optional>
 #include <span>
-#include <string>
 #include <vector>
 
 namespace service {
@@ -34,24 +32,5 @@ std::vector<std::uint8_t> BuildComAccessDescriptor(std::span<const std::uint8_t>
 // The AppID's value: owner Administrators, group LocalSystem (a LocalSystem service's own
 // token carries these), and the same access list.
 std::vector<std::uint8_t> AppIdAccessPermission();
-
-// "S-1-5-32-544"; empty for bytes that are no SID.
-std::string SidText(std::span<const std::uint8_t> sid);
-
-// A self-relative descriptor read back, for checks (tests, diagnostics). Every offset and
-// length is checked against the buffer; nullopt for anything malformed.
-struct DescriptorContents {
-  std::string owner;
-  std::string group;
-  bool daclPresent = false;
-  struct Ace {
-    std::uint8_t type = 0;  // 0: access allowed
-    std::uint8_t flags = 0;
-    std::uint32_t mask = 0;
-    std::string sid;
-  };
-  std::vector<Ace> dacl;
-};
-std::optional<DescriptorContents> ReadComAccessDescriptor(std::span<const std::uint8_t> descriptor);
 
 }  // namespace service

@@ -1,5 +1,6 @@
 #pragma once
-// How long a local server that COM started lives: while a client holds a provider object, a
+// How long a local server that COM started lives: while a client holds an object of it (a
+// provider object, or the async object of a restore; provider/LiveObjects.h), a
 // LockServer lock, or is in the middle of creating an object. When the last of these goes the
 // server does not just quit, because an activation may be on its way in at that very moment:
 //   1. the loop thread is told the server is idle (`idle`), and calls TryEnd there;
@@ -18,7 +19,7 @@ namespace service {
 class ServerLifetime {
  public:
   struct Hooks {
-    std::function<long()> liveObjects;  // provider objects alive in the process
+    std::function<long()> liveObjects;  // objects a client may still call (provider/LiveObjects.h)
     std::function<void()> suspend;
     std::function<void()> resume;
     std::function<void()> idle;  // may be called on any thread, never under the lock

@@ -28,7 +28,6 @@ inline constexpr const wchar_t* kTypeLibIdText = L"{60AADF9E-37A8-467e-AAE3-5029
 inline constexpr const wchar_t* kVssProviderName = L"Vantor Storage VSS Provider";
 inline constexpr LONG kVssProviderTypeHardware = 3;  // VSS_PROV_HARDWARE
 
-extern const GUID kAppId;
 extern const GUID kTypeLibId;
 extern const GUID kVssProviderId;
 extern const GUID kVssProviderVersionId;

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <memory>
 
+#include "DsmRecordBuilder.h"
 #include "discovery/DsmRecordParser.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -18,7 +19,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   // A complete walk read exactly the announced entries; rebuilding them must parse back to
   // the same entries (the record may carry padding the rebuild leaves out).
   if (parsed.entries.size() != parsed.declaredCount) std::abort();
-  const auto rebuilt = discovery::ParseDsmRecord(discovery::BuildDsmRecord(parsed.entries));
+  const auto rebuilt = discovery::ParseDsmRecord(testsupport::BuildDsmRecord(parsed.entries));
   if (rebuilt.status != discovery::DsmParseStatus::Complete || rebuilt.entries.size() != parsed.entries.size()) {
     std::abort();
   }

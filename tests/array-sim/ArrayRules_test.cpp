@@ -196,22 +196,6 @@ TEST_F(ArrayRules, CreationTimesFollowTheGroupsClockAndSnapshotsCountTheirConnec
     EXPECT_EQ(find("snapshots", shared)["num_connections"], 1);
 }
 
-TEST_F(ArrayRules, SearchFiltersAndAnswersOnlyAskedFields) {
-    const json byCollection = {{"filter", {{"operator", "or"}, {"criteria", {{{"field", "volcoll_id"}, {"operator", "equals"}, {"value", "coll-1"}}}}}},
-                               {"fields", {"id", "name"}}};
-    const auto reply = client->rest("POST", "/v1/volumes/search", byCollection);
-    ASSERT_EQ(reply.status, 200);
-    EXPECT_EQ(reply.json(), (json{{"data", {{{"id", volB.id}, {"name", "vol-b"}}}}, {"total", 1}}));
-
-    const auto all = client->rest("POST", "/v1/volumes/search", {{"fields", {"serial_number", "vpd_t10", "no_such"}}});
-    ASSERT_EQ(all.json()["total"], 2);
-    EXPECT_EQ(all.json()["data"][0], (json{{"serial_number", volA.serialNumber}, {"vpd_t10", volA.vpdT10}}));
-
-    const auto groups = client->rest("POST", "/v1/groups/search", {{"fields", {"version_current"}}});
-    EXPECT_EQ(groups.json()["data"][0]["version_current"], "6.1.0.0-900000-opt");
-    EXPECT_EQ(client->rest("POST", "/v1/volumes/search", {{"filter", {{"operator", "like"}}}}).code(), "SM_invalid_arg");
-}
-
 TEST_F(ArrayRules, MalformedRequestsAreRefusedWithoutSideEffects) {
     struct Case {
         const char* what;

@@ -1,6 +1,6 @@
 // The operations wrapper against a simulated group and the emulated host: serial lookups with
 // their cache, snapshot sets (one volume behind several LUNs, virtual-volume collections),
-// import and removal of snapshots over iSCSI, in-place restore, and their failure lines.
+// import and removal of snapshots over iSCSI, and their failure lines.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -148,19 +148,6 @@ TEST_F(ArrayWrapper, VirtualVolumeCollectionIsSnapshottedWhole) {
   EXPECT_EQ(Snapshots().size(), 8u);
 }
 
-TEST_F(ArrayWrapper, FailedSnapshotSetVetoesAndLeavesTheLunsAlone) {
-  EXPECT_EQ(Commit({}), VSS_E_PROVIDER_VETO);
-  EXPECT_TRUE(trace.Contains("  ** No volume IDs are added to the snapshot list.. "));
-
-  const Luns luns = {Lun(Volume(AddVolume("sql-data")))};
-  sim().injectFault({group.id, "bulk_create", 503, "SM_unavailable", "busy", 1});
-  EXPECT_EQ(Commit(luns), VSS_E_PROVIDER_VETO);
-  EXPECT_FALSE(luns[0]->mSnapshotExists);
-  EXPECT_TRUE(luns[0]->mSnapshotId.empty());
-  EXPECT_EQ(sim().requestCount(group.id, "bulk_create"), 1);
-  EXPECT_TRUE(trace.Contains("** CreateSnapshotSet() (createSnapshotSet()) failed, '"));
-}
-
 TEST_F(ArrayWrapper, SnapshotIsExposedHiddenAndDeleted) {
   const auto lun = Lun(Volume(AddVolume("sql-data")));
   ASSERT_EQ(Commit({lun}), S_OK);
@@ -222,30 +209,6 @@ TEST_F(ArrayWrapper, GroupTargetsAndFibreChannelSnapshotsAreNotLoggedInTwice) {
   const auto vvolSnapshot = SnapshotOf(vvolLun);
   EXPECT_TRUE(vvolSnapshot->mParentIsVirtualVolume);
   EXPECT_EQ(vvolSnapshot->mTargetName, vvolLun->mVolume->mTargetName);
-}
-
-TEST_F(ArrayWrapper, VolumeIsRestoredInPlace) {
-  const auto info = AddVolume("sql-data");
-  const auto volume = Volume(info);
-  const auto lun = Lun(volume);
-  ASSERT_EQ(Commit({lun}), S_OK);
-  const auto snapshot = SnapshotOf(lun);
-  sim().writeVolume(info.id);
-
-  EXPECT_EQ(wrapper->RestoreVolume(*volume, *snapshot), E_FAIL);  // the volume is online
-  EXPECT_TRUE(trace.Contains("** Restore volume operation failed! reason="));
-  EXPECT_EQ(wrapper->OnlineVolume(*volume), E_FAIL);  // already online
-  EXPECT_TRUE(trace.Contains("*** Online Volume operation failed! volume sql-data"));
-
-  EXPECT_EQ(wrapper->OfflineVolume(*volume), S_OK);
-  EXPECT_EQ(wrapper->RestoreVolume(*volume, *snapshot), S_OK);
-  EXPECT_EQ(wrapper->OnlineVolume(*volume), S_OK);
-  EXPECT_EQ(Find("volumes", info.id)["data_version"], Find("snapshots", snapshot->mId)["data_version"]);
-  EXPECT_TRUE(trace.Contains("restore volume is successful."));
-
-  sim().injectFault({group.id, "update:volumes", 500, "SM_internal", "down", 1});
-  EXPECT_EQ(wrapper->OfflineVolume(*volume), E_FAIL);
-  EXPECT_TRUE(trace.Contains("*** OfflineVolume operation failed! for the volume sql-data. Either regsitry setting"));
 }
 
 TEST_F(ArrayWrapper, VersionCheckAndArrayLog) {

@@ -16,6 +16,7 @@
 #include <windows.h>
 #include <sddl.h>
 
+#include "KeyAccessList.h"
 #include "platform/win32/Win32Registry.h"
 #endif
 
@@ -62,24 +63,7 @@ TEST(CertificatePins, StoredValuesThatAreNoPinReadAsNone) {
 }
 
 #ifdef _WIN32
-// The access list of HKLM\`path` as SDDL.
-std::wstring DaclOf(const wchar_t* path) {
-  HKEY key = nullptr;
-  if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, path, 0, READ_CONTROL, &key) != ERROR_SUCCESS) return L"(cannot open)";
-  DWORD size = 0;
-  RegGetKeySecurity(key, DACL_SECURITY_INFORMATION, nullptr, &size);
-  std::vector<BYTE> descriptor(size ? size : 1);
-  const LSTATUS read = RegGetKeySecurity(key, DACL_SECURITY_INFORMATION, descriptor.data(), &size);
-  RegCloseKey(key);
-  if (read != ERROR_SUCCESS) return L"(cannot read)";
-  LPWSTR text = nullptr;
-  if (!ConvertSecurityDescriptorToStringSecurityDescriptorW(descriptor.data(), SDDL_REVISION_1,
-                                                            DACL_SECURITY_INFORMATION, &text, nullptr))
-    return L"(cannot print)";
-  std::wstring result(text);
-  LocalFree(text);
-  return result;
-}
+using testsupport::DaclOf;
 
 TEST(CertificatePins, TheKeyAdmitsSystemAndAdministratorsOnly) {
   const SeamFor seam(std::make_unique<platform::Win32Registry>());

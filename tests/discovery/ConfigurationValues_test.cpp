@@ -11,6 +11,7 @@
 
 #include "discovery/ConfigurationKeys.h"
 #include "discovery/ConfigurationValues.h"
+#include "HostTestSupport.h"
 #include "logger/FileLog.h"
 #include "platform/emulated/EmulatedRegistry.h"
 
@@ -25,9 +26,6 @@ constexpr const char* kProduct = "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Vantor Storage]
 class Configuration : public ::testing::Test {
  protected:
   void SetUp() override {
-    auto registry = std::make_unique<platform::EmulatedRegistry>();
-    registry_ = registry.get();
-    previous_ = platform::RegistrySlot::Install(std::move(registry));
     traceDir_ = fs::absolute(fs::path("discovery-test-output") /
                              testing::UnitTest::GetInstance()->current_test_info()->name());
     fs::remove_all(traceDir_);
@@ -35,11 +33,10 @@ class Configuration : public ::testing::Test {
     ASSERT_EQ(CFileLog::GetInstance()->InitializeLogging(discovery::kTraceComponent), 0u);
     discovery::ResetConfigurationCaches();
   }
-  void TearDown() override { platform::RegistrySlot::Install(std::move(previous_)); }
 
   // Replaces the registry with `sections` (the .reg text after the header).
   void Load(const std::string& sections) {
-    const auto error = registry_->LoadText(kHeader + sections);
+    const auto error = registry_.get().LoadText(kHeader + sections);
     ASSERT_FALSE(error) << error->ToString();
   }
   void LoadConfiguration(const std::string& values) { Load(kConfiguration + values); }
@@ -61,8 +58,7 @@ class Configuration : public ::testing::Test {
     return false;
   }
 
-  platform::EmulatedRegistry* registry_ = nullptr;
-  std::unique_ptr<platform::Registry> previous_;
+  hosttest::ScopedEmulatedRegistry registry_;
   fs::path traceDir_;
   std::size_t seen_ = 0;
 };

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <memory>
 
+#include "DsmRecordBuilder.h"
 #include "discovery/DsmRecordParser.h"
 
 namespace {
@@ -14,7 +15,7 @@ using discovery::DsmParseStatus;
 using Bytes = std::vector<std::uint8_t>;
 
 Bytes TwoEntries() {
-  return discovery::BuildDsmRecord({{"6e2a1b0c9d8e7f6a6e2a1b0c9d8e7f6a", "10.20.30.40", 11},
+  return testsupport::BuildDsmRecord({{"6e2a1b0c9d8e7f6a6e2a1b0c9d8e7f6a", "10.20.30.40", 11},
                                     {"0123456789abcdef0123456789abcdef", "", 0}});
 }
 
@@ -29,10 +30,10 @@ TEST(DsmRecordParser, ReadsEntriesWithAndWithoutAddress) {
   EXPECT_EQ(parsed.entries[1].ipAddress, "");
 
   // The entry length decides where the next entry starts, even with padding after the address.
-  Bytes padded = discovery::BuildDsmRecord({{"s1", "10.0.0.1", 8}});
+  Bytes padded = testsupport::BuildDsmRecord({{"s1", "10.0.0.1", 8}});
   padded[3] = static_cast<std::uint8_t>(padded[3] + 4);
   padded.insert(padded.end(), {0xAA, 0xBB, 0xCC, 0xDD});
-  const Bytes second = discovery::BuildDsmRecord({{"s2", "10.0.0.2", 8}});
+  const Bytes second = testsupport::BuildDsmRecord({{"s2", "10.0.0.2", 8}});
   padded.insert(padded.end(), second.begin() + 3, second.end());
   padded[1] = 2;
   const auto parsedPadded = discovery::ParseDsmRecord(padded);

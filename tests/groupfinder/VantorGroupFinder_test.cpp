@@ -11,6 +11,7 @@
 #include "credstore/CredentialVault.h"
 #include "credstore/RegistryCredentialVault.h"
 #include "discovery/ConfigurationKeys.h"
+#include "DsmRecordBuilder.h"
 #include "discovery/DsmRecordParser.h"
 #include "discovery/VantorGroupFinder.h"
 #include "platform/DsmDevice.h"
@@ -148,7 +149,7 @@ TEST_F(GroupFinderTest, SourcesMergeInOrderAndNoPasswordIsWrittenAnywhere) {
   AddProfile(L"foreign", L"10.0.0.9", L"OTHERHOST\\backup", L"delta", L"Pw-Delta-0aa");
   AddProfile(L"nopassword", L"10.0.0.8", L".\\backup", L"epsilon", nullptr);
   AddProfile(L"garbled", L"10.0.0.7", L".\\backup", L"zeta", L"");
-  dsm().record = discovery::BuildDsmRecord({{"serial-a", "10.0.0.1", 8},
+  dsm().record = testsupport::BuildDsmRecord({{"serial-a", "10.0.0.1", 8},
                                             {"serial-b", "10.0.0.5", 8},
                                             {"serial-c", "", 0},
                                             {"serial-d", "10.0.0.5", 8}});
@@ -238,7 +239,7 @@ TEST_F(GroupFinderTest, ServiceAccountDecidesWhetherProfilesAreRead) {
 }
 
 TEST_F(GroupFinderTest, NoConfiguredGroupIsReportedAndTheOtherSourcesStillRun) {
-  dsm().record = discovery::BuildDsmRecord({{"serial-b", "10.0.0.5", 8}});
+  dsm().record = testsupport::BuildDsmRecord({{"serial-b", "10.0.0.5", 8}});
   GroupCredentialMap groups;
   mFinder.DiscoverGroups(groups);
   EXPECT_EQ(groups, (GroupCredentialMap{{"10.0.0.5", {}}}));
@@ -259,7 +260,7 @@ TEST_F(GroupFinderTest, NoConfiguredGroupIsReportedAndTheOtherSourcesStillRun) {
 TEST_F(GroupFinderTest, TheDriverIsAskedUnlessDiscoveryIsSwitchedOffWithExactlyOne) {
   SetGroupMgmtIps(L"10.0.0.1");
   ASSERT_EQ(credstore::StoreArrayCredential("10.0.0.1", "alpha", "Pw-Alpha-9f3"), 0u);
-  dsm().record = discovery::BuildDsmRecord({{"serial-b", "10.0.0.5", 8}});
+  dsm().record = testsupport::BuildDsmRecord({{"serial-b", "10.0.0.5", 8}});
   struct Case {
     DWORD value;
     bool asked;
@@ -277,7 +278,7 @@ TEST_F(GroupFinderTest, TheDriverIsAskedUnlessDiscoveryIsSwitchedOffWithExactlyO
 }
 
 TEST_F(GroupFinderTest, DriverBufferGrowsByWhatTheDriverReturnedAndIsBounded) {
-  dsm().record = discovery::BuildDsmRecord({{"serial-b", "10.0.0.5", 8}});
+  dsm().record = testsupport::BuildDsmRecord({{"serial-b", "10.0.0.5", 8}});
   dsm().script = {{ERROR_MORE_DATA, 0}, {ERROR_MORE_DATA, 20000}};
   EXPECT_EQ(mFinder.QueryDsmGroupManagementIPs(), 0u);
   EXPECT_EQ(dsm().bufferSizes, (std::vector<DWORD>{16384, 2048, 22048}));
@@ -306,7 +307,7 @@ TEST_F(GroupFinderTest, DriverBufferGrowsByWhatTheDriverReturnedAndIsBounded) {
 }
 
 TEST_F(GroupFinderTest, AnIncompatibleOrBrokenRecordAddsNothingPastTheFault) {
-  dsm().record = discovery::BuildDsmRecord({{"serial-b", "10.0.0.5", 8}}, 2);
+  dsm().record = testsupport::BuildDsmRecord({{"serial-b", "10.0.0.5", 8}}, 2);
   GroupCredentialMap groups;
   mFinder.DiscoverGroups(groups);
   EXPECT_TRUE(groups.empty());
@@ -314,7 +315,7 @@ TEST_F(GroupFinderTest, AnIncompatibleOrBrokenRecordAddsNothingPastTheFault) {
             std::vector<std::string>{"ERROR"});
   EXPECT_EQ(mTrace.Count("VDSM query to get management IPs failed"), 0u);
 
-  Bytes broken = discovery::BuildDsmRecord({{"serial-a", "10.0.0.1", 8}, {"serial-b", "10.0.0.5", 8}});
+  Bytes broken = testsupport::BuildDsmRecord({{"serial-a", "10.0.0.1", 8}, {"serial-b", "10.0.0.5", 8}});
   broken[1] = 5;
   dsm().record = broken;
   mFinder.DiscoverGroups(groups);

@@ -139,8 +139,10 @@ TEST_F(HostSeamContract, EveryListedDiskOpensByItsPath) {
   AttachArrayDisk();
   std::vector<DiskInfo> disks;
   ASSERT_EQ(TheStorageDevices().ListDisks(disks), static_cast<DWORD>(ERROR_SUCCESS));
-#ifndef _WIN32
-  ASSERT_EQ(disks.size(), 1u);
+#ifdef _WIN32
+  if (disks.empty()) GTEST_SKIP() << "this host lists no disks, so none can be opened";
+#else
+  ASSERT_EQ(disks.size(), 1u);  // the one attached above
 #endif
   for (const auto& disk : disks) {
     std::unique_ptr<StorageDevice> device;

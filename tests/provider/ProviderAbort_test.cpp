@@ -26,7 +26,7 @@ TEST_F(ProviderAbort, FailedDeleteIsTriedAgainAndStillVetoesWhileTheOtherSnapsho
   EXPECT_TRUE(groupB_->onArray.empty());
   EXPECT_EQ(trace_.Count("** Failed to delete snapshot  HRESULT 0x80004005 vol-a1 , vss-vol-a1"), 1u);
   EXPECT_TRUE(trace_.Contains("** AbortSnapshots, On Exit, hr 0x80042306"));
-  EXPECT_EQ(events_.WithId(VA_MSG_ABORTING_SET).size(), 1u);
+  EXPECT_EQ(EventCount(VA_MSG_ABORTING_SET), 1);
   EXPECT_EQ(provider_->SnapshotSetCount(), 0u);
 
   // A delete that keeps failing: every snapshot is still tried, twice, and the set ends anyway.
@@ -62,11 +62,7 @@ TEST_F(ProviderAbort, SnapshotsThatNoRecordNamesAreFoundOnTheGroupsAskedToCreate
   // A group never asked to create is not searched: the set failed before its commit.
   groupB_->onArray.clear();
   ForgetOperations();
-  set = wincompat::NewGuid();
-  provider::OwnedLunInformation lost;
-  ASSERT_TRUE(provider::BuildLunInformation(lost.get(), "Vantor", "Server", "1.0", "zzz9", {}));
-  VDS_LUN_INFORMATION view = lost.get();
-  ASSERT_EQ(hw_->BeginPrepareSnapshot(set, wincompat::NewGuid(), 0, 1, nullptr, &view), S_OK);
+  set = Prepare({"zzz9"});
   ASSERT_EQ(provider_->EndPrepareSnapshots(set), VSS_E_PROVIDER_VETO);
   EXPECT_EQ(provider_->AbortSnapshots(set), S_OK);
   EXPECT_TRUE(groupA_->operations.empty());

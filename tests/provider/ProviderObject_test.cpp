@@ -2,40 +2,19 @@
 
 #include <memory>
 
-#include "logger/EventReporter.h"
-#include "logger/WindowsEventLogWrapper.h"
-#include "platform/emulated/EmulatedEventLog.h"
-#include "platform/emulated/EmulatedRegistry.h"
+#include "HostTestSupport.h"
 #include "provider/VaVssHwProvider.h"
+#include "provider/VssAsync.h"
 
 namespace {
 
 // An emulated host with just a registry and an event log, installed for one test.
 class ProviderObjectTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    auto registry = std::make_unique<platform::EmulatedRegistry>();
-    registry_ = registry.get();
-    previousRegistry_ = platform::RegistrySlot::Install(std::move(registry));
-    auto events = std::make_unique<platform::EmulatedEventLog>();
-    events_ = events.get();
-    previousEvents_ = platform::EventLogSlot::Install(std::move(events));
-    wrapper_.Init(L"Vantor VSS Hardware Provider", L"VantorVssProvider.exe");
-    logger::SetProcessEventLog(&wrapper_);
-  }
-  void TearDown() override {
-    logger::SetProcessEventLog(nullptr);
-    platform::EventLogSlot::Install(std::move(previousEvents_));
-    platform::RegistrySlot::Install(std::move(previousRegistry_));
-  }
+  void LoadRegistry(const char* text) { ASSERT_FALSE(registry_.get().LoadText(text).has_value()); }
 
-  void LoadRegistry(const char* text) { ASSERT_FALSE(registry_->LoadText(text).has_value()); }
-
-  platform::EmulatedRegistry* registry_ = nullptr;
-  platform::EmulatedEventLog* events_ = nullptr;
-  CWindowsEventLogWrapper wrapper_;
-  std::unique_ptr<platform::Registry> previousRegistry_;
-  std::unique_ptr<platform::EventLog> previousEvents_;
+  hosttest::ScopedEmulatedRegistry registry_;
+  hosttest::EventCapture events_;
 };
 
 struct ProviderRef {
@@ -55,7 +34,7 @@ TEST_F(ProviderObjectTest, UnsupportedOperationsAnswerNotImplementedAndWriteNoth
   EXPECT_EQ(provider.p->GetProviderCapabilities(&mask), static_cast<HRESULT>(0x80004001u));
   EXPECT_EQ(mask, 0x1234u);
   EXPECT_EQ(provider.p->OnReuseLuns(nullptr, nullptr, 0), static_cast<HRESULT>(0x80004001u));
-  EXPECT_TRUE(events_->Records().empty());
+  EXPECT_TRUE(events_.Records().empty());
 }
 
 TEST_F(ProviderObjectTest, InterfacesShareOneIdentityAndUnknownOnesAreRefused) {
@@ -78,7 +57,7 @@ TEST_F(ProviderObjectTest, InterfacesShareOneIdentityAndUnknownOnesAreRefused) {
   EXPECT_EQ(notifications->OnLoad(nullptr), S_OK);
   EXPECT_EQ(notifications->OnUnload(TRUE), S_OK);
   notifications->Release();
-  const auto records = events_->Records();
+  const auto records = events_.Records();
   ASSERT_EQ(records.size(), 2u);
   EXPECT_EQ(records[0].eventId, 4150u);
   EXPECT_EQ(records[0].type, EVENTLOG_INFORMATION_TYPE);
@@ -127,8 +106,13 @@ TEST_F(ProviderObjectTest, LastReleasedObjectTellsTheLocalServerItMayEnd) {
   first.p->Release();
   first.p = nullptr;
   EXPECT_EQ(gLastReleasedCalls, 0);
+  // The async object of a restore outlives the provider that made it, and keeps the server.
+  IVssAsync* async = CVssAsync::CreateFinished();
+  ASSERT_NE(async, nullptr);
   second.p->Release();
   second.p = nullptr;
+  EXPECT_EQ(gLastReleasedCalls, 0);
+  async->Release();
   EXPECT_EQ(LiveProviderObjects(), before);
   EXPECT_EQ(gLastReleasedCalls, 1);
   SetLastProviderReleasedHandler(nullptr);

@@ -8,8 +8,7 @@
 #include <sstream>
 #include <thread>
 
-#include "FakeArray.h"
-#include "HostTestSupport.h"
+#include "ProviderHarness.h"
 #include "logger/EventReporter.h"
 #include "logger/WindowsEventLogWrapper.h"
 #include "platform/emulated/EmulatedEventLog.h"
@@ -36,84 +35,7 @@ provider::OwnedLunInformation Lun(const std::string& vendor, const std::string& 
   return lun;
 }
 
-class ProviderOperationsTest : public ::testing::Test {
- protected:
-  void SetUp() override {
-    previousRegistry_ = platform::RegistrySlot::Install(std::make_unique<platform::EmulatedRegistry>());
-    auto events = std::make_unique<platform::EmulatedEventLog>();
-    events_ = events.get();
-    previousEvents_ = platform::EventLogSlot::Install(std::move(events));
-    wrapper_.Init(L"Vantor VSS Hardware Provider", L"VantorVssProvider.exe");
-    logger::SetProcessEventLog(&wrapper_);
-
-    groupA_ = std::make_shared<FakeArray>("uid-a", "127.1.0.1");
-    groupB_ = std::make_shared<FakeArray>("uid-b", "127.2.0.1");
-    groupA_->AddVolume("aaa1", "vol-a1");
-    groupA_->AddVolume("aaa2", "vol-a2");
-    groupB_->AddVolume("bbb1", "vol-b1");
-    discovered_ = {{"127.1.0.1", Vantor::LoginInfo("admin", "pw")}, {"127.2.0.1", Vantor::LoginInfo("admin", "pw")}};
-
-    ASSERT_EQ(CreateVaVssHwProvider(wincompat::kIID_IVssHardwareSnapshotProviderEx, reinterpret_cast<void**>(&hw_)), S_OK);
-    provider_ = static_cast<CVaVssHwProvider*>(hw_);
-    provider_->UseArrayAccess(provider::ArrayAccess{
-        [this] {
-          ++discoveries_;
-          return discovered_;
-        },
-        [this](const std::string& serial) {
-          const auto it = driverMap_.find(serial);
-          return it == driverMap_.end() ? std::string() : it->second;
-        },
-        [this](const std::string& address) {
-          const auto it = restSupport_.find(address);
-          return it == restSupport_.end() ? provider::RestSupport::Supported : it->second;
-        },
-        [this](const std::string& address, const Vantor::LoginInfo&) -> std::shared_ptr<VaVssArrayWrapper> {
-          ++connects_;
-          if (address == "127.1.0.1" || address == "127.1.0.2") return groupA_;
-          return groupB_;
-        }});
-  }
-  void TearDown() override {
-    hw_->Release();
-    logger::SetProcessEventLog(nullptr);
-    platform::EventLogSlot::Install(std::move(previousEvents_));
-    platform::RegistrySlot::Install(std::move(previousRegistry_));
-  }
-
-  int EventCount(DWORD id) const {
-    int n = 0;
-    for (const auto& e : events_->Records()) n += e.eventId == id ? 1 : 0;
-    return n;
-  }
-
-  // Prepares and groups a set over `serials`, one BeginPrepareSnapshot each.
-  VSS_ID Prepare(const std::vector<std::string>& serials) {
-    const VSS_ID set = wincompat::NewGuid();
-    for (const auto& serial : serials) {
-      std::vector<provider::OwnedLunInformation> owned;
-      owned.push_back(Lun("Vantor", "Server", serial));
-      std::vector<VDS_LUN_INFORMATION> view;
-      EXPECT_EQ(hw_->BeginPrepareSnapshot(set, wincompat::NewGuid(), 0, 1, nullptr, Luns(owned, view)), S_OK);
-    }
-    return set;
-  }
-  IVssProviderCreateSnapshotSet& Sets() { return *provider_; }
-
-  platform::EmulatedEventLog* events_ = nullptr;
-  CWindowsEventLogWrapper wrapper_;
-  std::unique_ptr<platform::Registry> previousRegistry_;
-  std::unique_ptr<platform::EventLog> previousEvents_;
-  std::shared_ptr<FakeArray> groupA_;
-  std::shared_ptr<FakeArray> groupB_;
-  std::map<std::string, Vantor::LoginInfo> discovered_;
-  std::map<std::string, std::string> driverMap_;  // what the multipath driver says serves a LUN
-  std::map<std::string, provider::RestSupport> restSupport_;  // the protocol query's answers
-  int connects_ = 0;
-  int discoveries_ = 0;
-  IVssHardwareSnapshotProviderEx* hw_ = nullptr;
-  CVaVssHwProvider* provider_ = nullptr;
-};
+using ProviderOperationsTest = ProviderHarness;
 
 }  // namespace
 

@@ -1,5 +1,5 @@
 // What the client puts on the wire for each operation, and what it refuses to send.
-#include "FakeArray.h"
+#include "ScriptedClient.h"
 
 namespace restsdk_test {
 namespace {
@@ -7,7 +7,7 @@ namespace {
 using nlohmann::json;
 using namespace VantorStorage::WS;
 
-using Requests = ClientOverFakeArray;
+using Requests = ClientOverScriptedArray;
 
 std::shared_ptr<v1::SearchFilter> leaf(const std::string& field, const std::string& value) {
   return std::make_shared<v1::SearchFilter>(field, v1::OPERATOR_EQUALS, value);
@@ -20,19 +20,19 @@ TEST_F(Requests, SearchSendsFilterAndFieldsInTheCallersOrder) {
       v1::SearchFilter::FilterList{leaf("agent_type", "vvol"), leaf("metadata.vp_vs_VAN_VIRTUAL_DEVICE_ID", "abc")},
       v1::OPERATOR_AND));
   for (const char* field : {"id", "size", "name", "metadata", "id"}) params->getAttributeSelector().addAttribute(field);
-  array->answer(200, R"({"data":[]})");
+  array->AnswerRaw(200, R"({"data":[]})");
   client->getV1ObjectSetFactory()->getVolumeObjectSet()->getObjectList(params);
 
-  const auto& request = array->lastRequest();
+  const auto& request = array->LastRequest();
   EXPECT_EQ(request.method, "POST");
   EXPECT_EQ(request.path, "/v1/volumes/search");
   EXPECT_EQ(request.host, "10.0.0.1");
   EXPECT_EQ(request.port, 5392);
   EXPECT_TRUE(request.tls);
-  ASSERT_NE(FakeArray::header(request, "X-Auth-Token"), nullptr);
-  EXPECT_EQ(*FakeArray::header(request, "X-Auth-Token"), "secret-token");
-  EXPECT_EQ(*FakeArray::header(request, "Content-Type"), "application/json");
-  EXPECT_EQ(array->lastBody(), json::parse(R"({
+  ASSERT_NE(testsupport::ScriptedArray::Header(request, "X-Auth-Token"), nullptr);
+  EXPECT_EQ(*testsupport::ScriptedArray::Header(request, "X-Auth-Token"), "secret-token");
+  EXPECT_EQ(*testsupport::ScriptedArray::Header(request, "Content-Type"), "application/json");
+  EXPECT_EQ(array->LastJson(), json::parse(R"({
       "filter":{"operator":"and","criteria":[
           {"field":"agent_type","operator":"equals","value":"vvol"},
           {"field":"metadata.vp_vs_VAN_VIRTUAL_DEVICE_ID","operator":"equals","value":"abc"}]},
@@ -42,15 +42,15 @@ TEST_F(Requests, SearchSendsFilterAndFieldsInTheCallersOrder) {
   params = std::make_shared<v1::GetParams>();
   params->setSearchFilter(std::make_shared<v1::SearchFilter>(v1::SearchFilter::FilterList{leaf("id", "s1")},
                                                              v1::OPERATOR_OR));
-  array->answer(200, R"({"data":[]})");
+  array->AnswerRaw(200, R"({"data":[]})");
   client->getV1ObjectSetFactory()->getSnapshotObjectSet()->getObjectList(params);
-  EXPECT_EQ(array->lastRequest().path, "/v1/snapshots/search");
-  EXPECT_EQ(array->lastBody(), json::parse(R"({"filter":{"operator":"or","criteria":[
+  EXPECT_EQ(array->LastRequest().path, "/v1/snapshots/search");
+  EXPECT_EQ(array->LastJson(), json::parse(R"({"filter":{"operator":"or","criteria":[
       {"field":"id","operator":"equals","value":"s1"}]}})"));
-  array->answer(200, R"({"data":[]})");
+  array->AnswerRaw(200, R"({"data":[]})");
   client->getV1ObjectSetFactory()->getGroupObjectSet()->getObjectList(v1::GetParams{});
-  EXPECT_EQ(array->lastRequest().path, "/v1/groups/search");
-  EXPECT_EQ(array->lastBody(), json::object());
+  EXPECT_EQ(array->LastRequest().path, "/v1/groups/search");
+  EXPECT_EQ(array->LastJson(), json::object());
 }
 
 TEST_F(Requests, BulkCreateSendsOneEntryPerVolumeWithItsMetadata) {
@@ -72,9 +72,9 @@ TEST_F(Requests, BulkCreateSendsOneEntryPerVolumeWithItsMetadata) {
   own->setMetadata(std::make_shared<v1::VsKeyValueList>(
       v1::VsKeyValueList{std::make_shared<v1::VsKeyValue>("vss_vs_snapshot_set_id", "{other}")}));
   entries.push_back(own);
-  array->answer(201, R"({"data":{"snap_list":[]}})");
+  array->AnswerRaw(201, R"({"data":{"snap_list":[]}})");
   client->getV1ObjectSetFactory()->getSnapshotObjectSet()->bulkCreate(entries);
-  EXPECT_EQ(array->lastRequest().path, "/v1/snapshots/bulk_create");
+  EXPECT_EQ(array->LastRequest().path, "/v1/snapshots/bulk_create");
   const json expectedEntry = {{"snap_name", "{set}"},
                               {"online", false},
                               {"writable", false},
@@ -86,7 +86,7 @@ TEST_F(Requests, BulkCreateSendsOneEntryPerVolumeWithItsMetadata) {
   json third = first;
   third["vol_id"] = "v3";
   third["metadata"][0]["value"] = "{other}";
-  EXPECT_EQ(array->lastBody(), (json{{"data", {{"snap_vol_list", {first, second, third}}}}}));
+  EXPECT_EQ(array->LastJson(), (json{{"data", {{"snap_vol_list", {first, second, third}}}}}));
 }
 
 TEST_F(Requests, WriteOperationsUseTheirPathsAndBodies) {
@@ -97,35 +97,35 @@ TEST_F(Requests, WriteOperationsUseTheirPathsAndBodies) {
 
   v1::Snapshot online;
   online.setOnline(true);
-  array->answer(200, snapshot);
+  array->AnswerRaw(200, snapshot);
   EXPECT_TRUE(factory->getSnapshotObjectSet()->updateObject("s1", online)->getOnline());
-  EXPECT_EQ(array->lastRequest().method, "PUT");
-  EXPECT_EQ(array->lastRequest().path, "/v1/snapshots/s1");
-  EXPECT_EQ(array->lastBody(), json::parse(R"({"data":{"online":true}})"));
+  EXPECT_EQ(array->LastRequest().method, "PUT");
+  EXPECT_EQ(array->LastRequest().path, "/v1/snapshots/s1");
+  EXPECT_EQ(array->LastJson(), json::parse(R"({"data":{"online":true}})"));
 
   v1::Volume offline;
   offline.setOnline(false);
-  array->answer(200, volume);
+  array->AnswerRaw(200, volume);
   factory->getVolumeObjectSet()->updateObject("v1", offline, true);
-  EXPECT_EQ(array->lastRequest().path, "/v1/volumes/v1");
-  EXPECT_EQ(array->lastBody(), json::parse(R"({"data":{"online":false},"force":true})"));
+  EXPECT_EQ(array->LastRequest().path, "/v1/volumes/v1");
+  EXPECT_EQ(array->LastJson(), json::parse(R"({"data":{"online":false},"force":true})"));
 
-  array->answer(200, volume);
+  array->AnswerRaw(200, volume);
   EXPECT_EQ(factory->getVolumeObjectSet()->restore("v1", "s1")->getId(), "v1");
-  EXPECT_EQ(array->lastRequest().method, "POST");
-  EXPECT_EQ(array->lastRequest().path, "/v1/volumes/v1/actions/restore");
-  EXPECT_EQ(array->lastBody(), json::parse(R"({"data":{"id":"v1","base_snap_id":"s1"}})"));
+  EXPECT_EQ(array->LastRequest().method, "POST");
+  EXPECT_EQ(array->LastRequest().path, "/v1/volumes/v1/actions/restore");
+  EXPECT_EQ(array->LastJson(), json::parse(R"({"data":{"id":"v1","base_snap_id":"s1"}})"));
 
-  array->answer(200, "{}");
+  array->AnswerRaw(200, "{}");
   factory->getSnapshotObjectSet()->deleteObject("../x y");
-  EXPECT_EQ(array->lastRequest().method, "DELETE");
-  EXPECT_EQ(array->lastRequest().path, "/v1/snapshots/%2E%2E%2Fx%20y");
-  EXPECT_TRUE(array->lastRequest().body.empty());
+  EXPECT_EQ(array->LastRequest().method, "DELETE");
+  EXPECT_EQ(array->LastRequest().path, "/v1/snapshots/%2E%2E%2Fx%20y");
+  EXPECT_TRUE(array->LastRequest().body.empty());
 
-  array->answer(201, "{}");
+  array->AnswerRaw(201, "{}");
   factory->getDebugLogObjectSet()->createObject(v1::DebugLog("snapshot set done", "info"));
-  EXPECT_EQ(array->lastRequest().path, "/v1/debug_log");
-  EXPECT_EQ(array->lastBody(), json::parse(R"({"data":{"message":"snapshot set done","level":"info"}})"));
+  EXPECT_EQ(array->LastRequest().path, "/v1/debug_log");
+  EXPECT_EQ(array->LastJson(), json::parse(R"({"data":{"message":"snapshot set done","level":"info"}})"));
 }
 
 TEST_F(Requests, RequestsThatCannotBeRightAreNotSent) {
@@ -147,7 +147,7 @@ TEST_F(Requests, RequestsThatCannotBeRightAreNotSent) {
   auto nested = std::make_shared<v1::GetParams>();
   nested->setSearchFilter(deep);
 
-  const std::size_t before = array->requests().size();
+  const std::size_t before = array->Sent().size();
   const std::vector<std::pair<const char*, std::function<void()>>> attempts = {
       {"empty bulk", [&] { factory->getSnapshotObjectSet()->bulkCreate({}); }},
       {"null entry", [&] { factory->getSnapshotObjectSet()->bulkCreate({complete, nullptr}); }},
@@ -159,7 +159,7 @@ TEST_F(Requests, RequestsThatCannotBeRightAreNotSent) {
       {"filter nested 40 deep", [&] { factory->getVolumeObjectSet()->getObjectList(nested); }},
   };
   for (const auto& [name, attempt] : attempts) EXPECT_THROW(attempt(), ApiException) << name;
-  EXPECT_EQ(array->requests().size(), before);
+  EXPECT_EQ(array->Sent().size(), before);
 
   EXPECT_THROW(v1::SearchFilter("id", v1::OPERATOR_OR, "x"), ApiException);
   EXPECT_THROW(v1::SearchFilter(v1::SearchFilter::FilterList{}, v1::OPERATOR_EQUALS), ApiException);
@@ -175,7 +175,7 @@ TEST_F(Requests, WithoutSessionTheClientAnswersUnauthorizedItself) {
     ASSERT_EQ(e.getMessages().size(), 1u);
     EXPECT_EQ(e.getMessages()[0].getCode(), "SM_http_unauthorized");
   }
-  EXPECT_TRUE(array->requests().empty());
+  EXPECT_TRUE(array->Sent().empty());
 }
 
 }  // namespace

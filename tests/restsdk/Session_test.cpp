@@ -1,5 +1,5 @@
 // Sessions, error answers and transport failures as the array layer sees them.
-#include "FakeArray.h"
+#include "ScriptedClient.h"
 
 namespace restsdk_test {
 namespace {
@@ -7,30 +7,30 @@ namespace {
 using nlohmann::json;
 using namespace VantorStorage::WS;
 
-using Session = ClientOverFakeArray;
+using Session = ClientOverScriptedArray;
 
 TEST_F(Session, AuthenticateOpensAndLogoutEndsTheSessionWithoutLeakingSecrets) {
   logIn();
-  const json login = json::parse(array->requests().at(0).body);
-  EXPECT_EQ(array->requests().at(0).path, "/v1/tokens");
+  const json login = json::parse(array->Sent().at(0).body);
+  EXPECT_EQ(array->Sent().at(0).path, "/v1/tokens");
   EXPECT_EQ(login, json::parse(R"({"data":{"username":"admin","password":"pa55word","app_name":"unit-test"}})"));
-  EXPECT_EQ(FakeArray::header(array->requests().at(0), "X-Auth-Token"), nullptr);
+  EXPECT_EQ(testsupport::ScriptedArray::Header(array->Sent().at(0), "X-Auth-Token"), nullptr);
   EXPECT_EQ(client->getSessionToken(), "secret-token");
 
   // A refused login keeps no token; its error still carries the server's words.
-  array->answer(401, R"({"messages":[{"code":"SM_http_unauthorized","text":"bad password","severity":"error"}]})");
+  array->AnswerRaw(401, R"({"messages":[{"code":"SM_http_unauthorized","text":"bad password","severity":"error"}]})");
   EXPECT_THROW(client->authenticate(AuthInfo("admin", "wr0ng-pa55word")), GroupMgmtServerException);
 
   logIn();
-  array->answer(200, "{}");
+  array->AnswerRaw(200, "{}");
   client->logout();
-  EXPECT_EQ(array->lastRequest().method, "DELETE");
-  EXPECT_EQ(array->lastRequest().path, "/v1/tokens/tok-1");
-  EXPECT_EQ(*FakeArray::header(array->lastRequest(), "X-Auth-Token"), "secret-token");
+  EXPECT_EQ(array->LastRequest().method, "DELETE");
+  EXPECT_EQ(array->LastRequest().path, "/v1/tokens/tok-1");
+  EXPECT_EQ(*testsupport::ScriptedArray::Header(array->LastRequest(), "X-Auth-Token"), "secret-token");
   EXPECT_TRUE(client->getSessionToken().empty());
-  const std::size_t sent = array->requests().size();
+  const std::size_t sent = array->Sent().size();
   client->logout();  // no session: nothing to send
-  EXPECT_EQ(array->requests().size(), sent);
+  EXPECT_EQ(array->Sent().size(), sent);
 
   const std::string log = logger->all();
   EXPECT_NE(log.find("POST /v1/tokens on 10.0.0.1:5392 -> 201"), std::string::npos) << log;
@@ -58,15 +58,15 @@ TEST_F(Session, PasswordThatIsNotUtf8NeverReachesAnExceptionTheLogOrTheWire) {
     for (const char* secret : {"pa55", "word", "0x", "index", "\xC3", "\xFF", "("})
       EXPECT_EQ(what.find(secret), std::string::npos) << secret << " in: " << what;
   }
-  EXPECT_TRUE(array->requests().empty());
+  EXPECT_TRUE(array->Sent().empty());
   EXPECT_EQ(logger->all().find("pa55"), std::string::npos) << logger->all();
 }
 
 TEST_F(Session, LoginBodyCarriesEveryValidTextExactly) {
   for (const std::string& password : {std::string("qu\"ote\\back\nline\x01\x1f"), std::string("p\xC3\xA4ss \xE2\x82\xAC \xF0\x9F\x94\x91")}) {
-    array->answerJson(201, {{"data", {{"id", "tok-2"}, {"session_token", "t"}}}});
+    array->Answer(201, {{"data", {{"id", "tok-2"}, {"session_token", "t"}}}});
     client->authenticate(AuthInfo("ad\"min", password));
-    const json login = json::parse(array->lastRequest().body);
+    const json login = json::parse(array->LastRequest().body);
     EXPECT_EQ(login["data"]["password"], password);
     EXPECT_EQ(login["data"]["username"], "ad\"min");
   }
@@ -75,21 +75,21 @@ TEST_F(Session, LoginBodyCarriesEveryValidTextExactly) {
 // Nesting is judged as the answer arrives; brackets inside strings are text, not nesting.
 TEST_F(Session, AnswersNestedBeyondTheLimitAreRefusedBeforeTheyAreParsed) {
   const std::string deep = "{\"data\":" + std::string(64, '[') + std::string(64, ']') + "}";
-  array->answer(201, deep);
+  array->AnswerRaw(201, deep);
   EXPECT_THROW(client->authenticate(AuthInfo("admin", "pa55word")), ApiException);
   EXPECT_NE(logger->all().find("deeper than the JSON nesting limit of 64 levels"), std::string::npos) << logger->all();
-  array->answer(401, deep);  // an error answer is no exception
+  array->AnswerRaw(401, deep);  // an error answer is no exception
   EXPECT_THROW(client->authenticate(AuthInfo("admin", "pa55word")), ApiException);
 
   const std::string brackets(100, '[');
-  array->answerJson(201, {{"data", {{"id", brackets}, {"session_token", "{{{" + brackets}}}});
+  array->Answer(201, {{"data", {{"id", brackets}, {"session_token", "{{{" + brackets}}}});
   client->authenticate(AuthInfo("admin", "pa55word"));
   EXPECT_EQ(client->getSessionToken(), "{{{" + brackets);
 }
 
 TEST_F(Session, LogoutForgetsTheTokenEvenWhenTheArrayRefuses) {
   logIn();
-  array->answer(500, "{}");
+  array->AnswerRaw(500, "{}");
   EXPECT_THROW(client->logout(), GroupMgmtServerException);
   EXPECT_TRUE(client->getSessionToken().empty());
 }
@@ -97,7 +97,7 @@ TEST_F(Session, LogoutForgetsTheTokenEvenWhenTheArrayRefuses) {
 TEST_F(Session, LoginAnswersWithoutUsableTokenAreRejected) {
   for (const char* body : {R"({})", R"({"data":[]})", R"({"data":{"id":"t"}})", R"({"data":{"id":"t","session_token":""}})",
                            R"({"data":{"id":7,"session_token":"x"}})", R"(not json)"}) {
-    array->answer(201, body);
+    array->AnswerRaw(201, body);
     try {
       client->authenticate(AuthInfo("admin", "pw"));
       ADD_FAILURE() << "accepted " << body;
@@ -132,7 +132,7 @@ TEST_F(Session, ErrorAnswersCarryMessagesStatusAndReadableText) {
   };
   logIn();
   for (const Case& c : cases) {
-    array->answer(c.status, c.body);
+    array->AnswerRaw(c.status, c.body);
     try {
       client->getV1ObjectSetFactory()->getSnapshotObjectSet()->deleteObject("s1");
       ADD_FAILURE() << "no exception for " << c.status;
@@ -145,7 +145,7 @@ TEST_F(Session, ErrorAnswersCarryMessagesStatusAndReadableText) {
       EXPECT_NE(std::string(e.what()).find(c.inWhat), std::string::npos) << e.what();
     }
   }
-  array->answer(409, R"({"messages":[{"code":"SM_ebusy","text":"online","severity":"error"}]})");
+  array->AnswerRaw(409, R"({"messages":[{"code":"SM_ebusy","text":"online","severity":"error"}]})");
   try {
     client->getV1ObjectSetFactory()->getSnapshotObjectSet()->deleteObject("s1");
   } catch (const GroupMgmtServerException& e) {
@@ -158,7 +158,7 @@ TEST_F(Session, TransportFailuresBecomeLibraryErrorsNotServerErrors) {
   logIn();
   for (const auto kind : {vantor::http::TransportErrorKind::Timeout, vantor::http::TransportErrorKind::Dropped,
                           vantor::http::TransportErrorKind::Tls}) {
-    array->failWith(kind);
+    array->Fail(kind);
     try {
       client->getV1ObjectSetFactory()->getGroupObjectSet()->getObjectList(v1::GetParams{});
       ADD_FAILURE() << "no exception";
@@ -171,7 +171,7 @@ TEST_F(Session, TransportFailuresBecomeLibraryErrorsNotServerErrors) {
   EXPECT_NE(logger->all().find("E Request failed: scripted transport failure"), std::string::npos);
 
   Client badPort("10.0.0.1", 70000, ApiLibrary::getInstance(), true, "", -1);
-  array->answer(201, R"({"data":{"id":"t","session_token":"x"}})");
+  array->AnswerRaw(201, R"({"data":{"id":"t","session_token":"x"}})");
   EXPECT_THROW(badPort.authenticate(AuthInfo("a", "b")), ApiException);
 }
 

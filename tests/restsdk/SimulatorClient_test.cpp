@@ -1,5 +1,5 @@
 // The client against the array simulator over real HTTPS on loopback: the operations of a
-// shadow copy's life, sessions, keep-alive, and the simulator's injected faults. The same
+// shadow copy's life, keep-alive, certificate pins and the simulator's injected faults. The same
 // tests run natively (in-process simulator, POCO) and under Wine (native simulator, WinHTTP).
 #include <gtest/gtest.h>
 
@@ -137,83 +137,6 @@ TEST_F(ClientAgainstSimulator, SnapshotSetLifeRunsOverOneKeptConnection) {
 
   client->logout();
   EXPECT_TRUE(groupState().at("sessions").empty());
-}
-
-TEST_F(ClientAgainstSimulator, RestoreReplacesTheOfflineVolumesData) {
-  const json data = addVolume("data");
-  const json vvol = addVolume("vvol-1", {{"agent_type", "vvol"},
-                                         {"metadata", {{{"key", "vp_vs_VAN_VIRTUAL_DEVICE_ID"}, {"value", "abc123"}}}}});
-  client->authenticate(AuthInfo("admin", "s3cret"));
-  const auto volumes = client->getV1ObjectSetFactory()->getVolumeObjectSet();
-  const auto snapshots = client->getV1ObjectSetFactory()->getSnapshotObjectSet();
-
-  auto byMetadata = std::make_shared<v1::GetParams>();
-  byMetadata->setSearchFilter(std::make_shared<v1::SearchFilter>(
-      v1::SearchFilter::FilterList{
-          std::make_shared<v1::SearchFilter>("agent_type", v1::OPERATOR_EQUALS, "vvol"),
-          std::make_shared<v1::SearchFilter>("metadata.vp_vs_VAN_VIRTUAL_DEVICE_ID", v1::OPERATOR_EQUALS, "abc123")},
-      v1::OPERATOR_AND));
-  byMetadata->getAttributeSelector().addAttribute("id");
-  byMetadata->getAttributeSelector().addAttribute("metadata");
-  const auto vvols = volumes->getObjectList(byMetadata);
-  ASSERT_EQ(vvols->size(), 1u);
-  EXPECT_EQ(vvols->front()->getId(), vvol.at("id"));
-  EXPECT_EQ(vvols->front()->getMetadata()->front()->getValue(), "abc123");
-
-  auto entry = std::make_shared<v1::VsSnapVol>();
-  entry->setVolId(data.at("id"));
-  entry->setSnapName("before-write");
-  const std::string snapId = snapshots->bulkCreate({entry})->getSnapList()->front()->getId();
-  sim->call("POST", "/control/volumes/" + data.at("id").get<std::string>() + "/write");
-
-  try {
-    volumes->restore(data.at("id"), snapId);
-    ADD_FAILURE() << "restored an online volume";
-  } catch (const GroupMgmtServerException& e) {
-    EXPECT_EQ(e.getMessages().at(0).getCode(), "SM_ebusy");
-  }
-  v1::Volume offline;
-  offline.setOnline(false);
-  EXPECT_FALSE(volumes->updateObject(data.at("id"), offline, true)->getOnline());
-  EXPECT_EQ(volumes->restore(data.at("id"), snapId)->getId(), data.at("id"));
-
-  const json state = groupState();
-  const json& snapshot = state.at("snapshots").at(0);
-  for (const json& v : state.at("volumes")) {
-    if (v.at("id") == data.at("id")) {
-      EXPECT_EQ(v.at("data_version"), snapshot.at("data_version"));
-    }
-  }
-}
-
-TEST_F(ClientAgainstSimulator, SessionsExpireAndWrongPasswordsAreRefused) {
-  try {
-    client->authenticate(AuthInfo("admin", "wrong"));
-    ADD_FAILURE() << "logged in with a wrong password";
-  } catch (const GroupMgmtServerException& e) {
-    EXPECT_EQ(e.getHttpStatus(), 401);
-    EXPECT_EQ(e.getMessages().at(0).getCode(), "SM_http_unauthorized");
-  }
-  client->authenticate(AuthInfo("admin", "s3cret"));
-  const auto groups = client->getV1ObjectSetFactory()->getGroupObjectSet();
-  v1::GetParams params;
-  params.getAttributeSelector().addAttribute("id");
-  params.getAttributeSelector().addAttribute("version_current");
-  const auto answer = groups->getObjectList(params);
-  ASSERT_EQ(answer->size(), 1u);
-  EXPECT_EQ(answer->front()->getId(), group.id);
-  EXPECT_EQ(answer->front()->getVersionCurrent(), "6.1.0.0");
-
-  sim->expireSessions(group.id);
-  try {
-    groups->getObjectList(params);
-    ADD_FAILURE() << "an expired session was accepted";
-  } catch (const GroupMgmtServerException& e) {
-    EXPECT_EQ(e.getHttpStatus(), 401);
-    EXPECT_EQ(e.getMessages().at(0).getCode(), "SM_http_unauthorized");
-  }
-  client->authenticate(AuthInfo("admin", "s3cret"));
-  EXPECT_EQ(groups->getObjectList(params)->size(), 1u);
 }
 
 TEST_F(ClientAgainstSimulator, InjectedFaultsBecomeExceptionsWithClearTexts) {

@@ -82,10 +82,6 @@ void SimulatorControl::injectFault(const nlohmann::json& fault) {
   call("POST", "/control/faults", fault);
 }
 
-void SimulatorControl::expireSessions(const std::string& groupId) {
-  call("POST", "/control/expire_sessions", {{"group", groupId}});
-}
-
 std::string SimulatorControl::renewCertificate(const std::string& groupId, bool expired) {
   return call("POST", "/control/groups/" + groupId + "/certificate", {{"expired", expired}})
       .at("certificate_sha256")

@@ -29,7 +29,6 @@ class SimulatorControl {
   SimGroup addGroup(const std::string& version = "6.1.0.0", int sessionTimeoutS = 1800);
   nlohmann::json addVolume(const std::string& groupId, const nlohmann::json& spec);
   void injectFault(const nlohmann::json& fault);
-  void expireSessions(const std::string& groupId);
   // Restarts the group's REST server with a new certificate; answers its fingerprint.
   std::string renewCertificate(const std::string& groupId, bool expired = false);
   int connections(const std::string& groupId);

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "HostTestSupport.h"
 #include "platform/emulated/EmulatedRegistry.h"
 #include "service/ComAccessDescriptor.h"
 #include "service/ServiceIdentity.h"
@@ -69,13 +70,7 @@ constexpr const char* kSystemParents =
 
 class RegistrationPlan : public testing::Test {
  protected:
-  void SetUp() override {
-    auto registry = std::make_unique<platform::EmulatedRegistry>();
-    registry_ = registry.get();
-    previous_ = platform::RegistrySlot::Install(std::move(registry));
-    ASSERT_FALSE(registry_->LoadText(kSystemParents).has_value());
-  }
-  void TearDown() override { platform::RegistrySlot::Install(std::move(previous_)); }
+  void SetUp() override { ASSERT_FALSE(registry_.get().LoadText(kSystemParents).has_value()); }
 
   static RegistrationOptions Options(const std::wstring& module, bool asService) {
     return {ClassesRoot::Machine(), module, kServiceName, asService, AppIdAccessPermission()};
@@ -90,8 +85,7 @@ class RegistrationPlan : public testing::Test {
     return buffer;
   }
 
-  platform::EmulatedRegistry* registry_ = nullptr;
-  std::unique_ptr<platform::Registry> previous_;
+  hosttest::ScopedEmulatedRegistry registry_;
 };
 
 TEST_F(RegistrationPlan, ServiceRegistrationWritesTheClassesTheAccessPermissionAndTheServiceInOrder) {
@@ -140,7 +134,7 @@ TEST_F(RegistrationPlan, FailedReRegistrationPutsTheEarlierRegistrationBack) {
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
-    ASSERT_FALSE(registry_->LoadText(kSystemParents).has_value());
+    ASSERT_FALSE(registry_.get().LoadText(kSystemParents).has_value());
     FakeHost host;
     host.modulePath = kOldModule;
     ASSERT_EQ(BuildRegistration(Options(kOldModule, true), host.Actions()).Install(), S_OK);
@@ -156,7 +150,7 @@ TEST_F(RegistrationPlan, FailedReRegistrationPutsTheEarlierRegistrationBack) {
               ERROR_SUCCESS);
     key.reset();
     host.service->running = true;
-    const std::string before = registry_->SaveText();
+    const std::string before = registry_.get().SaveText();
     const InstalledService serviceBefore = *host.service;
 
     host.journal.clear();
@@ -168,7 +162,7 @@ TEST_F(RegistrationPlan, FailedReRegistrationPutsTheEarlierRegistrationBack) {
         FAILED(c.traceFolderResult) ? c.traceFolderResult : FAILED(c.installResult) ? c.installResult : c.vssResult;
     EXPECT_EQ(BuildRegistration(Options(kNewModule, true), host.Actions()).Install(), expected);
 
-    EXPECT_EQ(registry_->SaveText(), before);
+    EXPECT_EQ(registry_.get().SaveText(), before);
     EXPECT_EQ(host.journal, c.journal);
     ASSERT_TRUE(host.service.has_value());
     EXPECT_EQ(host.service->binaryPath, serviceBefore.binaryPath);
@@ -177,12 +171,12 @@ TEST_F(RegistrationPlan, FailedReRegistrationPutsTheEarlierRegistrationBack) {
 }
 
 TEST_F(RegistrationPlan, FailedFirstRegistrationLeavesNothing) {
-  const std::string empty = registry_->SaveText();
+  const std::string empty = registry_.get().SaveText();
   FakeHost host;
   host.modulePath = kNewModule;
   host.vssResult = kAccessDenied;
   EXPECT_EQ(BuildRegistration(Options(kNewModule, true), host.Actions()).Install(), kAccessDenied);
-  EXPECT_EQ(registry_->SaveText(), empty);
+  EXPECT_EQ(registry_.get().SaveText(), empty);
   EXPECT_FALSE(host.service.has_value());
   EXPECT_EQ(host.journal,
             (std::vector<std::string>{"trace folder", "remove service", "install service", "type library", "vss",

@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 
+#include "HostTestSupport.h"
 #include "platform/emulated/EmulatedRegistry.h"
 #include "service/RegistrationScript.h"
 #include "service/ServiceIdentity.h"
@@ -18,12 +19,6 @@ const std::wstring kClassKey = std::wstring(L"CLSID\\") + kClassIdText;
 
 class RegistrationWriter : public testing::Test {
  protected:
-  void SetUp() override {
-    auto registry = std::make_unique<platform::EmulatedRegistry>();
-    registry_ = registry.get();
-    previous_ = platform::RegistrySlot::Install(std::move(registry));
-  }
-  void TearDown() override { platform::RegistrySlot::Install(std::move(previous_)); }
 
   static bool Exists(HKEY root, const std::wstring& path) {
     platform::RegKey key;
@@ -43,8 +38,7 @@ class RegistrationWriter : public testing::Test {
     ASSERT_EQ(platform::TheRegistry().CreateKeyExW(root, path.c_str(), key.out()), ERROR_SUCCESS);
   }
 
-  platform::EmulatedRegistry* registry_ = nullptr;
-  std::unique_ptr<platform::Registry> previous_;
+  hosttest::ScopedEmulatedRegistry registry_;
 };
 
 TEST_F(RegistrationWriter, RemovingWhatWasWrittenLeavesOtherClassesAndTheSystemParents) {
@@ -79,7 +73,7 @@ TEST_F(RegistrationWriter, RewritingTheClassDropsWhatAnOlderRegistrationLeftUnde
 }
 
 TEST_F(RegistrationWriter, FailedWriteIsReportedWithItsStatus) {
-  registry_->PersistTo(std::filesystem::path("no-such-directory-for-the-writer-test") / "registry.reg");
+  registry_.get().PersistTo(std::filesystem::path("no-such-directory-for-the-writer-test") / "registry.reg");
   EXPECT_EQ(WriteScript(ClassesRoot::Machine(), AppIdScript()), ERROR_CANTWRITE);
   EXPECT_EQ(SetStringValue(ClassesRoot::Machine(), AppIdKeyPath(), kLocalServiceValue, kServiceName),
             ERROR_CANTWRITE);

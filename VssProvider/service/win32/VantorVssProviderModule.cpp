@@ -35,6 +35,10 @@ constexpr UINT kIdleMessage = WM_APP + 1;
 // How long an idle local server waits for the next client before it ends: activating a new
 // server costs far more than keeping this one a moment.
 constexpr DWORD kIdleLingerMs = 200;
+// How long a local server that COM started waits for its first client. COM sends the
+// activation that started it at once; but a client may give up, or (Wine) find another server
+// first, and a server that nobody reaches must end all the same.
+constexpr DWORD kFirstClientWaitMs = 2000;
 // How long an ending local server stays after revoking its class object: a client that got the
 // class object just before still reaches a live process, which answers CO_E_SERVER_STOPPING.
 constexpr DWORD kEndingGraceMs = 3000;
@@ -338,8 +342,9 @@ HRESULT CVantorVssProviderModule::RunServer(bool asService) {
     VA_LOG(MSG_INFO, L"Serving %s", kClassIdText);
     bool ending = false;
     bool quit = false;
-    bool lingering = false;
-    ULONGLONG endAt = 0;
+    // Started by COM, the server is idle until its first client comes.
+    bool lingering = !asService;
+    ULONGLONG endAt = GetTickCount64() + kFirstClientWaitMs;
     while (!ending && !quit) {
       const ULONGLONG now = GetTickCount64();
       const DWORD timeout = !lingering ? INFINITE : endAt > now ? static_cast<DWORD>(endAt - now) : 0;

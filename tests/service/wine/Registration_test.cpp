@@ -158,18 +158,6 @@ TEST_F(Registration, VssRegistrationOfAnotherVersionIsRenewed) {
   }
 }
 
-TEST_F(Registration, RefusedVssRegistrationRollsBackEveryEarlierStep) {
-  SetCoordinatorResult(kRegisterResultValue, kAccessDenied);
-
-  EXPECT_EQ(RunProvider(L"/Service"), static_cast<DWORD>(kAccessDenied));
-
-  ExpectNotRegistered(HKEY_LOCAL_MACHINE, kMachineClasses);
-  EXPECT_FALSE(ReadKey(HKEY_LOCAL_MACHINE, kTypeLibKey).exists);
-  EXPECT_FALSE(QueryServiceConfiguration(kServiceName).has_value());
-  EXPECT_FALSE(ReadKey(HKEY_LOCAL_MACHINE, kEventSourceKey).exists);
-  EXPECT_EQ(CoordinatorCalls(), std::vector<std::wstring>{ExpectedRegisterCall()});
-}
-
 TEST_F(Registration, FailedReRegistrationLeavesTheEarlierRegistrationWorking) {
   // The earlier install: another copy of the executable, registered as the service.
   const std::wstring earlierDirectory = L"C:\\Program Files\\Vantor Storage\\Earlier";

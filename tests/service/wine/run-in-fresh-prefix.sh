@@ -7,7 +7,8 @@
 # program at once, no persistent server).
 # With --install, the package is installed first (install-package.sh) and the program runs
 # against the installed service.
-# The prefix is removed after a passing run and kept after a failing one, for inspection.
+# The prefix is removed after a passing run; after a failing one it is kept, for inspection, as
+# <prefix directory>.failed, where a rerun does not wipe it.
 set -u
 prefix=$1
 shift
@@ -43,5 +44,10 @@ status=$?
 # Ends whatever the tests left running in the prefix (a service, a local server).
 "$wineserver" -k 2>/dev/null
 "$wineserver" -w 2>/dev/null
-[ "$status" -eq 0 ] && rm -rf "$prefix"
+if [ "$status" -eq 0 ]; then
+  rm -rf "$prefix"
+else
+  rm -rf "$prefix.failed"
+  mv "$prefix" "$prefix.failed"
+fi
 exit "$status"

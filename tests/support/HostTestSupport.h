@@ -1,5 +1,5 @@
 #pragma once
-// Test support shared by the host-seam, credential, discovery and iSCSI tests: scoped seam
+// Test support shared by the suites: scoped seam
 // installation, a private temporary folder, the trace and the event log read back, and (native
 // build) an emulated Windows host attached to an in-process array simulator.
 #include <gtest/gtest.h>
@@ -21,6 +21,7 @@
 #include "platform/EventLog.h"
 #include "platform/SeamSlot.h"
 #include "platform/emulated/EmulatedEventLog.h"
+#include "platform/emulated/EmulatedRegistry.h"
 
 namespace hosttest {
 
@@ -39,6 +40,16 @@ class ScopedSeam {
  private:
   Seam* mCurrent;
   std::unique_ptr<Seam> mPrevious;
+};
+
+// An empty emulated registry installed for the scope.
+class ScopedEmulatedRegistry {
+ public:
+  ScopedEmulatedRegistry() : mSeam(std::make_unique<platform::EmulatedRegistry>()) {}
+  platform::EmulatedRegistry& get() const { return static_cast<platform::EmulatedRegistry&>(mSeam.get()); }
+
+ private:
+  ScopedSeam<platform::Registry> mSeam;
 };
 
 // A fresh folder under the system's temporary folder, removed with its contents afterwards.

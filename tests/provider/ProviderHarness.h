@@ -1,0 +1,94 @@
+#pragma once
+// The provider object wired to two scripted groups over an emulated registry and event log:
+// group A (127.1.0.1, also reached as 127.1.0.2) holds aaa1 and aaa2, group B (127.2.0.1)
+// holds bbb1. Tests change what discovery, the multipath driver and the protocol query say.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "FakeArray.h"
+#include "HostTestSupport.h"
+#include "platform/Registry.h"
+#include "platform/emulated/EmulatedRegistry.h"
+#include "provider/LunInformation.h"
+#include "provider/VaVssHwProvider.h"
+#include "wincompat/Guid.h"
+
+class ProviderHarness : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    groupA_ = std::make_shared<FakeArray>("uid-a", "127.1.0.1");
+    groupB_ = std::make_shared<FakeArray>("uid-b", "127.2.0.1");
+    groupA_->AddVolume("aaa1", "vol-a1");
+    groupA_->AddVolume("aaa2", "vol-a2");
+    groupB_->AddVolume("bbb1", "vol-b1");
+    discovered_ = {{"127.1.0.1", Vantor::LoginInfo("admin", "pw")}, {"127.2.0.1", Vantor::LoginInfo("admin", "pw")}};
+
+    hw_ = NewProvider();
+    provider_ = static_cast<CVaVssHwProvider*>(hw_);
+  }
+  void TearDown() override { hw_->Release(); }
+
+  // A provider object over the two groups, as VSS makes one per run, with short restore waits.
+  IVssHardwareSnapshotProviderEx* NewProvider() {
+    IVssHardwareSnapshotProviderEx* hw = nullptr;
+    EXPECT_EQ(CreateVaVssHwProvider(wincompat::kIID_IVssHardwareSnapshotProviderEx, reinterpret_cast<void**>(&hw)),
+              S_OK);
+    auto* provider = static_cast<CVaVssHwProvider*>(hw);
+    provider->UseArrayAccess(provider::ArrayAccess{
+        [this] {
+          ++discoveries_;
+          return discovered_;
+        },
+        [this](const std::string& serial) {
+          const auto it = driverMap_.find(serial);
+          return it == driverMap_.end() ? std::string() : it->second;
+        },
+        [this](const std::string& address) {
+          const auto it = restSupport_.find(address);
+          return it == restSupport_.end() ? provider::RestSupport::Supported : it->second;
+        },
+        [this](const std::string& address, const Vantor::LoginInfo&) -> std::shared_ptr<VaVssArrayWrapper> {
+          ++connects_;
+          if (address == "127.1.0.1" || address == "127.1.0.2") return groupA_;
+          return groupB_;
+        }});
+    provider::RestoreSettings restore;
+    restore.onlineDeadline = std::chrono::milliseconds(300);
+    restore.retryPause = std::chrono::milliseconds(5);
+    restore.hostInitiators = [] { return std::vector<std::string>{FakeArray::kThisHost}; };
+    provider->UseRestoreSettings(restore);
+    return hw;
+  }
+
+  int EventCount(DWORD id) const { return static_cast<int>(events_.WithId(id).size()); }
+
+  // Prepares and groups a set over `serials`, one BeginPrepareSnapshot each.
+  VSS_ID Prepare(const std::vector<std::string>& serials) {
+    const VSS_ID set = wincompat::NewGuid();
+    for (const auto& serial : serials) {
+      provider::OwnedLunInformation lun;
+      EXPECT_TRUE(provider::BuildLunInformation(lun.get(), "Vantor", "Server", "1.0", serial, {}));
+      VDS_LUN_INFORMATION view = lun.get();
+      EXPECT_EQ(hw_->BeginPrepareSnapshot(set, wincompat::NewGuid(), 0, 1, nullptr, &view), S_OK);
+    }
+    return set;
+  }
+  IVssProviderCreateSnapshotSet& Sets() { return *provider_; }
+
+  hosttest::ScopedSeam<platform::Registry> registry_{std::make_unique<platform::EmulatedRegistry>()};
+  hosttest::EventCapture events_;
+  std::shared_ptr<FakeArray> groupA_;
+  std::shared_ptr<FakeArray> groupB_;
+  std::map<std::string, Vantor::LoginInfo> discovered_;
+  std::map<std::string, std::string> driverMap_;  // what the multipath driver says serves a LUN
+  std::map<std::string, provider::RestSupport> restSupport_;  // the protocol query's answers
+  int connects_ = 0;
+  int discoveries_ = 0;
+  IVssHardwareSnapshotProviderEx* hw_ = nullptr;
+  CVaVssHwProvider* provider_ = nullptr;
+};
