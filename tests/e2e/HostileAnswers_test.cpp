@@ -22,6 +22,15 @@ extern char** environ;
 
 namespace {
 
+// AddressSanitizer's build reserves terabytes of shadow and allocator space and keeps freed
+// blocks in quarantine: neither the tool's peak memory nor a search of its mappings means there
+// what it means in the shipped build, which the native lane runs.
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool kAddressSanitizer = true;
+#else
+constexpr bool kAddressSanitizer = false;
+#endif
+
 struct ChildRun {
   int status = -1;
   long peakRssKb = 0;
@@ -134,7 +143,7 @@ TEST_F(HostileAnswers, AnswersOverTheLimitsEndInTimeWithBoundedMemory) {
     EXPECT_NE(Trace().find(c.traced), std::string::npos);
     EXPECT_LT(run.elapsed, std::chrono::seconds(20));
     EXPECT_GT(run.peakRssKb, 0);
-    EXPECT_LT(run.peakRssKb, 128 * 1024) << "peak memory of the tool in KiB";
+    if (!kAddressSanitizer) EXPECT_LT(run.peakRssKb, 128 * 1024) << "peak memory of the tool in KiB";
     sim_->clearFaults();
   }
 }
@@ -142,6 +151,7 @@ TEST_F(HostileAnswers, AnswersOverTheLimitsEndInTimeWithBoundedMemory) {
 // The login is over and the group-id search that follows it is held by the array: nothing in
 // the tool's memory may hold the password then, in UTF-8 or UTF-16.
 TEST_F(HostileAnswers, PasswordIsNotInMemoryWhileTheToolWaitsAfterItsLogin) {
+  if (kAddressSanitizer) GTEST_SKIP() << "the sanitizer's mappings cannot be searched whole";
   const auto group = AddGroup("memsearch-group", {"data"});
   const std::string password = "memsearch-group-pw";
   arraysim::FaultSpec hold;
