@@ -143,7 +143,9 @@ TEST_F(HostileAnswers, AnswersOverTheLimitsEndInTimeWithBoundedMemory) {
     EXPECT_NE(Trace().find(c.traced), std::string::npos);
     EXPECT_LT(run.elapsed, std::chrono::seconds(20));
     EXPECT_GT(run.peakRssKb, 0);
-    if (!kAddressSanitizer) EXPECT_LT(run.peakRssKb, 128 * 1024) << "peak memory of the tool in KiB";
+    if (!kAddressSanitizer) {
+      EXPECT_LT(run.peakRssKb, 128 * 1024) << "peak memory of the tool in KiB";
+    }
     sim_->clearFaults();
   }
 }
