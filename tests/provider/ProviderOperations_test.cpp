@@ -21,6 +21,8 @@
 
 namespace {
 
+using Operations = std::vector<std::string>;
+
 constexpr const wchar_t* kLogSource = L"ProviderOperationsTest";
 
 VDS_LUN_INFORMATION* Luns(std::vector<provider::OwnedLunInformation>& owned, std::vector<VDS_LUN_INFORMATION>& view) {
@@ -225,6 +227,7 @@ TEST_F(ProviderOperationsTest, TargetLunsCarryEachSnapshotsIdentityAndAnUnknownL
     }
     EXPECT_STREQ(provider::LunString(target.m_szSerialNumber), expected[i].serial) << i;
     EXPECT_STREQ(provider::LunString(target.m_szVendorId), expected[i].vendor) << i;
+    EXPECT_STREQ(provider::LunString(target.m_szProductId), i == 0 ? "Server" : "Virtual disk") << i;
     const VDS_STORAGE_DEVICE_ID_DESCRIPTOR& descriptor = target.m_deviceIdDescriptor;
     EXPECT_EQ(descriptor.m_version, 16u) << i;
     ASSERT_EQ(descriptor.m_cIdentifiers, 2u) << i;
@@ -238,24 +241,6 @@ TEST_F(ProviderOperationsTest, TargetLunsCarryEachSnapshotsIdentityAndAnUnknownL
     EXPECT_EQ(eui.m_rgbIdentifier[0], 5u) << i;
     EXPECT_EQ(eui.m_rgbIdentifier[15], 20u) << i;
   }
-}
-
-// A snapshot disk that VSS has emptied is logged out and taken offline; the snapshot stays.
-TEST_F(ProviderOperationsTest, EmptiedLunIsHiddenAndAnUnknownOneVetoes) {
-  groupA_->AddSnapshot("s1", "vss-1", "vol-a1");
-  std::vector<provider::OwnedLunInformation> owned;
-  owned.push_back(Lun("Vantor", "Server", "s1"));
-  owned.push_back(Lun("Vantor", "Server", "nope"));
-  std::vector<VDS_LUN_INFORMATION> view;
-  ASSERT_EQ(hw_->LocateLuns(1, Luns(owned, view)), S_OK);  // the import puts group A in the cache
-  groupA_->operations.clear();
-
-  EXPECT_EQ(hw_->OnLunEmpty(nullptr, &view[0]), S_OK);
-  EXPECT_EQ(groupA_->operations, (std::vector<std::string>{"unexpose:snap-s1", "offline:snap-s1"}));
-  groupA_->operations.clear();
-  EXPECT_EQ(hw_->OnLunEmpty(nullptr, &view[1]), VSS_E_PROVIDER_VETO);
-  EXPECT_EQ(hw_->OnLunEmpty(nullptr, nullptr), S_OK);
-  EXPECT_TRUE(groupA_->operations.empty());
 }
 
 TEST_F(ProviderOperationsTest, UnknownSetIsVetoedWithItsEvents) {
@@ -354,20 +339,6 @@ TEST_F(ProviderOperationsTest, SetOfVirtualDisksIsGroupedWithoutRefreshingTheArr
   EXPECT_EQ(described[0].sourceSerial, "6000c29a");
   EXPECT_EQ(described[0].snapshotSerial, "svvv1");
 
-  // GetTargetLuns knows the snapshot by the disk's own serial number; a LUN of no set is vetoed
-  // with its event while the others are still described.
-  owned.clear();
-  owned.push_back(Lun("Vantor", "Server", "not-in-the-set"));
-  owned.push_back(Lun("VMware", "Virtual disk", "6000c29a"));
-  std::vector<VDS_LUN_INFORMATION> targets(2);
-  EXPECT_EQ(hw_->GetTargetLuns(2, nullptr, Luns(owned, view), targets.data()), VSS_E_PROVIDER_VETO);
-  EXPECT_EQ(EventCount(4110), 1);
-  EXPECT_EQ(targets[0].m_szSerialNumber, nullptr);
-  ASSERT_NE(targets[1].m_szSerialNumber, nullptr);
-  EXPECT_STREQ(targets[1].m_szSerialNumber, "svvv1");
-  EXPECT_STREQ(targets[1].m_szProductId, "Virtual disk");
-  for (auto& target : targets) provider::FreeLunInformation(target);
-
   // A virtual disk no group backs is not supported.
   owned.clear();
   owned.push_back(Lun("VMware", "Virtual disk", "unknown"));
@@ -406,7 +377,7 @@ class OneDiskStorage : public platform::StorageDevices {
 };
 }  // namespace
 
-TEST_F(ProviderOperationsTest, FillInLunInfoGivesTheDevicesDesignatorsPaddedAndWithEachEuiHalfReversed) {
+TEST_F(ProviderOperationsTest, FillInLunInfoGivesTheDevicesDesignatorsAndRecognisesSnapshotsItNeverLocated) {
   std::vector<std::uint8_t> eui(16);
   for (std::size_t i = 0; i < eui.size(); ++i) eui[i] = static_cast<std::uint8_t>(i * 0x11);  // 00 11 .. FF
   const std::vector<std::uint8_t> vendorId(40, 'V');
@@ -414,11 +385,14 @@ TEST_F(ProviderOperationsTest, FillInLunInfoGivesTheDevicesDesignatorsPaddedAndW
       {{platform::StorageIdCodeSetAscii, platform::StorageIdTypeVendorId, platform::StorageIdAssocDevice, vendorId},
        {platform::StorageIdCodeSetBinary, platform::StorageIdTypeEUI64, platform::StorageIdAssocDevice, eui}})));
 
+  const auto described = [](provider::OwnedLunInformation& lun, const char* serial) {
+    return provider::BuildLunInformation(
+        lun.get(), "Vantor", "Server", "1.0", serial,
+        {{VDSStorageIdCodeSetAscii, VDSStorageIdTypeVendorId, std::vector<std::uint8_t>(40, 'x')},
+         {VDSStorageIdCodeSetBinary, VDSStorageIdTypeEUI64, std::vector<std::uint8_t>(16, 0)}});
+  };
   provider::OwnedLunInformation lun;
-  ASSERT_TRUE(provider::BuildLunInformation(
-      lun.get(), "Vantor", "Server", "1.0", "aaa1",
-      {{VDSStorageIdCodeSetAscii, VDSStorageIdTypeVendorId, std::vector<std::uint8_t>(40, 'x')},
-       {VDSStorageIdCodeSetBinary, VDSStorageIdTypeEUI64, std::vector<std::uint8_t>(16, 0)}}));
+  ASSERT_TRUE(described(lun, "aaa1"));
   lun.get().m_diskSignature = wincompat::NewGuid();
   std::wstring device = L"\\\\.\\PhysicalDrive1";
   WINBOOL supported = FALSE;
@@ -444,6 +418,22 @@ TEST_F(ProviderOperationsTest, FillInLunInfoGivesTheDevicesDesignatorsPaddedAndW
                                              {VDSStorageIdCodeSetBinary, VDSStorageIdTypePortRelative, {3}}}));
   ASSERT_EQ(hw_->FillInLunInfo(device.data(), &three.get(), &supported), S_OK);
   EXPECT_FALSE(supported);
+
+  // A snapshot is recognised and released (logged out, offline; it stays) by a provider that
+  // never located it; a serial of no volume or snapshot is unsupported and its release vetoed.
+  groupA_->AddSnapshot("s1", "vss-1", "vol-a1");
+  for (const char* serial : {"s1", "zzz"}) {
+    const bool known = serial == std::string("s1");
+    provider::OwnedLunInformation snapshot;
+    ASSERT_TRUE(described(snapshot, serial));
+    groupA_->operations.clear();
+    ASSERT_EQ(hw_->FillInLunInfo(device.data(), &snapshot.get(), &supported), S_OK);
+    EXPECT_EQ(supported, known ? TRUE : FALSE) << serial;
+    EXPECT_EQ(hw_->OnLunEmpty(device.data(), &snapshot.get()), known ? S_OK : VSS_E_PROVIDER_VETO) << serial;
+    EXPECT_EQ(groupA_->operations, known ? (Operations{"unexpose:snap-s1", "offline:snap-s1"}) : Operations()) << serial;
+  }
+  EXPECT_EQ(hw_->OnLunEmpty(nullptr, nullptr), S_OK);
+  EXPECT_TRUE(groupA_->operations.empty());
   platform::StorageDevicesSlot::Install(std::move(previous));
 }
 
@@ -464,36 +454,4 @@ TEST_F(ProviderOperationsTest, VirtualDiskAskedAboutButNotPreparedDoesNotSkipThe
   ASSERT_EQ(Sets().CommitSnapshots(set), S_OK);
   EXPECT_EQ(groupA_->operations, std::vector<std::string>{"create:1"});
   EXPECT_EQ(EventCount(4100), 0);
-}
-
-TEST_F(ProviderOperationsTest, SnapshotLunIsRecognisedAndReleasedByAProviderThatNeverLocatedIt) {
-  groupA_->AddSnapshot("s1", "vss-1", "vol-a1");
-  const std::vector<std::uint8_t> vendorId(40, 'S');
-  const std::vector<std::uint8_t> eui(16, 0x5A);
-  auto previous = platform::StorageDevicesSlot::Install(std::make_unique<OneDiskStorage>(platform::BuildStorageDeviceIdDescriptor(
-      {{platform::StorageIdCodeSetAscii, platform::StorageIdTypeVendorId, platform::StorageIdAssocDevice, vendorId},
-       {platform::StorageIdCodeSetBinary, platform::StorageIdTypeEUI64, platform::StorageIdAssocDevice, eui}})));
-  provider::OwnedLunInformation lun;
-  ASSERT_TRUE(provider::BuildLunInformation(lun.get(), "Vantor", "Server", "1.0", "s1",
-                                            {{VDSStorageIdCodeSetAscii, VDSStorageIdTypeVendorId, vendorId},
-                                             {VDSStorageIdCodeSetBinary, VDSStorageIdTypeEUI64, eui}}));
-  std::wstring device = L"\\\\.\\PhysicalDrive1";
-  WINBOOL supported = FALSE;
-  ASSERT_EQ(hw_->FillInLunInfo(device.data(), &lun.get(), &supported), S_OK);
-  EXPECT_TRUE(supported);
-  EXPECT_EQ(hw_->OnLunEmpty(device.data(), &lun.get()), S_OK);
-  EXPECT_EQ(groupA_->operations, (std::vector<std::string>{"unexpose:snap-s1", "offline:snap-s1"}));
-
-  // A serial number that is neither a volume nor a snapshot of any group stays unsupported, and
-  // releasing it is vetoed without touching an array.
-  provider::OwnedLunInformation stranger;
-  ASSERT_TRUE(provider::BuildLunInformation(stranger.get(), "Vantor", "Server", "1.0", "zzz",
-                                            {{VDSStorageIdCodeSetAscii, VDSStorageIdTypeVendorId, vendorId},
-                                             {VDSStorageIdCodeSetBinary, VDSStorageIdTypeEUI64, eui}}));
-  groupA_->operations.clear();
-  ASSERT_EQ(hw_->FillInLunInfo(device.data(), &stranger.get(), &supported), S_OK);
-  EXPECT_FALSE(supported);
-  EXPECT_EQ(hw_->OnLunEmpty(device.data(), &stranger.get()), VSS_E_PROVIDER_VETO);
-  EXPECT_TRUE(groupA_->operations.empty());
-  platform::StorageDevicesSlot::Install(std::move(previous));
 }
