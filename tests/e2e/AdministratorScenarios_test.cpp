@@ -50,14 +50,6 @@ class AdministratorScenarios : public EmulatedHostFixture {
   }
   static std::string NewSetId() { return wincompat::GuidToString(wincompat::NewGuid()); }
 
-  std::set<std::string> SnapshotSerials() const {
-    std::set<std::string> serials;
-    const nlohmann::json state = sim_->state();
-    for (const auto& g : state["groups"])
-      for (const auto& s : g["snapshots"]) serials.insert(s["serial_number"].get<std::string>());
-    return serials;
-  }
-
   // Create, import and delete through vantor-vss on `host` (default A): what VSS leaves of an
   // auto-release copy; without the release, a kept one.
   std::string ReleasedShadowCopy(const std::string& volume, const EmulatedHost* host = nullptr, bool release = true) {
