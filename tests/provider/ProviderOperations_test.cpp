@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <sstream>
@@ -25,16 +26,27 @@ using Operations = std::vector<std::string>;
 
 constexpr const wchar_t* kLogSource = L"ProviderOperationsTest";
 
-VDS_LUN_INFORMATION* Luns(std::vector<provider::OwnedLunInformation>& owned, std::vector<VDS_LUN_INFORMATION>& view) {
-  view.clear();
-  for (auto& lun : owned) view.push_back(lun.get());
-  return view.data();
-}
+// LUN descriptions side by side, as VSS passes them: {vendor, product, serial} each.
+class Luns {
+ public:
+  Luns(std::initializer_list<std::array<const char*, 3>> luns) : owned_(luns.size()) {
+    std::size_t i = 0;
+    for (const auto& [vendor, product, serial] : luns)
+      EXPECT_TRUE(provider::BuildLunInformation(owned_[i++].get(), vendor, product, "1.0", serial, {}));
+    for (auto& lun : owned_) view_.push_back(lun.get());
+  }
+  VDS_LUN_INFORMATION* data() { return view_.data(); }
 
-provider::OwnedLunInformation Lun(const std::string& vendor, const std::string& product, const std::string& serial) {
-  provider::OwnedLunInformation lun;
-  EXPECT_TRUE(provider::BuildLunInformation(lun.get(), vendor, product, "1.0", serial, {}));
-  return lun;
+ private:
+  std::vector<provider::OwnedLunInformation> owned_;
+  std::vector<VDS_LUN_INFORMATION> view_;
+};
+
+// What AreLunsSupported answers for `luns`.
+bool Supported(IVssHardwareSnapshotProviderEx& hw, Luns luns, LONG count = 1) {
+  WINBOOL supported = FALSE;
+  EXPECT_EQ(hw.AreLunsSupported(count, 0, nullptr, luns.data(), &supported), S_OK);
+  return supported != FALSE;
 }
 
 using ProviderOperationsTest = ProviderHarness;
@@ -42,20 +54,9 @@ using ProviderOperationsTest = ProviderHarness;
 }  // namespace
 
 TEST_F(ProviderOperationsTest, FirstUnsupportedLunEndsTheCheckAndOnlyExactVendorAndProductCount) {
-  std::vector<provider::OwnedLunInformation> owned;
-  owned.push_back(Lun("Vantor", "Server", "aaa1"));
-  owned.push_back(Lun("Vantor ", "Server", "aaa2"));
-  owned.push_back(Lun("Vantor", "Server", "bbb1"));
-  std::vector<VDS_LUN_INFORMATION> view;
-  WINBOOL supported = TRUE;
-  EXPECT_EQ(hw_->AreLunsSupported(3, 0, nullptr, Luns(owned, view), &supported), S_OK);
-  EXPECT_FALSE(supported);
+  EXPECT_FALSE(Supported(*hw_, {{"Vantor", "Server", "aaa1"}, {"Vantor ", "Server", "aaa2"}, {"Vantor", "Server", "bbb1"}}, 3));
   EXPECT_EQ(EventCount(4190), 1);  // the third LUN was never examined
-
-  owned.clear();
-  owned.push_back(Lun("vantor", "Server", "aaa1"));
-  EXPECT_EQ(hw_->AreLunsSupported(1, 0, nullptr, Luns(owned, view), &supported), S_OK);
-  EXPECT_FALSE(supported);
+  EXPECT_FALSE(Supported(*hw_, {{"vantor", "Server", "aaa1"}}));
 }
 
 TEST_F(ProviderOperationsTest, RepeatedLunIsRecordedOnceAndEachGroupCommitsOnce) {
@@ -195,22 +196,14 @@ TEST_F(ProviderOperationsTest, GroupWithoutRestIsLeftOutAndOneThatCouldNotBeAske
 // VSS gave (a virtual disk's own). An unknown LUN vetoes; the others are answered all the same.
 TEST_F(ProviderOperationsTest, TargetLunsCarryEachSnapshotsIdentityAndAnUnknownLunVetoes) {
   groupB_->AddVirtualDisk("6000c29a", "vvv1", "vm-disk");
-  std::vector<provider::OwnedLunInformation> owned;
-  owned.push_back(Lun("VMware", "Virtual disk", "6000c29a"));
-  std::vector<VDS_LUN_INFORMATION> view;
-  WINBOOL supported = FALSE;
-  ASSERT_EQ(hw_->AreLunsSupported(1, 0, nullptr, Luns(owned, view), &supported), S_OK);
-  ASSERT_TRUE(supported);
+  ASSERT_TRUE(Supported(*hw_, {{"VMware", "Virtual disk", "6000c29a"}}));
   const VSS_ID set = Prepare({"aaa1", "6000c29a"});
   ASSERT_EQ(Sets().EndPrepareSnapshots(set), S_OK);
   ASSERT_EQ(Sets().CommitSnapshots(set), S_OK);
 
-  owned.clear();
-  owned.push_back(Lun("Vantor", "Server", "aaa1"));
-  owned.push_back(Lun("Vantor", "Server", "nope"));
-  owned.push_back(Lun("VMware", "Virtual disk", "6000c29a"));
+  Luns sources{{"Vantor", "Server", "aaa1"}, {"Vantor", "Server", "nope"}, {"VMware", "Virtual disk", "6000c29a"}};
   std::vector<VDS_LUN_INFORMATION> targets(3);
-  EXPECT_EQ(hw_->GetTargetLuns(3, nullptr, Luns(owned, view), targets.data()), VSS_E_PROVIDER_VETO);
+  EXPECT_EQ(hw_->GetTargetLuns(3, nullptr, sources.data(), targets.data()), VSS_E_PROVIDER_VETO);
   std::vector<provider::OwnedLunInformation> answered(3);  // frees what the provider allocated
   for (std::size_t i = 0; i < targets.size(); ++i) answered[i].get() = targets[i];
   EXPECT_EQ(EventCount(4110), 1);
@@ -291,18 +284,11 @@ TEST_F(ProviderOperationsTest, LocateLunsAnswersWithTheLastExposureAndStopsAtAnU
   groupA_->AddSnapshot("s1", "vss-1", "vol-a1");
   groupA_->AddSnapshot("s2", "vss-2", "vol-a2");
   groupA_->exposeResults = {E_FAIL, S_OK};
-  std::vector<provider::OwnedLunInformation> owned;
-  owned.push_back(Lun("Vantor", "Server", "s1"));
-  owned.push_back(Lun("Vantor", "Server", "s2"));
-  std::vector<VDS_LUN_INFORMATION> view;
-  EXPECT_EQ(hw_->LocateLuns(2, Luns(owned, view)), S_OK);
+  EXPECT_EQ(hw_->LocateLuns(2, Luns{{"Vantor", "Server", "s1"}, {"Vantor", "Server", "s2"}}.data()), S_OK);
   EXPECT_EQ(EventCount(4280), 2);
 
-  owned.clear();
-  owned.push_back(Lun("Vantor", "Server", "nope"));
-  owned.push_back(Lun("Vantor", "Server", "s1"));
   groupA_->operations.clear();
-  EXPECT_EQ(hw_->LocateLuns(2, Luns(owned, view)), VSS_E_PROVIDER_VETO);
+  EXPECT_EQ(hw_->LocateLuns(2, Luns{{"Vantor", "Server", "nope"}, {"Vantor", "Server", "s1"}}.data()), VSS_E_PROVIDER_VETO);
   EXPECT_EQ(EventCount(4120), 1);
   EXPECT_TRUE(groupA_->operations.empty());  // the later LUN was not exposed
 }
@@ -319,12 +305,7 @@ TEST_F(ProviderOperationsTest, LunThatTheDriverPlacesOnTheWrongGroupIsFoundByPol
 
 TEST_F(ProviderOperationsTest, SetOfVirtualDisksIsGroupedWithoutRefreshingTheArrays) {
   groupB_->AddVirtualDisk("6000c29a", "vvv1", "vm-disk");
-  std::vector<provider::OwnedLunInformation> owned;
-  owned.push_back(Lun("VMware", "Virtual disk", "6000c29a"));
-  std::vector<VDS_LUN_INFORMATION> view;
-  WINBOOL supported = FALSE;
-  ASSERT_EQ(hw_->AreLunsSupported(1, 0, nullptr, Luns(owned, view), &supported), S_OK);
-  ASSERT_TRUE(supported);
+  ASSERT_TRUE(Supported(*hw_, {{"VMware", "Virtual disk", "6000c29a"}}));
   EXPECT_EQ(EventCount(4350), 1);
 
   const VSS_ID set = Prepare({"6000c29a"});
@@ -340,10 +321,7 @@ TEST_F(ProviderOperationsTest, SetOfVirtualDisksIsGroupedWithoutRefreshingTheArr
   EXPECT_EQ(described[0].snapshotSerial, "svvv1");
 
   // A virtual disk no group backs is not supported.
-  owned.clear();
-  owned.push_back(Lun("VMware", "Virtual disk", "unknown"));
-  ASSERT_EQ(hw_->AreLunsSupported(1, 0, nullptr, Luns(owned, view), &supported), S_OK);
-  EXPECT_FALSE(supported);
+  EXPECT_FALSE(Supported(*hw_, {{"VMware", "Virtual disk", "unknown"}}));
   EXPECT_EQ(EventCount(4370), 1);
 }
 
@@ -441,12 +419,7 @@ TEST_F(ProviderOperationsTest, VirtualDiskAskedAboutButNotPreparedDoesNotSkipThe
   // The group of aaa1 is configured only after the virtual disk was asked about.
   groupB_->AddVirtualDisk("6000c29a", "vvv1", "vm-disk");
   discovered_.erase("127.1.0.1");
-  std::vector<provider::OwnedLunInformation> owned;
-  owned.push_back(Lun("VMware", "Virtual disk", "6000c29a"));
-  std::vector<VDS_LUN_INFORMATION> view;
-  WINBOOL supported = FALSE;
-  ASSERT_EQ(hw_->AreLunsSupported(1, 0, nullptr, Luns(owned, view), &supported), S_OK);
-  ASSERT_TRUE(supported);
+  ASSERT_TRUE(Supported(*hw_, {{"VMware", "Virtual disk", "6000c29a"}}));
   discovered_["127.1.0.1"] = Vantor::LoginInfo("admin", "pw");
 
   const VSS_ID set = Prepare({"aaa1"});
