@@ -133,8 +133,7 @@ ToolRun EmulatedHostFixture::VssOn(const EmulatedHost& host, const std::vector<s
   run.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
   run.report = nlohmann::json::parse(run.output, nullptr, false);
   if (run.report.is_discarded()) run.report = nlohmann::json::object();
-  std::ifstream errors(host.dir / "stderr.txt");
-  run.output += std::string(std::istreambuf_iterator<char>(errors), {});
+  run.output += ReadText(host.dir / "stderr.txt");
   return run;
 }
 
