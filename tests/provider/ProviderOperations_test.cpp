@@ -26,22 +26,6 @@ using Operations = std::vector<std::string>;
 
 constexpr const wchar_t* kLogSource = L"ProviderOperationsTest";
 
-// LUN descriptions side by side, as VSS passes them: {vendor, product, serial} each.
-class Luns {
- public:
-  Luns(std::initializer_list<std::array<const char*, 3>> luns) : owned_(luns.size()) {
-    std::size_t i = 0;
-    for (const auto& [vendor, product, serial] : luns)
-      EXPECT_TRUE(provider::BuildLunInformation(owned_[i++].get(), vendor, product, "1.0", serial, {}));
-    for (auto& lun : owned_) view_.push_back(lun.get());
-  }
-  VDS_LUN_INFORMATION* data() { return view_.data(); }
-
- private:
-  std::vector<provider::OwnedLunInformation> owned_;
-  std::vector<VDS_LUN_INFORMATION> view_;
-};
-
 // What AreLunsSupported answers for `luns`.
 bool Supported(IVssHardwareSnapshotProviderEx& hw, Luns luns, LONG count = 1) {
   WINBOOL supported = FALSE;
