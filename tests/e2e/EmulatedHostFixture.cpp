@@ -60,11 +60,13 @@ void EmulatedHostFixture::TearDown() {
 }
 
 arraysim::GroupInfo EmulatedHostFixture::AddGroupOf(const std::string& name, const std::vector<std::string>& volumes,
-                                                    arraysim::VolumeSpec like, bool rest, bool logIn) {
+                                                    arraysim::VolumeSpec like, bool rest, bool logIn,
+                                                    std::int64_t clockOffsetS) {
   arraysim::GroupSpec spec;
   spec.name = name;
   spec.password = name + "-pw";
   spec.rest = rest;
+  spec.clockOffsetS = clockOffsetS;
   const arraysim::GroupInfo group = sim_->addGroup(spec);
   for (const auto& volumeName : volumes) {
     like.name = volumeName;

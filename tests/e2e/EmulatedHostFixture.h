@@ -3,6 +3,7 @@
 // A, and host B for transportable imports), and a way to run the tool and read its JSON report.
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 #include <set>
@@ -71,11 +72,12 @@ class EmulatedHostFixture : public ::testing::Test {
   EmulatedHost hostB_;
   std::vector<arraysim::VolumeInfo> volumes_;
 
+  // Volumes shaped like `like`; host A logs in to each with `logIn`, and is configured for a group
+  // that speaks REST. The group's clock runs `clockOffsetS` ahead of the host's.
+  arraysim::GroupInfo AddGroupOf(const std::string& name, const std::vector<std::string>& volumes,
+                                 arraysim::VolumeSpec like, bool rest, bool logIn, std::int64_t clockOffsetS = 0);
+
  private:
   EmulatedHost MakeHost(const std::string& folder, const std::string& initiator);
-  // Volumes shaped like `like`; host A logs in to each with `logIn`, and is configured for a group
-  // that speaks REST.
-  arraysim::GroupInfo AddGroupOf(const std::string& name, const std::vector<std::string>& volumes,
-                                 arraysim::VolumeSpec like, bool rest, bool logIn);
   std::filesystem::path root_;
 };
