@@ -14,22 +14,6 @@ namespace {
 
 class AdministratorScenarios : public EmulatedHostFixture {
  protected:
-  // A group whose clock runs `clockOffsetS` ahead of the host's, configured like AddGroup's.
-  arraysim::GroupInfo AddGroupWithClock(const std::string& name, const std::string& volume, std::int64_t clockOffsetS) {
-    arraysim::GroupSpec spec;
-    spec.name = name;
-    spec.password = name + "-pw";
-    spec.clockOffsetS = clockOffsetS;
-    const arraysim::GroupInfo group = sim_->addGroup(spec);
-    arraysim::VolumeSpec v;
-    v.name = volume;
-    v.acl.push_back({"iscsi", kInitiator});
-    volumes_.push_back(sim_->addVolume(group.id, v));
-    const ToolRun added = Vss({"config", "add-group", group.address, "--user", "admin", "--password-stdin"}, spec.password + "\n");
-    EXPECT_EQ(added.status, 0) << added.output;
-    return group;
-  }
-
   // A snapshot made on the array directly, as another tool would; `setId` empty: no metadata;
   // `owner` empty: no owner pair.
   nlohmann::json MakeSnapshot(const arraysim::GroupInfo& group, const std::string& volume, const std::string& setId,
@@ -50,14 +34,6 @@ class AdministratorScenarios : public EmulatedHostFixture {
   }
   static std::string NewSetId() { return wincompat::GuidToString(wincompat::NewGuid()); }
 
-  std::set<std::string> SnapshotSerials() const {
-    std::set<std::string> serials;
-    const nlohmann::json state = sim_->state();
-    for (const auto& g : state["groups"])
-      for (const auto& s : g["snapshots"]) serials.insert(s["serial_number"].get<std::string>());
-    return serials;
-  }
-
   // Create, import and delete through vantor-vss on `host` (default A): what VSS leaves of an
   // auto-release copy; without the release, a kept one.
   std::string ReleasedShadowCopy(const std::string& volume, const EmulatedHost* host = nullptr, bool release = true) {
@@ -75,7 +51,9 @@ class AdministratorScenarios : public EmulatedHostFixture {
 
 TEST_F(AdministratorScenarios, PruneDeletesOnlyTheReleasedShadowCopyWhateverElseTheArraysHold) {
   const auto east = AddGroup("east", {"released", "kept", "online", "session", "manual"});
-  const auto ahead = AddGroupWithClock("ahead", "fresh", 3600);
+  arraysim::VolumeSpec reachedByA;
+  reachedByA.acl = {{"iscsi", kInitiator}};
+  const auto ahead = AddGroupOf("ahead", {"fresh"}, reachedByA, true, false, 3600);
 
   const std::string released = ReleasedShadowCopy("released");
   const ToolRun kept = Vss({"create", Volume("kept").serialNumber});

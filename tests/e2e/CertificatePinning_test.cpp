@@ -19,17 +19,7 @@ int RestRequests(const nlohmann::json& log, const std::string& groupId) {
 
 }  // namespace
 
-class CertificatePinning : public EmulatedHostFixture {
- protected:
-  std::string Registry() const {
-    std::ifstream in(hostA_.dir / "registry.reg", std::ios::binary);
-    const std::string raw((std::istreambuf_iterator<char>(in)), {});
-    std::string narrow;  // the file may be UTF-16: keep the ASCII bytes
-    for (const char c : raw)
-      if (c != '\0') narrow += c;
-    return narrow;
-  }
-};
+using CertificatePinning = EmulatedHostFixture;
 
 // The pin a group configured without vantor-vss gets at first use holds like one of add-group.
 TEST_F(CertificatePinning, PinMadeAtFirstUseGetsARenewedCertificateNoRequestUntilTrustedAgain) {
@@ -42,12 +32,12 @@ TEST_F(CertificatePinning, PinMadeAtFirstUseGetsARenewedCertificateNoRequestUnti
     if (line.rfind("\"" + group.address + "\"=\"", 0) != 0) kept += line + "\n";
   in.close();
   std::ofstream(hostA_.dir / "registry.reg", std::ios::trunc) << kept;
-  ASSERT_EQ(Registry().find(pinned), std::string::npos);
+  ASSERT_EQ(RegistryText(hostA_).find(pinned), std::string::npos);
 
   const ToolRun first = Vss({"create", Volume("data").serialNumber});
   EXPECT_EQ(first.status, 0) << first.output;
   EXPECT_TRUE(first.HasEvent(4420)) << first.output;
-  EXPECT_NE(Registry().find(pinned), std::string::npos);
+  EXPECT_NE(RegistryText(hostA_).find(pinned), std::string::npos);
   EXPECT_NE(Trace().find("Pinned the certificate of " + group.address + " at first use: SHA-256 " + pinned),
             std::string::npos);
   const ToolRun shown = Vss({"config", "show"});
@@ -72,7 +62,7 @@ TEST_F(CertificatePinning, PinMadeAtFirstUseGetsARenewedCertificateNoRequestUnti
   EXPECT_EQ(RestRequests(sim_->requestLog(), group.id), 0);
   const ToolRun trusted = Vss({"config", "trust", group.address, "--certificate-sha256", renewed});
   ASSERT_EQ(trusted.status, 0) << trusted.output;
-  EXPECT_EQ(Registry().find(pinned), std::string::npos);  // the first-use mark went with the old pin
+  EXPECT_EQ(RegistryText(hostA_).find(pinned), std::string::npos);  // the first-use mark went with the old pin
   const ToolRun created = Vss({"create", Volume("data").serialNumber});
   EXPECT_EQ(created.status, 0) << created.output;
   EXPECT_FALSE(created.HasEvent(4420));
@@ -94,7 +84,7 @@ TEST_F(CertificatePinning, AddGroupStoresNothingForAWrongOrMalformedFingerprint)
                                "--certificate-sha256", c.fingerprint},
                               "admin\n");
     EXPECT_EQ(added.status, c.status) << c.fingerprint << ": " << added.output;
-    EXPECT_EQ(Registry().find(group.address), std::string::npos) << c.fingerprint;
+    EXPECT_EQ(RegistryText(hostA_).find(group.address), std::string::npos) << c.fingerprint;
   }
   // The presented one, in upper case with separators as other tools print it, is accepted.
   std::string printed;
@@ -108,5 +98,5 @@ TEST_F(CertificatePinning, AddGroupStoresNothingForAWrongOrMalformedFingerprint)
                             "admin\n");
   ASSERT_EQ(added.status, 0) << added.output;
   EXPECT_EQ(added.report["certificate_sha256"], group.certificateSha256);
-  EXPECT_NE(Registry().find(group.certificateSha256), std::string::npos);
+  EXPECT_NE(RegistryText(hostA_).find(group.certificateSha256), std::string::npos);
 }

@@ -16,10 +16,6 @@ class ConfigCredentials : public EmulatedHostFixture {
     host.update(extra);
     std::ofstream(hostA_.dir / "host.json") << host.dump();
   }
-  std::string RegistryText() const {
-    std::ifstream in(hostA_.dir / "registry.reg");
-    return std::string(std::istreambuf_iterator<char>(in), {});
-  }
   nlohmann::json CredentialShown(const std::string& address) {
     const ToolRun shown = Vss({"config", "show"});
     EXPECT_EQ(shown.status, 0) << shown.output;
@@ -37,7 +33,7 @@ TEST_F(ConfigCredentials, OnlyAnElevatedAdministratorChangesTheStoreAndShowSaysW
   EXPECT_NE(credential["service_account"].get<std::string>().find("LocalSystem"), std::string::npos);
   const auto ownerOnly = std::filesystem::perms::owner_read | std::filesystem::perms::owner_write;
   EXPECT_EQ(std::filesystem::status(hostA_.dir / "registry.reg").permissions() & std::filesystem::perms::all, ownerOnly);
-  EXPECT_EQ(RegistryText().find("alpha-pw"), std::string::npos);
+  EXPECT_EQ(RegistryText(hostA_).find("alpha-pw"), std::string::npos);
 
   // A service that runs as an ordinary account cannot read the store; one in Administrators can.
   std::ofstream(hostA_.dir / "registry.reg", std::ios::app)
@@ -51,7 +47,7 @@ TEST_F(ConfigCredentials, OnlyAnElevatedAdministratorChangesTheStoreAndShowSaysW
 
   // Without elevation nothing changes, and the refusal says why.
   DescribeHost({{"elevated", false}});
-  const std::string before = RegistryText();
+  const std::string before = RegistryText(hostA_);
   for (const std::vector<std::string>& command :
        {std::vector<std::string>{"config", "add-group", "127.9.9.9", "--user", "admin", "--password-stdin"},
         std::vector<std::string>{"config", "remove-group", alpha.address}}) {
@@ -59,7 +55,7 @@ TEST_F(ConfigCredentials, OnlyAnElevatedAdministratorChangesTheStoreAndShowSaysW
     EXPECT_EQ(refused.status, 1) << refused.output;
     EXPECT_NE(refused.output.find("only an administrator may do"), std::string::npos) << refused.output;
   }
-  EXPECT_EQ(RegistryText(), before);
+  EXPECT_EQ(RegistryText(hostA_), before);
 
   const ToolRun noPassword = Vss({"config", "add-group", "127.9.9.9", "--user", "admin"});
   EXPECT_EQ(noPassword.status, 2) << noPassword.output;
@@ -67,7 +63,7 @@ TEST_F(ConfigCredentials, OnlyAnElevatedAdministratorChangesTheStoreAndShowSaysW
   DescribeHost({{"elevated", true}});
   const ToolRun removed = Vss({"config", "remove-group", alpha.address});
   EXPECT_EQ(removed.status, 0) << removed.output;
-  EXPECT_EQ(RegistryText().find("\"" + alpha.address + "\"=hex"), std::string::npos) << "the sealed value is gone";
+  EXPECT_EQ(RegistryText(hostA_).find("\"" + alpha.address + "\"=hex"), std::string::npos) << "the sealed value is gone";
   const ToolRun created = Vss({"create", Volume("vol1").serialNumber});
   EXPECT_NE(created.status, 0) << "a removed group has no credential left to log in with";
 }

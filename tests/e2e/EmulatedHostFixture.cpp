@@ -59,71 +59,51 @@ void EmulatedHostFixture::TearDown() {
   }
 }
 
-arraysim::GroupInfo EmulatedHostFixture::AddVolumes(const arraysim::GroupSpec& spec,
-                                                    const std::vector<arraysim::VolumeSpec>& volumes, bool logIn) {
+arraysim::GroupInfo EmulatedHostFixture::AddGroupOf(const std::string& name, const std::vector<std::string>& volumes,
+                                                    arraysim::VolumeSpec like, bool rest, bool logIn,
+                                                    std::int64_t clockOffsetS) {
+  arraysim::GroupSpec spec;
+  spec.name = name;
+  spec.password = name + "-pw";
+  spec.rest = rest;
+  spec.clockOffsetS = clockOffsetS;
   const arraysim::GroupInfo group = sim_->addGroup(spec);
-  for (const auto& v : volumes) {
-    const auto info = sim_->addVolume(group.id, v);
+  for (const auto& volumeName : volumes) {
+    like.name = volumeName;
+    const auto info = sim_->addVolume(group.id, like);
     volumes_.push_back(info);
     if (logIn) {
       EXPECT_EQ(sim_->iscsiLogin(kInitiator, info.targetName).status, 0u);
     }
   }
+  if (rest) Configure(hostA_, group);
   return group;
 }
 
 arraysim::GroupInfo EmulatedHostFixture::AddGroup(const std::string& name, const std::vector<std::string>& volumes,
                                                   const std::string& volcoll, const std::string& agentType) {
-  arraysim::GroupSpec spec;
-  spec.name = name;
-  spec.password = name + "-pw";
-  std::vector<arraysim::VolumeSpec> specs;
-  for (const auto& volumeName : volumes) {
-    arraysim::VolumeSpec v;
-    v.name = volumeName;
-    v.volcollId = volcoll;
-    v.agentType = agentType;
-    v.acl = {{"iscsi", kInitiator}, {"iscsi", kInitiatorB}};
-    specs.push_back(v);
-  }
-  const auto group = AddVolumes(spec, specs, true);
-  Configure(hostA_, group);
-  return group;
+  arraysim::VolumeSpec like;
+  like.volcollId = volcoll;
+  like.agentType = agentType;
+  like.acl = {{"iscsi", kInitiator}, {"iscsi", kInitiatorB}};
+  return AddGroupOf(name, volumes, like, true, true);
 }
 
 arraysim::GroupInfo EmulatedHostFixture::AddVirtualDiskGroup(const std::string& name,
                                                              const std::vector<std::string>& volumes,
                                                              const std::string& volcoll) {
-  arraysim::GroupSpec spec;
-  spec.name = name;
-  spec.password = name + "-pw";
-  std::vector<arraysim::VolumeSpec> specs;
-  for (const auto& volumeName : volumes) {
-    arraysim::VolumeSpec v;
-    v.name = volumeName;
-    v.volcollId = volcoll;
-    v.presentation = "virtual_disk";
-    v.acl = {{"iscsi", kInitiator}};
-    specs.push_back(v);
-  }
-  const auto group = AddVolumes(spec, specs, false);
-  Configure(hostA_, group);
-  return group;
+  arraysim::VolumeSpec like;
+  like.volcollId = volcoll;
+  like.presentation = "virtual_disk";
+  like.acl = {{"iscsi", kInitiator}};
+  return AddGroupOf(name, volumes, like, true, false);
 }
 
 arraysim::GroupInfo EmulatedHostFixture::AddGroupWithoutRest(const std::string& name,
                                                              const std::vector<std::string>& volumes) {
-  arraysim::GroupSpec spec;
-  spec.name = name;
-  spec.rest = false;
-  std::vector<arraysim::VolumeSpec> specs;
-  for (const auto& volumeName : volumes) {
-    arraysim::VolumeSpec v;
-    v.name = volumeName;
-    v.acl = {{"iscsi", kInitiator}};
-    specs.push_back(v);
-  }
-  return AddVolumes(spec, specs, true);
+  arraysim::VolumeSpec like;
+  like.acl = {{"iscsi", kInitiator}};
+  return AddGroupOf(name, volumes, like, false, true);
 }
 
 void EmulatedHostFixture::Configure(const EmulatedHost& host, const arraysim::GroupInfo& group) {
@@ -155,8 +135,7 @@ ToolRun EmulatedHostFixture::VssOn(const EmulatedHost& host, const std::vector<s
   run.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
   run.report = nlohmann::json::parse(run.output, nullptr, false);
   if (run.report.is_discarded()) run.report = nlohmann::json::object();
-  std::ifstream errors(host.dir / "stderr.txt");
-  run.output += std::string(std::istreambuf_iterator<char>(errors), {});
+  run.output += ReadText(host.dir / "stderr.txt");
   return run;
 }
 
@@ -174,11 +153,12 @@ nlohmann::json EmulatedHostFixture::VolumeState(const std::string& name) const {
   return {};
 }
 
-std::size_t EmulatedHostFixture::SnapshotCount() const {
-  std::size_t n = 0;
+std::set<std::string> EmulatedHostFixture::SnapshotSerials() const {
+  std::set<std::string> serials;
   const nlohmann::json state = sim_->state();
-  for (const auto& g : state["groups"]) n += g["snapshots"].size();
-  return n;
+  for (const auto& g : state["groups"])
+    for (const auto& snapshot : g["snapshots"]) serials.insert(snapshot["serial_number"].get<std::string>());
+  return serials;
 }
 
 std::vector<std::string> EmulatedHostFixture::DiskSerials(const EmulatedHost& host) const {
@@ -195,9 +175,14 @@ std::vector<std::string> EmulatedHostFixture::SessionTargets(const EmulatedHost&
 
 std::string EmulatedHostFixture::Trace() const {
   std::string all;
-  for (const auto& entry : std::filesystem::directory_iterator(hostA_.dir / "logs")) {
-    std::ifstream in(entry.path());
-    all += std::string(std::istreambuf_iterator<char>(in), {});
-  }
+  for (const auto& entry : std::filesystem::directory_iterator(hostA_.dir / "logs")) all += ReadText(entry.path());
   return all;
+}
+
+std::string ReadText(const std::filesystem::path& file) {
+  std::ifstream in(file, std::ios::binary);
+  std::string text;
+  for (const char c : std::string(std::istreambuf_iterator<char>(in), {}))
+    if (c != '\0') text += c;  // a UTF-16 file keeps its ASCII characters
+  return text;
 }

@@ -3,12 +3,17 @@
 // A, and host B for transportable imports), and a way to run the tool and read its JSON report.
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <filesystem>
 #include <nlohmann/json.hpp>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "arraysim/Simulator.h"
+
+// A file's text; the NUL bytes of a UTF-16 file are left out.
+std::string ReadText(const std::filesystem::path& file);
 
 struct ToolRun {
   int status = -1;
@@ -55,7 +60,9 @@ class EmulatedHostFixture : public ::testing::Test {
 
   const arraysim::VolumeInfo& Volume(const std::string& name) const;
   nlohmann::json VolumeState(const std::string& name) const;
-  std::size_t SnapshotCount() const;
+  std::set<std::string> SnapshotSerials() const;
+  std::size_t SnapshotCount() const { return SnapshotSerials().size(); }
+  std::string RegistryText(const EmulatedHost& host) const { return ReadText(host.dir / "registry.reg"); }
   std::vector<std::string> DiskSerials(const EmulatedHost& host) const;
   std::vector<std::string> SessionTargets(const EmulatedHost& host) const;
   std::string Trace() const;
@@ -65,9 +72,12 @@ class EmulatedHostFixture : public ::testing::Test {
   EmulatedHost hostB_;
   std::vector<arraysim::VolumeInfo> volumes_;
 
+  // Volumes shaped like `like`; host A logs in to each with `logIn`, and is configured for a group
+  // that speaks REST. The group's clock runs `clockOffsetS` ahead of the host's.
+  arraysim::GroupInfo AddGroupOf(const std::string& name, const std::vector<std::string>& volumes,
+                                 arraysim::VolumeSpec like, bool rest, bool logIn, std::int64_t clockOffsetS = 0);
+
  private:
   EmulatedHost MakeHost(const std::string& folder, const std::string& initiator);
-  arraysim::GroupInfo AddVolumes(const arraysim::GroupSpec& spec, const std::vector<arraysim::VolumeSpec>& volumes,
-                                 bool logIn);
   std::filesystem::path root_;
 };

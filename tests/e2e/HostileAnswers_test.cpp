@@ -100,11 +100,9 @@ class HostileAnswers : public EmulatedHostFixture {
     run.elapsed = std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - started);
     run.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
     run.peakRssKb = usage.ru_maxrss;
-    std::ifstream out(outputFile);
-    run.output.assign(std::istreambuf_iterator<char>(out), {});
+    run.output = ReadText(outputFile);
     run.report = nlohmann::json::parse(run.output, nullptr, false);
-    std::ifstream errors(errorFile);
-    run.output.append(std::istreambuf_iterator<char>(errors), {});
+    run.output += ReadText(errorFile);
     return run;
   }
 };

@@ -11,11 +11,6 @@ constexpr const char* kOk = "0x00000000";
 bool Contains(const std::vector<std::string>& list, const std::string& item) {
   return std::find(list.begin(), list.end(), item) != list.end();
 }
-
-std::string ReadFile(const std::filesystem::path& file) {
-  std::ifstream in(file, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), {});
-}
 }  // namespace
 
 class ImportAndRelease : public EmulatedHostFixture {};
@@ -116,7 +111,7 @@ TEST_F(ImportAndRelease, UnusableDocumentsAndUnknownNamesAreUsageErrorsThatChang
   ASSERT_EQ(created.status, 0) << created.output;
   const std::string setId = created.report["snapshot_set_id"];
   const std::filesystem::path own = hostA_.dir / "shadow-copies.json";
-  const std::string ownBefore = ReadFile(own);
+  const std::string ownBefore = ReadText(own);
   nlohmann::json document = nlohmann::json::parse(ownBefore);
 
   nlohmann::json otherVersion = document;
@@ -149,6 +144,6 @@ TEST_F(ImportAndRelease, UnusableDocumentsAndUnknownNamesAreUsageErrorsThatChang
   std::ofstream(own, std::ios::trunc) << "[1, 2";
   EXPECT_EQ(Vss({"list"}).status, 2);
   EXPECT_EQ(Vss({"delete", setId}).status, 2);
-  EXPECT_EQ(ReadFile(own), "[1, 2");
+  EXPECT_EQ(ReadText(own), "[1, 2");
   EXPECT_TRUE(sim_->requestLog()["requests"].empty());
 }

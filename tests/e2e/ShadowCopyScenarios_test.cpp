@@ -28,9 +28,8 @@ TEST_F(ShadowCopyScenarios, OneGroupShadowCopyIsCommittedImportedAndHidden) {
   EXPECT_TRUE(imported.report["imported"][0]["identity_matches"].get<bool>());
   EXPECT_TRUE(imported.HasEvent(4280));
   const auto serialsOnHost = [this] {
-    std::set<std::string> serials;
-    for (const auto& disk : sim_->hostDisks(kInitiator)) serials.insert(disk["serial_number"].get<std::string>());
-    return serials;
+    const auto serials = DiskSerials(hostA_);
+    return std::set<std::string>(serials.begin(), serials.end());
   };
   EXPECT_TRUE(serialsOnHost().contains(snap));
 

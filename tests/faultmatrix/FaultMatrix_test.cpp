@@ -211,9 +211,8 @@ void FaultMatrix::Check(Flow flow, const MatrixHost& host, std::size_t eventsBef
       if (snapshots != volumes) problem("resync changed the snapshot count to " + std::to_string(snapshots));
       // Every volume ends online. Only an array that refuses every online may leave one offline
       // (with event 4320); no fault of the matrix lasts that long.
-      for (const auto& volume : host.volumes()) {
-        if (host.VolumeState(volume.id)["online"] != true) problem("volume " + volume.name + " left offline");
-      }
+      for (const auto& volume : host.Records("volumes"))
+        if (volume["online"] != true) problem("volume " + volume["name"].get<std::string>() + " left offline");
       if (events(VA_MSG_VOLUME_ONLINE_FAILED, EVENTLOG_ERROR_TYPE) != 0) problem("event 4320 for a volume the array put online");
       break;
   }

@@ -1,5 +1,6 @@
 #include "MatrixHost.h"
 
+#include <algorithm>
 #include <sstream>
 #include <stdexcept>
 
@@ -18,17 +19,12 @@ constexpr const char* kUser = "backup-operator";
 constexpr const char* kPassword = "Matrix-Pa55word-4410";
 constexpr DWORD kMaskLuns = 0x800;
 
-provider::OwnedLunInformation Lun(const std::string& serial) {
-  provider::OwnedLunInformation lun;
-  provider::BuildLunInformation(lun.get(), "Vantor", "Server", "1.0", serial, {});
-  return lun;
-}
-
 // LUN descriptions side by side, as VSS passes them.
 class LunArray {
  public:
-  explicit LunArray(const std::vector<std::string>& serials) {
-    for (const auto& serial : serials) owned_.push_back(Lun(serial));
+  explicit LunArray(const std::vector<std::string>& serials) : owned_(serials.size()) {
+    for (std::size_t i = 0; i < serials.size(); ++i)
+      provider::BuildLunInformation(owned_[i].get(), "Vantor", "Server", "1.0", serials[i], {});
     for (auto& lun : owned_) view_.push_back(lun.get());
   }
   VDS_LUN_INFORMATION* data() { return view_.data(); }
@@ -42,15 +38,11 @@ class LunArray {
 }  // namespace
 
 bool Calls::AllSucceeded() const {
-  for (const auto& [name, hr] : list)
-    if (hr != S_OK && hr != VSS_S_ASYNC_FINISHED) return false;
-  return true;
+  return std::ranges::all_of(list, [](const auto& call) { return call.second == S_OK || call.second == VSS_S_ASYNC_FINISHED; });
 }
 
 bool Calls::Called(const std::string& name) const {
-  for (const auto& call : list)
-    if (call.first == name) return true;
-  return false;
+  return std::ranges::any_of(list, [&](const auto& call) { return call.first == name; });
 }
 
 std::string Calls::Text() const {
@@ -167,10 +159,9 @@ Calls MatrixHost::Hide(CVaVssHwProvider& provider) const {
 
 Calls MatrixHost::Resync(CVaVssHwProvider& provider) const {
   Calls calls;
-  const std::vector<std::string> snapshots = SnapshotSerials();
   std::string snapshotOfLast;
-  for (const auto& serial : snapshots)
-    if (SnapshotState(serial)["vol_id"] == volumes_.back().id) snapshotOfLast = serial;
+  for (const auto& s : Records("snapshots"))
+    if (s["vol_id"] == volumes_.back().id) snapshotOfLast = s["serial_number"];
   LunArray sources({snapshotOfLast});
   LunArray targets({volumes_.back().serialNumber});
   IVssAsync* async = nullptr;
@@ -185,30 +176,18 @@ Calls MatrixHost::Resync(CVaVssHwProvider& provider) const {
   return calls;
 }
 
-std::size_t MatrixHost::SnapshotCount() const { return SnapshotSerials().size(); }
-
 std::vector<std::string> MatrixHost::SnapshotSerials() const {
   std::vector<std::string> serials;
-  const nlohmann::json state = sim().state();
-  for (const auto& g : state["groups"])
-    for (const auto& s : g["snapshots"]) serials.push_back(s["serial_number"]);
+  for (const auto& s : Records("snapshots")) serials.push_back(s["serial_number"]);
   return serials;
 }
 
-nlohmann::json MatrixHost::VolumeState(const std::string& id) const {
+std::vector<nlohmann::json> MatrixHost::Records(const char* kind) const {
+  std::vector<nlohmann::json> records;
   const nlohmann::json state = sim().state();
   for (const auto& g : state["groups"])
-    for (const auto& v : g["volumes"])
-      if (v["id"] == id) return v;
-  return nullptr;
-}
-
-nlohmann::json MatrixHost::SnapshotState(const std::string& serial) const {
-  const nlohmann::json state = sim().state();
-  for (const auto& g : state["groups"])
-    for (const auto& s : g["snapshots"])
-      if (s["serial_number"] == serial) return s;
-  return nullptr;
+    for (const auto& r : g[kind]) records.push_back(r);
+  return records;
 }
 
 }  // namespace faultmatrix

@@ -57,10 +57,10 @@ class MatrixHost {
   // ResyncLuns of the last volume from its snapshot, waited for.
   Calls Resync(CVaVssHwProvider& provider) const;
 
-  std::size_t SnapshotCount() const;
+  std::size_t SnapshotCount() const { return SnapshotSerials().size(); }
   std::vector<std::string> SnapshotSerials() const;
-  nlohmann::json VolumeState(const std::string& id) const;
-  nlohmann::json SnapshotState(const std::string& serial) const;
+  // The simulator's records of `kind` ("volumes", "snapshots") over every group.
+  std::vector<nlohmann::json> Records(const char* kind) const;
 
  private:
   hosttest::EventCapture events_;

@@ -4,6 +4,7 @@
 // holds bbb1. Tests change what discovery, the multipath driver and the protocol query say.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <chrono>
 #include <map>
 #include <memory>
@@ -17,6 +18,23 @@
 #include "provider/LunInformation.h"
 #include "provider/VaVssHwProvider.h"
 #include "wincompat/Guid.h"
+
+// LUN descriptions side by side, as VSS passes them.
+class Luns {
+ public:
+  using Spec = std::array<std::string, 3>;  // vendor, product, serial
+  Luns(std::initializer_list<Spec> luns) : Luns(std::vector<Spec>(luns)) {}
+  explicit Luns(const std::vector<Spec>& luns) : owned_(luns.size()) {
+    for (std::size_t i = 0; i < luns.size(); ++i)
+      EXPECT_TRUE(provider::BuildLunInformation(owned_[i].get(), luns[i][0], luns[i][1], "1.0", luns[i][2], {}));
+    for (auto& lun : owned_) view_.push_back(lun.get());
+  }
+  VDS_LUN_INFORMATION* data() { return view_.data(); }
+
+ private:
+  std::vector<provider::OwnedLunInformation> owned_;
+  std::vector<VDS_LUN_INFORMATION> view_;
+};
 
 class ProviderHarness : public ::testing::Test {
  protected:
@@ -70,12 +88,9 @@ class ProviderHarness : public ::testing::Test {
   // Prepares and groups a set over `serials`, one BeginPrepareSnapshot each.
   VSS_ID Prepare(const std::vector<std::string>& serials) {
     const VSS_ID set = wincompat::NewGuid();
-    for (const auto& serial : serials) {
-      provider::OwnedLunInformation lun;
-      EXPECT_TRUE(provider::BuildLunInformation(lun.get(), "Vantor", "Server", "1.0", serial, {}));
-      VDS_LUN_INFORMATION view = lun.get();
-      EXPECT_EQ(hw_->BeginPrepareSnapshot(set, wincompat::NewGuid(), 0, 1, nullptr, &view), S_OK);
-    }
+    for (const auto& serial : serials)
+      EXPECT_EQ(hw_->BeginPrepareSnapshot(set, wincompat::NewGuid(), 0, 1, nullptr, Luns{{"Vantor", "Server", serial}}.data()),
+                S_OK);
     return set;
   }
   IVssProviderCreateSnapshotSet& Sets() { return *provider_; }

@@ -66,27 +66,19 @@ TEST_F(ProviderObjectTest, InterfacesShareOneIdentityAndUnknownOnesAreRefused) {
 }
 
 TEST_F(ProviderObjectTest, DigestPolicyIsReadOnceAtConstructionAndFallsBackToZero) {
-  struct Case {
-    const char* registry;
-    DWORD expected;
-  };
-  const Case cases[] = {
-      {"Windows Registry Editor Version 5.00\n\n"
-       "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Vantor Storage\\Configuration]\n\"ISCSIGlobalDigestPolicy\"=dword:00000003\n",
-       3},
-      {"Windows Registry Editor Version 5.00\n\n"
-       "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Vantor Storage\\Configuration]\n\"ISCSIGlobalDigestPolicy\"=\"3\"\n",
-       0},
-      {"Windows Registry Editor Version 5.00\n\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\Vantor Storage\\Configuration]\n", 0},
-      {"Windows Registry Editor Version 5.00\n", 0},
-  };
-  for (const auto& c : cases) {
-    LoadRegistry(c.registry);
+  const std::string header = "Windows Registry Editor Version 5.00\n";
+  const std::string key = header + "\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\Vantor Storage\\Configuration]\n";
+  const std::pair<std::string, DWORD> cases[] = {{key + "\"ISCSIGlobalDigestPolicy\"=dword:00000003\n", 3},
+                                                 {key + "\"ISCSIGlobalDigestPolicy\"=\"3\"\n", 0},
+                                                 {key, 0},
+                                                 {header, 0}};
+  for (const auto& [registry, expected] : cases) {
+    LoadRegistry(registry.c_str());
     ProviderRef provider;
     ASSERT_EQ(CreateVaVssHwProvider(wincompat::kIID_IVssHardwareSnapshotProviderEx,
                                     reinterpret_cast<void**>(&provider.p)),
               S_OK);
-    EXPECT_EQ(static_cast<CVaVssHwProvider*>(provider.p)->IscsiDigestPolicy(), c.expected) << c.registry;
+    EXPECT_EQ(static_cast<CVaVssHwProvider*>(provider.p)->IscsiDigestPolicy(), expected) << registry;
   }
 }
 

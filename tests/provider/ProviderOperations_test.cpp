@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <sstream>
@@ -21,18 +22,15 @@
 
 namespace {
 
+using Operations = std::vector<std::string>;
+
 constexpr const wchar_t* kLogSource = L"ProviderOperationsTest";
 
-VDS_LUN_INFORMATION* Luns(std::vector<provider::OwnedLunInformation>& owned, std::vector<VDS_LUN_INFORMATION>& view) {
-  view.clear();
-  for (auto& lun : owned) view.push_back(lun.get());
-  return view.data();
-}
-
-provider::OwnedLunInformation Lun(const std::string& vendor, const std::string& product, const std::string& serial) {
-  provider::OwnedLunInformation lun;
-  EXPECT_TRUE(provider::BuildLunInformation(lun.get(), vendor, product, "1.0", serial, {}));
-  return lun;
+// What AreLunsSupported answers for `luns`.
+bool Supported(IVssHardwareSnapshotProviderEx& hw, Luns luns, LONG count = 1) {
+  WINBOOL supported = FALSE;
+  EXPECT_EQ(hw.AreLunsSupported(count, 0, nullptr, luns.data(), &supported), S_OK);
+  return supported != FALSE;
 }
 
 using ProviderOperationsTest = ProviderHarness;
@@ -40,20 +38,9 @@ using ProviderOperationsTest = ProviderHarness;
 }  // namespace
 
 TEST_F(ProviderOperationsTest, FirstUnsupportedLunEndsTheCheckAndOnlyExactVendorAndProductCount) {
-  std::vector<provider::OwnedLunInformation> owned;
-  owned.push_back(Lun("Vantor", "Server", "aaa1"));
-  owned.push_back(Lun("Vantor ", "Server", "aaa2"));
-  owned.push_back(Lun("Vantor", "Server", "bbb1"));
-  std::vector<VDS_LUN_INFORMATION> view;
-  WINBOOL supported = TRUE;
-  EXPECT_EQ(hw_->AreLunsSupported(3, 0, nullptr, Luns(owned, view), &supported), S_OK);
-  EXPECT_FALSE(supported);
+  EXPECT_FALSE(Supported(*hw_, {{"Vantor", "Server", "aaa1"}, {"Vantor ", "Server", "aaa2"}, {"Vantor", "Server", "bbb1"}}, 3));
   EXPECT_EQ(EventCount(4190), 1);  // the third LUN was never examined
-
-  owned.clear();
-  owned.push_back(Lun("vantor", "Server", "aaa1"));
-  EXPECT_EQ(hw_->AreLunsSupported(1, 0, nullptr, Luns(owned, view), &supported), S_OK);
-  EXPECT_FALSE(supported);
+  EXPECT_FALSE(Supported(*hw_, {{"vantor", "Server", "aaa1"}}));
 }
 
 TEST_F(ProviderOperationsTest, RepeatedLunIsRecordedOnceAndEachGroupCommitsOnce) {
@@ -193,22 +180,14 @@ TEST_F(ProviderOperationsTest, GroupWithoutRestIsLeftOutAndOneThatCouldNotBeAske
 // VSS gave (a virtual disk's own). An unknown LUN vetoes; the others are answered all the same.
 TEST_F(ProviderOperationsTest, TargetLunsCarryEachSnapshotsIdentityAndAnUnknownLunVetoes) {
   groupB_->AddVirtualDisk("6000c29a", "vvv1", "vm-disk");
-  std::vector<provider::OwnedLunInformation> owned;
-  owned.push_back(Lun("VMware", "Virtual disk", "6000c29a"));
-  std::vector<VDS_LUN_INFORMATION> view;
-  WINBOOL supported = FALSE;
-  ASSERT_EQ(hw_->AreLunsSupported(1, 0, nullptr, Luns(owned, view), &supported), S_OK);
-  ASSERT_TRUE(supported);
+  ASSERT_TRUE(Supported(*hw_, {{"VMware", "Virtual disk", "6000c29a"}}));
   const VSS_ID set = Prepare({"aaa1", "6000c29a"});
   ASSERT_EQ(Sets().EndPrepareSnapshots(set), S_OK);
   ASSERT_EQ(Sets().CommitSnapshots(set), S_OK);
 
-  owned.clear();
-  owned.push_back(Lun("Vantor", "Server", "aaa1"));
-  owned.push_back(Lun("Vantor", "Server", "nope"));
-  owned.push_back(Lun("VMware", "Virtual disk", "6000c29a"));
+  Luns sources{{"Vantor", "Server", "aaa1"}, {"Vantor", "Server", "nope"}, {"VMware", "Virtual disk", "6000c29a"}};
   std::vector<VDS_LUN_INFORMATION> targets(3);
-  EXPECT_EQ(hw_->GetTargetLuns(3, nullptr, Luns(owned, view), targets.data()), VSS_E_PROVIDER_VETO);
+  EXPECT_EQ(hw_->GetTargetLuns(3, nullptr, sources.data(), targets.data()), VSS_E_PROVIDER_VETO);
   std::vector<provider::OwnedLunInformation> answered(3);  // frees what the provider allocated
   for (std::size_t i = 0; i < targets.size(); ++i) answered[i].get() = targets[i];
   EXPECT_EQ(EventCount(4110), 1);
@@ -225,6 +204,7 @@ TEST_F(ProviderOperationsTest, TargetLunsCarryEachSnapshotsIdentityAndAnUnknownL
     }
     EXPECT_STREQ(provider::LunString(target.m_szSerialNumber), expected[i].serial) << i;
     EXPECT_STREQ(provider::LunString(target.m_szVendorId), expected[i].vendor) << i;
+    EXPECT_STREQ(provider::LunString(target.m_szProductId), i == 0 ? "Server" : "Virtual disk") << i;
     const VDS_STORAGE_DEVICE_ID_DESCRIPTOR& descriptor = target.m_deviceIdDescriptor;
     EXPECT_EQ(descriptor.m_version, 16u) << i;
     ASSERT_EQ(descriptor.m_cIdentifiers, 2u) << i;
@@ -238,24 +218,6 @@ TEST_F(ProviderOperationsTest, TargetLunsCarryEachSnapshotsIdentityAndAnUnknownL
     EXPECT_EQ(eui.m_rgbIdentifier[0], 5u) << i;
     EXPECT_EQ(eui.m_rgbIdentifier[15], 20u) << i;
   }
-}
-
-// A snapshot disk that VSS has emptied is logged out and taken offline; the snapshot stays.
-TEST_F(ProviderOperationsTest, EmptiedLunIsHiddenAndAnUnknownOneVetoes) {
-  groupA_->AddSnapshot("s1", "vss-1", "vol-a1");
-  std::vector<provider::OwnedLunInformation> owned;
-  owned.push_back(Lun("Vantor", "Server", "s1"));
-  owned.push_back(Lun("Vantor", "Server", "nope"));
-  std::vector<VDS_LUN_INFORMATION> view;
-  ASSERT_EQ(hw_->LocateLuns(1, Luns(owned, view)), S_OK);  // the import puts group A in the cache
-  groupA_->operations.clear();
-
-  EXPECT_EQ(hw_->OnLunEmpty(nullptr, &view[0]), S_OK);
-  EXPECT_EQ(groupA_->operations, (std::vector<std::string>{"unexpose:snap-s1", "offline:snap-s1"}));
-  groupA_->operations.clear();
-  EXPECT_EQ(hw_->OnLunEmpty(nullptr, &view[1]), VSS_E_PROVIDER_VETO);
-  EXPECT_EQ(hw_->OnLunEmpty(nullptr, nullptr), S_OK);
-  EXPECT_TRUE(groupA_->operations.empty());
 }
 
 TEST_F(ProviderOperationsTest, UnknownSetIsVetoedWithItsEvents) {
@@ -306,18 +268,11 @@ TEST_F(ProviderOperationsTest, LocateLunsAnswersWithTheLastExposureAndStopsAtAnU
   groupA_->AddSnapshot("s1", "vss-1", "vol-a1");
   groupA_->AddSnapshot("s2", "vss-2", "vol-a2");
   groupA_->exposeResults = {E_FAIL, S_OK};
-  std::vector<provider::OwnedLunInformation> owned;
-  owned.push_back(Lun("Vantor", "Server", "s1"));
-  owned.push_back(Lun("Vantor", "Server", "s2"));
-  std::vector<VDS_LUN_INFORMATION> view;
-  EXPECT_EQ(hw_->LocateLuns(2, Luns(owned, view)), S_OK);
+  EXPECT_EQ(hw_->LocateLuns(2, Luns{{"Vantor", "Server", "s1"}, {"Vantor", "Server", "s2"}}.data()), S_OK);
   EXPECT_EQ(EventCount(4280), 2);
 
-  owned.clear();
-  owned.push_back(Lun("Vantor", "Server", "nope"));
-  owned.push_back(Lun("Vantor", "Server", "s1"));
   groupA_->operations.clear();
-  EXPECT_EQ(hw_->LocateLuns(2, Luns(owned, view)), VSS_E_PROVIDER_VETO);
+  EXPECT_EQ(hw_->LocateLuns(2, Luns{{"Vantor", "Server", "nope"}, {"Vantor", "Server", "s1"}}.data()), VSS_E_PROVIDER_VETO);
   EXPECT_EQ(EventCount(4120), 1);
   EXPECT_TRUE(groupA_->operations.empty());  // the later LUN was not exposed
 }
@@ -334,12 +289,7 @@ TEST_F(ProviderOperationsTest, LunThatTheDriverPlacesOnTheWrongGroupIsFoundByPol
 
 TEST_F(ProviderOperationsTest, SetOfVirtualDisksIsGroupedWithoutRefreshingTheArrays) {
   groupB_->AddVirtualDisk("6000c29a", "vvv1", "vm-disk");
-  std::vector<provider::OwnedLunInformation> owned;
-  owned.push_back(Lun("VMware", "Virtual disk", "6000c29a"));
-  std::vector<VDS_LUN_INFORMATION> view;
-  WINBOOL supported = FALSE;
-  ASSERT_EQ(hw_->AreLunsSupported(1, 0, nullptr, Luns(owned, view), &supported), S_OK);
-  ASSERT_TRUE(supported);
+  ASSERT_TRUE(Supported(*hw_, {{"VMware", "Virtual disk", "6000c29a"}}));
   EXPECT_EQ(EventCount(4350), 1);
 
   const VSS_ID set = Prepare({"6000c29a"});
@@ -354,25 +304,8 @@ TEST_F(ProviderOperationsTest, SetOfVirtualDisksIsGroupedWithoutRefreshingTheArr
   EXPECT_EQ(described[0].sourceSerial, "6000c29a");
   EXPECT_EQ(described[0].snapshotSerial, "svvv1");
 
-  // GetTargetLuns knows the snapshot by the disk's own serial number; a LUN of no set is vetoed
-  // with its event while the others are still described.
-  owned.clear();
-  owned.push_back(Lun("Vantor", "Server", "not-in-the-set"));
-  owned.push_back(Lun("VMware", "Virtual disk", "6000c29a"));
-  std::vector<VDS_LUN_INFORMATION> targets(2);
-  EXPECT_EQ(hw_->GetTargetLuns(2, nullptr, Luns(owned, view), targets.data()), VSS_E_PROVIDER_VETO);
-  EXPECT_EQ(EventCount(4110), 1);
-  EXPECT_EQ(targets[0].m_szSerialNumber, nullptr);
-  ASSERT_NE(targets[1].m_szSerialNumber, nullptr);
-  EXPECT_STREQ(targets[1].m_szSerialNumber, "svvv1");
-  EXPECT_STREQ(targets[1].m_szProductId, "Virtual disk");
-  for (auto& target : targets) provider::FreeLunInformation(target);
-
   // A virtual disk no group backs is not supported.
-  owned.clear();
-  owned.push_back(Lun("VMware", "Virtual disk", "unknown"));
-  ASSERT_EQ(hw_->AreLunsSupported(1, 0, nullptr, Luns(owned, view), &supported), S_OK);
-  EXPECT_FALSE(supported);
+  EXPECT_FALSE(Supported(*hw_, {{"VMware", "Virtual disk", "unknown"}}));
   EXPECT_EQ(EventCount(4370), 1);
 }
 
@@ -406,7 +339,7 @@ class OneDiskStorage : public platform::StorageDevices {
 };
 }  // namespace
 
-TEST_F(ProviderOperationsTest, FillInLunInfoGivesTheDevicesDesignatorsPaddedAndWithEachEuiHalfReversed) {
+TEST_F(ProviderOperationsTest, FillInLunInfoGivesTheDevicesDesignatorsAndRecognisesSnapshotsItNeverLocated) {
   std::vector<std::uint8_t> eui(16);
   for (std::size_t i = 0; i < eui.size(); ++i) eui[i] = static_cast<std::uint8_t>(i * 0x11);  // 00 11 .. FF
   const std::vector<std::uint8_t> vendorId(40, 'V');
@@ -414,11 +347,14 @@ TEST_F(ProviderOperationsTest, FillInLunInfoGivesTheDevicesDesignatorsPaddedAndW
       {{platform::StorageIdCodeSetAscii, platform::StorageIdTypeVendorId, platform::StorageIdAssocDevice, vendorId},
        {platform::StorageIdCodeSetBinary, platform::StorageIdTypeEUI64, platform::StorageIdAssocDevice, eui}})));
 
+  const auto described = [](provider::OwnedLunInformation& lun, const char* serial) {
+    return provider::BuildLunInformation(
+        lun.get(), "Vantor", "Server", "1.0", serial,
+        {{VDSStorageIdCodeSetAscii, VDSStorageIdTypeVendorId, std::vector<std::uint8_t>(40, 'x')},
+         {VDSStorageIdCodeSetBinary, VDSStorageIdTypeEUI64, std::vector<std::uint8_t>(16, 0)}});
+  };
   provider::OwnedLunInformation lun;
-  ASSERT_TRUE(provider::BuildLunInformation(
-      lun.get(), "Vantor", "Server", "1.0", "aaa1",
-      {{VDSStorageIdCodeSetAscii, VDSStorageIdTypeVendorId, std::vector<std::uint8_t>(40, 'x')},
-       {VDSStorageIdCodeSetBinary, VDSStorageIdTypeEUI64, std::vector<std::uint8_t>(16, 0)}}));
+  ASSERT_TRUE(described(lun, "aaa1"));
   lun.get().m_diskSignature = wincompat::NewGuid();
   std::wstring device = L"\\\\.\\PhysicalDrive1";
   WINBOOL supported = FALSE;
@@ -444,6 +380,22 @@ TEST_F(ProviderOperationsTest, FillInLunInfoGivesTheDevicesDesignatorsPaddedAndW
                                              {VDSStorageIdCodeSetBinary, VDSStorageIdTypePortRelative, {3}}}));
   ASSERT_EQ(hw_->FillInLunInfo(device.data(), &three.get(), &supported), S_OK);
   EXPECT_FALSE(supported);
+
+  // A snapshot is recognised and released (logged out, offline; it stays) by a provider that
+  // never located it; a serial of no volume or snapshot is unsupported and its release vetoed.
+  groupA_->AddSnapshot("s1", "vss-1", "vol-a1");
+  for (const char* serial : {"s1", "zzz"}) {
+    const bool known = serial == std::string("s1");
+    provider::OwnedLunInformation snapshot;
+    ASSERT_TRUE(described(snapshot, serial));
+    groupA_->operations.clear();
+    ASSERT_EQ(hw_->FillInLunInfo(device.data(), &snapshot.get(), &supported), S_OK);
+    EXPECT_EQ(supported, known ? TRUE : FALSE) << serial;
+    EXPECT_EQ(hw_->OnLunEmpty(device.data(), &snapshot.get()), known ? S_OK : VSS_E_PROVIDER_VETO) << serial;
+    EXPECT_EQ(groupA_->operations, known ? (Operations{"unexpose:snap-s1", "offline:snap-s1"}) : Operations()) << serial;
+  }
+  EXPECT_EQ(hw_->OnLunEmpty(nullptr, nullptr), S_OK);
+  EXPECT_TRUE(groupA_->operations.empty());
   platform::StorageDevicesSlot::Install(std::move(previous));
 }
 
@@ -451,12 +403,7 @@ TEST_F(ProviderOperationsTest, VirtualDiskAskedAboutButNotPreparedDoesNotSkipThe
   // The group of aaa1 is configured only after the virtual disk was asked about.
   groupB_->AddVirtualDisk("6000c29a", "vvv1", "vm-disk");
   discovered_.erase("127.1.0.1");
-  std::vector<provider::OwnedLunInformation> owned;
-  owned.push_back(Lun("VMware", "Virtual disk", "6000c29a"));
-  std::vector<VDS_LUN_INFORMATION> view;
-  WINBOOL supported = FALSE;
-  ASSERT_EQ(hw_->AreLunsSupported(1, 0, nullptr, Luns(owned, view), &supported), S_OK);
-  ASSERT_TRUE(supported);
+  ASSERT_TRUE(Supported(*hw_, {{"VMware", "Virtual disk", "6000c29a"}}));
   discovered_["127.1.0.1"] = Vantor::LoginInfo("admin", "pw");
 
   const VSS_ID set = Prepare({"aaa1"});
@@ -464,36 +411,4 @@ TEST_F(ProviderOperationsTest, VirtualDiskAskedAboutButNotPreparedDoesNotSkipThe
   ASSERT_EQ(Sets().CommitSnapshots(set), S_OK);
   EXPECT_EQ(groupA_->operations, std::vector<std::string>{"create:1"});
   EXPECT_EQ(EventCount(4100), 0);
-}
-
-TEST_F(ProviderOperationsTest, SnapshotLunIsRecognisedAndReleasedByAProviderThatNeverLocatedIt) {
-  groupA_->AddSnapshot("s1", "vss-1", "vol-a1");
-  const std::vector<std::uint8_t> vendorId(40, 'S');
-  const std::vector<std::uint8_t> eui(16, 0x5A);
-  auto previous = platform::StorageDevicesSlot::Install(std::make_unique<OneDiskStorage>(platform::BuildStorageDeviceIdDescriptor(
-      {{platform::StorageIdCodeSetAscii, platform::StorageIdTypeVendorId, platform::StorageIdAssocDevice, vendorId},
-       {platform::StorageIdCodeSetBinary, platform::StorageIdTypeEUI64, platform::StorageIdAssocDevice, eui}})));
-  provider::OwnedLunInformation lun;
-  ASSERT_TRUE(provider::BuildLunInformation(lun.get(), "Vantor", "Server", "1.0", "s1",
-                                            {{VDSStorageIdCodeSetAscii, VDSStorageIdTypeVendorId, vendorId},
-                                             {VDSStorageIdCodeSetBinary, VDSStorageIdTypeEUI64, eui}}));
-  std::wstring device = L"\\\\.\\PhysicalDrive1";
-  WINBOOL supported = FALSE;
-  ASSERT_EQ(hw_->FillInLunInfo(device.data(), &lun.get(), &supported), S_OK);
-  EXPECT_TRUE(supported);
-  EXPECT_EQ(hw_->OnLunEmpty(device.data(), &lun.get()), S_OK);
-  EXPECT_EQ(groupA_->operations, (std::vector<std::string>{"unexpose:snap-s1", "offline:snap-s1"}));
-
-  // A serial number that is neither a volume nor a snapshot of any group stays unsupported, and
-  // releasing it is vetoed without touching an array.
-  provider::OwnedLunInformation stranger;
-  ASSERT_TRUE(provider::BuildLunInformation(stranger.get(), "Vantor", "Server", "1.0", "zzz",
-                                            {{VDSStorageIdCodeSetAscii, VDSStorageIdTypeVendorId, vendorId},
-                                             {VDSStorageIdCodeSetBinary, VDSStorageIdTypeEUI64, eui}}));
-  groupA_->operations.clear();
-  ASSERT_EQ(hw_->FillInLunInfo(device.data(), &stranger.get(), &supported), S_OK);
-  EXPECT_FALSE(supported);
-  EXPECT_EQ(hw_->OnLunEmpty(device.data(), &stranger.get()), VSS_E_PROVIDER_VETO);
-  EXPECT_TRUE(groupA_->operations.empty());
-  platform::StorageDevicesSlot::Install(std::move(previous));
 }

@@ -10,22 +10,14 @@ class ProviderResync : public ScriptedGroups {
  protected:
   // ResyncLuns over (snapshot serial, volume serial) pairs; the async object is released.
   HRESULT Resync(const std::vector<std::pair<std::string, std::string>>& pairs, const char* targetVendor = "Vantor") {
-    std::vector<provider::OwnedLunInformation> owned;
+    std::vector<Luns::Spec> sources, targets;
     for (const auto& [snapshot, volume] : pairs) {
-      owned.emplace_back();
-      EXPECT_TRUE(provider::BuildLunInformation(owned.back().get(), "Vantor", "Server", "1.0", snapshot, {}));
-      owned.emplace_back();
-      EXPECT_TRUE(provider::BuildLunInformation(owned.back().get(), targetVendor,
-                                                targetVendor == std::string("Vantor") ? "Server" : "Virtual disk",
-                                                "1.0", volume, {}));
+      sources.push_back({"Vantor", "Server", snapshot});
+      targets.push_back({targetVendor, targetVendor == std::string("Vantor") ? "Server" : "Virtual disk", volume});
     }
-    std::vector<VDS_LUN_INFORMATION> sources, targets;
-    for (std::size_t i = 0; i < owned.size(); i += 2) {
-      sources.push_back(owned[i].get());
-      targets.push_back(owned[i + 1].get());
-    }
+    Luns sourceLuns(sources), targetLuns(targets);
     IVssAsync* async = nullptr;
-    const HRESULT hr = hw_->ResyncLuns(sources.data(), targets.data(), static_cast<DWORD>(pairs.size()), &async);
+    const HRESULT hr = hw_->ResyncLuns(sourceLuns.data(), targetLuns.data(), static_cast<DWORD>(pairs.size()), &async);
     asyncMade_ = async != nullptr;
     if (async != nullptr) async->Release();
     return hr;

@@ -4,8 +4,8 @@
 
 #include <filesystem>
 #include <fstream>
-#include <random>
 
+#include "HostTestSupport.h"
 #include "LunCatalog.h"
 #include "LunJson.h"
 #include "ShadowCopyDocument.h"
@@ -36,15 +36,8 @@ vantorvss::ShadowCopySet SampleSet(const std::string& id, const std::vector<std:
 
 class ShadowCopyDocumentTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    std::random_device random;
-    file_ = std::filesystem::temp_directory_path() / ("vantor-doc-" + std::to_string(random()) + ".json");
-  }
-  void TearDown() override {
-    std::error_code ignored;
-    std::filesystem::remove(file_, ignored);
-  }
-  std::filesystem::path file_;
+  hosttest::TempFolder folder_;
+  const std::filesystem::path file_ = folder_.path() / "shadow-copies.json";
 };
 
 }  // namespace
