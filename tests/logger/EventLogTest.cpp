@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "HostTestSupport.h"
 #include "logger/EventReporter.h"
 #include "logger/WindowsEventLogWrapper.h"
 #include "messages/EventText.h"
@@ -107,18 +108,10 @@ TEST(EmulatedEventLog, KeepsRecordsAndWritesRenderedTextsBesideTheTrace) {
 
 class EventLogWrapper : public testing::Test {
  protected:
-  void SetUp() override {
-    auto emulated = std::make_unique<platform::EmulatedEventLog>();
-    log_ = emulated.get();
-    previous_ = platform::EventLogSlot::Install(std::move(emulated));
-    wrapper_.Init(L"Vantor VSS Hardware Provider", L"C:\\Vantor\\VantorVssProvider.exe");
-  }
-  void TearDown() override {
-    logger::SetProcessEventLog(nullptr);
-    platform::EventLogSlot::Install(std::move(previous_));
-  }
-  platform::EmulatedEventLog* log_ = nullptr;
-  std::unique_ptr<platform::EventLog> previous_;
+  EventLogWrapper() { wrapper_.Init(L"Vantor VSS Hardware Provider", L"C:\\Vantor\\VantorVssProvider.exe"); }
+  ~EventLogWrapper() override { logger::SetProcessEventLog(nullptr); }
+  hosttest::ScopedSeam<platform::EventLog> seam_{std::make_unique<platform::EmulatedEventLog>()};
+  platform::EmulatedEventLog* log_ = static_cast<platform::EmulatedEventLog*>(&seam_.get());
   CWindowsEventLogWrapper wrapper_;
 };
 
