@@ -56,11 +56,6 @@ TEST(WindowsUserHelper, ComparesAccountSpellingsAsWindowsResolvesThem) {
   for (const wchar_t* other : {L"NT AUTHORITY\\NetworkService", L".\\backup", L"CORP\\SYSTEM", L""}) {
     EXPECT_FALSE(WindowsUserHelper::IsLocalSystem(other)) << testing::PrintToString(std::wstring(other));
   }
-
-  std::wstring user;
-  EXPECT_EQ(WindowsUserHelper::GetWindowsServiceUser(L"Vantor VSS Hardware Provider", user), static_cast<DWORD>(ERROR_SUCCESS));
-  EXPECT_EQ(user, L".\\backup");
-  EXPECT_EQ(WindowsUserHelper::GetWindowsServiceUser(L"Other", user), static_cast<DWORD>(ERROR_SERVICE_DOES_NOT_EXIST));
 }
 
 TEST(WindowsUserHelper, WithoutAServiceAccountSeamTheLookupFailsCleanly) {

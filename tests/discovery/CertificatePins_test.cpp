@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "HostTestSupport.h"
 #include "discovery/CertificatePins.h"
 #include "discovery/ConfigurationKeys.h"
 #include "platform/Registry.h"
@@ -24,25 +25,11 @@ namespace {
 
 const std::string kPin = "0123456789abcdef0123456789abcdef0123456789abcdef0123456789abcdef";
 
-class SeamFor {
- public:
-  explicit SeamFor(std::unique_ptr<platform::Registry> registry)
-      : mPrevious(platform::RegistrySlot::Install(std::move(registry))) {}
-  ~SeamFor() { platform::RegistrySlot::Install(std::move(mPrevious)); }
-  SeamFor(const SeamFor&) = delete;
-  SeamFor& operator=(const SeamFor&) = delete;
-
- private:
-  std::unique_ptr<platform::Registry> mPrevious;
-};
-
 TEST(CertificatePins, StoredValuesThatAreNoPinReadAsNone) {
-  auto owned = std::make_unique<platform::EmulatedRegistry>();
-  platform::EmulatedRegistry& registry = *owned;
-  const SeamFor seam(std::move(owned));
+  const hosttest::ScopedEmulatedRegistry seam;
   std::string upper;
   for (const char c : kPin) upper += static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-  ASSERT_FALSE(registry
+  ASSERT_FALSE(seam.get()
                    .LoadText("Windows Registry Editor Version 5.00\n\n"
                              "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Vantor Storage\\Certificates]\n"
                              "\"10.0.0.1\"=\"" + upper + "\"\n"
@@ -66,7 +53,7 @@ TEST(CertificatePins, StoredValuesThatAreNoPinReadAsNone) {
 using testsupport::DaclOf;
 
 TEST(CertificatePins, TheKeyAdmitsSystemAndAdministratorsOnly) {
-  const SeamFor seam(std::make_unique<platform::Win32Registry>());
+  const hosttest::ScopedSeam<platform::Registry> seam(std::make_unique<platform::Win32Registry>());
   const char* const address = "192.0.2.77";  // documentation range: no real array
   ASSERT_EQ(discovery::WriteCertificatePin(address, kPin), ERROR_SUCCESS);
   EXPECT_EQ(DaclOf(discovery::kCertificatesKey), L"D:P(A;OICI;KA;;;SY)(A;OICI;KA;;;BA)");

@@ -93,19 +93,15 @@ class GroupFinderTest : public ::testing::Test {
   FakeServiceAccount& accounts() { return static_cast<FakeServiceAccount&>(mAccounts.get()); }
   FakeDsm& dsm() { return static_cast<FakeDsm&>(mDsm.get()); }
 
-  void SetString(const std::wstring& key, const wchar_t* name, const std::wstring& value) {
+  void Set(const std::wstring& key, const wchar_t* name, DWORD type, const void* data, std::size_t size) {
     platform::RegKey handle;
     ASSERT_EQ(platform::TheRegistry().CreateKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), handle.out()), ERROR_SUCCESS);
-    ASSERT_EQ(platform::TheRegistry().SetValueExW(handle.get(), name, REG_SZ, reinterpret_cast<const BYTE*>(value.c_str()),
-                                                  static_cast<DWORD>((value.size() + 1) * sizeof(wchar_t))),
+    ASSERT_EQ(platform::TheRegistry().SetValueExW(handle.get(), name, type, static_cast<const BYTE*>(data),
+                                                  static_cast<DWORD>(size)),
               ERROR_SUCCESS);
   }
-  void SetDword(const wchar_t* name, DWORD value) {
-    platform::RegKey handle;
-    ASSERT_EQ(platform::TheRegistry().CreateKeyExW(HKEY_LOCAL_MACHINE, discovery::kConfigurationKey, handle.out()),
-              ERROR_SUCCESS);
-    ASSERT_EQ(platform::TheRegistry().SetValueExW(handle.get(), name, REG_DWORD, reinterpret_cast<const BYTE*>(&value), 4),
-              ERROR_SUCCESS);
+  void SetString(const std::wstring& key, const wchar_t* name, const std::wstring& value) {
+    Set(key, name, REG_SZ, value.c_str(), (value.size() + 1) * sizeof(wchar_t));
   }
   void SetGroupMgmtIps(const std::wstring& ips) { SetString(discovery::kConfigurationKey, discovery::kGroupMgmtIps, ips); }
   // A profile as the configuration tooling writes it; a null password leaves the value out,
@@ -121,11 +117,7 @@ class GroupFinderTest : public ::testing::Test {
     if (*password) {
       ASSERT_EQ(EncryptDecrypt().EncryptBuffer(password, blob), static_cast<DWORD>(ERROR_SUCCESS));
     }
-    platform::RegKey handle;
-    ASSERT_EQ(platform::TheRegistry().CreateKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), handle.out()), ERROR_SUCCESS);
-    ASSERT_EQ(platform::TheRegistry().SetValueExW(handle.get(), discovery::kPassword, REG_BINARY, blob.data(),
-                                                  static_cast<DWORD>(blob.size())),
-              ERROR_SUCCESS);
+    Set(key, discovery::kPassword, REG_BINARY, blob.data(), blob.size());
   }
 
   hosttest::TempFolder mFolder;
@@ -266,7 +258,7 @@ TEST_F(GroupFinderTest, TheDriverIsAskedUnlessDiscoveryIsSwitchedOffWithExactlyO
     bool asked;
   };
   for (const Case c : {Case{1, false}, Case{2, true}, Case{0, true}}) {
-    SetDword(discovery::kDisableAutomaticGroupDiscovery, c.value);
+    Set(discovery::kConfigurationKey, discovery::kDisableAutomaticGroupDiscovery, REG_DWORD, &c.value, 4);
     dsm().opens = 0;
     GroupCredentialMap groups;
     mFinder.DiscoverGroups(groups);

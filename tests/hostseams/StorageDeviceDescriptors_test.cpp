@@ -28,22 +28,8 @@ Bytes ThreeIdentifiers() {
   });
 }
 
-TEST(StorageDeviceIdWalk, ReadsEveryIdentifierOfAWellFormedDescriptor) {
-  const Bytes descriptor = ThreeIdentifiers();
-  const auto walk = platform::WalkStorageDeviceIdDescriptor(descriptor);
-  ASSERT_EQ(walk.status, DeviceIdWalkStatus::Complete);
-  EXPECT_EQ(walk.version, 1u);
-  ASSERT_EQ(walk.identifiers.size(), 3u);
-  EXPECT_EQ(walk.identifiers[0].type, platform::StorageIdTypeVendorId);
-  EXPECT_EQ(walk.identifiers[0].identifier.size(), 40u);
-  EXPECT_EQ(walk.identifiers[1].codeSet, platform::StorageIdCodeSetBinary);
-  EXPECT_EQ(walk.identifiers[1].identifier.size(), 16u);
-  EXPECT_EQ(walk.identifiers[1].identifier[15], 0xEE);
-  EXPECT_EQ(walk.identifiers[2].association, platform::StorageIdAssocPort);
-}
-
 // Offsets: identifier 0 starts at 12 (its size at 20, NextOffset at 22); identifier 1 at 68.
-TEST(StorageDeviceIdWalk, StopsInsideTheBufferOnBrokenDescriptors) {
+TEST(StorageDeviceIdWalk, ReadsWellFormedDescriptorsAndStopsInsideTheBufferOnBrokenOnes) {
   struct Case {
     const char* name;
     void (*damage)(Bytes&);
@@ -51,6 +37,7 @@ TEST(StorageDeviceIdWalk, StopsInsideTheBufferOnBrokenDescriptors) {
     std::size_t identifiersRead;
   };
   const Case cases[] = {
+      {"well formed", [](Bytes&) {}, DeviceIdWalkStatus::Complete, 3},
       {"shorter than the header", [](Bytes& b) { b.resize(11); }, DeviceIdWalkStatus::HeaderTruncated, 0},
       {"Size below the header", [](Bytes& b) { PutU32(b, 4, 8); }, DeviceIdWalkStatus::HeaderTruncated, 0},
       {"NextOffset of 0", [](Bytes& b) { PutU16(b, 22, 0); }, DeviceIdWalkStatus::BadNextOffset, 1},

@@ -64,6 +64,11 @@ class RegistryContract : public ::testing::Test {
   void SetString(const wchar_t* name, const std::wstring& text, DWORD type = REG_SZ) {
     SetRaw(key_.get(), name, type, text.c_str(), static_cast<DWORD>((text.size() + 1) * W));
   }
+  // RegGetValueW on a value of the test's key (or `path` below HKLM).
+  static LSTATUS Get(const std::wstring& path, const wchar_t* name, DWORD flags, void* data, DWORD* size,
+                     DWORD* type = nullptr) {
+    return reg().GetValueW(HKEY_LOCAL_MACHINE, path.c_str(), name, flags, type, data, size);
+  }
   void CreateSubKey(const wchar_t* path) {
     RegKey sub;
     ASSERT_EQ(reg().CreateKeyExW(key_.get(), path, sub.out()), ERROR_SUCCESS);
@@ -116,91 +121,67 @@ TEST_F(RegistryContract, GetValueAppliesTheTypeFilter) {
     std::vector<BYTE> buffer(64);
     DWORD type = 0xDEAD;
     DWORD size = c.capacity;
-    EXPECT_EQ(reg().GetValueW(HKEY_LOCAL_MACHINE, base_.c_str(), c.value, c.flags, &type, buffer.data(), &size),
-              c.status);
+    EXPECT_EQ(Get(base_, c.value, c.flags, buffer.data(), &size, &type), c.status);
     if (c.type != 0) {
       EXPECT_EQ(type, c.type);
       EXPECT_EQ(size, c.size);
     }
   }
-  DWORD value = 0, size = sizeof value;
-  ASSERT_EQ(reg().GetValueW(HKEY_LOCAL_MACHINE, base_.c_str(), L"Dword", RRF_RT_REG_DWORD, nullptr, &value, &size),
-            ERROR_SUCCESS);
-  EXPECT_EQ(value, 1u);
 }
 
 TEST_F(RegistryContract, GetValueSizesCountTheTerminator) {
   SetString(L"Long", L"hello world");
   SetString(L"", L"default");
   SetRaw(key_.get(), L"NoTerminator", REG_SZ, L"abc", 3 * W);
-  const wchar_t* path = base_.c_str();
+  constexpr DWORD kSz = RRF_RT_REG_SZ;
+  std::vector<wchar_t> text(16, L'x');
+  const DWORD all = static_cast<DWORD>(text.size() * W);
 
   DWORD size = 0;
-  ASSERT_EQ(reg().GetValueW(HKEY_LOCAL_MACHINE, path, L"Long", RRF_RT_REG_SZ, nullptr, nullptr, &size), ERROR_SUCCESS);
+  ASSERT_EQ(Get(base_, L"Long", kSz, nullptr, &size), ERROR_SUCCESS);
   EXPECT_EQ(size, 12 * W);
-
-  std::vector<wchar_t> text(16, L'x');
   size = 11 * W;
-  EXPECT_EQ(reg().GetValueW(HKEY_LOCAL_MACHINE, path, L"Long", RRF_RT_REG_SZ, nullptr, text.data(), &size),
-            ERROR_MORE_DATA);
+  EXPECT_EQ(Get(base_, L"Long", kSz, text.data(), &size), ERROR_MORE_DATA);
   EXPECT_EQ(size, 12 * W);
   size = 12 * W;
-  ASSERT_EQ(reg().GetValueW(HKEY_LOCAL_MACHINE, path, L"LONG", RRF_RT_REG_SZ, nullptr, text.data(), &size),
-            ERROR_SUCCESS);
+  ASSERT_EQ(Get(base_, L"LONG", kSz, text.data(), &size), ERROR_SUCCESS);
   EXPECT_EQ(std::wstring(text.data()), L"hello world");
 
   // A string stored without its terminator comes back terminated, one character longer.
   size = 0;
-  ASSERT_EQ(reg().GetValueW(HKEY_LOCAL_MACHINE, path, L"NoTerminator", RRF_RT_REG_SZ, nullptr, nullptr, &size),
-            ERROR_SUCCESS);
+  ASSERT_EQ(Get(base_, L"NoTerminator", kSz, nullptr, &size), ERROR_SUCCESS);
   EXPECT_EQ(size, 4 * W);
   std::fill(text.begin(), text.end(), L'x');
-  size = static_cast<DWORD>(text.size() * W);
-  ASSERT_EQ(reg().GetValueW(HKEY_LOCAL_MACHINE, path, L"NoTerminator", RRF_RT_REG_SZ, nullptr, text.data(), &size),
-            ERROR_SUCCESS);
+  size = all;
+  ASSERT_EQ(Get(base_, L"NoTerminator", kSz, text.data(), &size), ERROR_SUCCESS);
   EXPECT_EQ(std::wstring(text.data()), L"abc");
 
   // The default value answers to a null and to an empty name.
   for (const wchar_t* name : {static_cast<const wchar_t*>(nullptr), L""}) {
-    size = static_cast<DWORD>(text.size() * W);
-    ASSERT_EQ(reg().GetValueW(HKEY_LOCAL_MACHINE, path, name, RRF_RT_REG_SZ, nullptr, text.data(), &size),
-              ERROR_SUCCESS);
+    size = all;
+    ASSERT_EQ(Get(base_, name, kSz, text.data(), &size), ERROR_SUCCESS);
     EXPECT_EQ(std::wstring(text.data()), L"default");
   }
 
   // RRF_ZEROONFAILURE clears the caller's buffer when the value does not fit.
   std::fill(text.begin(), text.end(), L'x');
   size = 4 * W;
-  EXPECT_EQ(reg().GetValueW(HKEY_LOCAL_MACHINE, path, L"Long", RRF_RT_REG_SZ | RRF_ZEROONFAILURE, nullptr,
-                            text.data(), &size),
-            ERROR_MORE_DATA);
+  EXPECT_EQ(Get(base_, L"Long", kSz | RRF_ZEROONFAILURE, text.data(), &size), ERROR_MORE_DATA);
   EXPECT_EQ(std::wstring(text.data()), L"");
 
-  EXPECT_EQ(reg().GetValueW(HKEY_LOCAL_MACHINE, path, L"Long", RRF_RT_REG_SZ, nullptr, text.data(), nullptr),
-            ERROR_INVALID_PARAMETER);
-  const std::wstring missingKey = base_ + L"\\NoSuchKey";
-  size = static_cast<DWORD>(text.size() * W);
-  EXPECT_EQ(reg().GetValueW(HKEY_LOCAL_MACHINE, missingKey.c_str(), L"Long", RRF_RT_REG_SZ, nullptr, text.data(),
-                            &size),
-            ERROR_FILE_NOT_FOUND);
-}
+  EXPECT_EQ(Get(base_, L"Long", kSz, text.data(), nullptr), ERROR_INVALID_PARAMETER);
+  size = all;
+  EXPECT_EQ(Get(base_ + L"\\NoSuchKey", L"Long", kSz, text.data(), &size), ERROR_FILE_NOT_FOUND);
 
-TEST_F(RegistryContract, GetValueAReturnsNarrowStrings) {
-  SetString(L"Long", L"hello world");
+  // RegGetValueA counts narrow characters.
   const std::string path(base_.begin(), base_.end());
-  char text[64] = {};
-  DWORD size = 0;
-  ASSERT_EQ(reg().GetValueA(HKEY_LOCAL_MACHINE, path.c_str(), "Long", RRF_RT_REG_SZ, nullptr, nullptr, &size),
-            ERROR_SUCCESS);
-  EXPECT_EQ(size, 12u);
+  char narrow[64] = {};
   size = 5;
-  EXPECT_EQ(reg().GetValueA(HKEY_LOCAL_MACHINE, path.c_str(), "Long", RRF_RT_REG_SZ, nullptr, text, &size),
-            ERROR_MORE_DATA);
+  EXPECT_EQ(reg().GetValueA(HKEY_LOCAL_MACHINE, path.c_str(), "Long", kSz, nullptr, narrow, &size), ERROR_MORE_DATA);
   EXPECT_EQ(size, 12u);
-  size = sizeof text;
-  ASSERT_EQ(reg().GetValueA(HKEY_LOCAL_MACHINE, path.c_str(), "long", RRF_RT_REG_SZ, nullptr, text, &size),
-            ERROR_SUCCESS);
-  EXPECT_EQ(std::string(text), "hello world");
+  size = sizeof narrow;
+  ASSERT_EQ(reg().GetValueA(HKEY_LOCAL_MACHINE, path.c_str(), "long", kSz, nullptr, narrow, &size), ERROR_SUCCESS);
+  EXPECT_EQ(std::string(narrow), "hello world");
 }
 
 TEST_F(RegistryContract, OpenKeyAndQueryValue) {
