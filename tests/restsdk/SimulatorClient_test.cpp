@@ -104,20 +104,6 @@ TEST_F(ClientAgainstSimulator, SnapshotSetLifeRunsOverOneKeptConnection) {
   v1::Snapshot online;
   online.setOnline(true);
   EXPECT_TRUE(factory->getSnapshotObjectSet()->updateObject(snapId, online)->getOnline());
-  try {
-    factory->getSnapshotObjectSet()->updateObject(snapId, online);
-    ADD_FAILURE() << "onlined twice";
-  } catch (const GroupMgmtServerException& e) {
-    EXPECT_EQ(e.getHttpStatus(), 409);
-    ASSERT_FALSE(e.getMessages().empty());
-    EXPECT_EQ(e.getMessages()[0].getCode(), "SM_ealready");
-  }
-  try {
-    factory->getSnapshotObjectSet()->deleteObject(snapId);
-    ADD_FAILURE() << "deleted an online snapshot";
-  } catch (const GroupMgmtServerException& e) {
-    EXPECT_EQ(e.getMessages().at(0).getCode(), "SM_ebusy");
-  }
   v1::Snapshot offline;
   offline.setOnline(false);
   factory->getSnapshotObjectSet()->updateObject(snapId, offline);
@@ -127,7 +113,7 @@ TEST_F(ClientAgainstSimulator, SnapshotSetLifeRunsOverOneKeptConnection) {
   const json state = groupState();
   EXPECT_EQ(state.at("snapshots").size(), 1u);
   EXPECT_EQ(state.at("debug_log").back().at("message"), "set {set-1} committed");
-  // Login, search, bulk create, search, four updates/deletes that answered, log: one connection
+  // Login, search, bulk create, search, online, offline, delete, log: one connection
   // (WinHTTP's first is the handshake that reads the certificate before anything is sent).
 #ifdef _WIN32
   EXPECT_EQ(sim->connections(group.id), 2);
@@ -145,22 +131,12 @@ TEST_F(ClientAgainstSimulator, InjectedFaultsBecomeExceptionsWithClearTexts) {
   const auto groups = client->getV1ObjectSetFactory()->getGroupObjectSet();
   const v1::GetParams params;
 
-  sim->injectFault({{"group", group.id}, {"op", "search:groups"}, {"status", 503}, {"code", "SM_unavailable"},
-                    {"text", "busy"}});
-  try {
-    groups->getObjectList(params);
-    ADD_FAILURE() << "503 accepted";
-  } catch (const GroupMgmtServerException& e) {
-    EXPECT_EQ(e.getHttpStatus(), 503);
-    EXPECT_EQ(e.getMessages().at(0).getCode(), "SM_unavailable");
-    EXPECT_NE(std::string(e.what()).find("SM_unavailable (busy)"), std::string::npos) << e.what();
-  }
-
   struct Case {
     json fault;
     const char* inWhat;
   };
   const std::vector<Case> cases = {
+      {{{"status", 503}, {"code", "SM_unavailable"}, {"text", "busy"}}, "HTTP status 503: SM_unavailable (busy)"},
       {{{"malformed", true}, {"status", 500}}, "HTTP status 500: the answer carried no error messages"},
       {{{"malformed", true}}, "the body is not JSON"},
       {{{"drop", true}}, "connection"},
