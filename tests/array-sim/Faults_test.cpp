@@ -266,11 +266,11 @@ TEST_F(Faults, TrickledAnswerArrivesWholeButSlowly) {
     EXPECT_GE(elapsed, std::chrono::milliseconds(40 * pieces));
 }
 
-TEST_F(Faults, ControlApiTakesTheNewMembers) {
+TEST_F(Faults, ControlApiTakesEveryMember) {
     simtest::Client control("127.0.0.1", sim.controlPort(), false);
-    const json body = {{"group", group.id}, {"op", "search:snapshots"}, {"skip", 1},        {"lost", true},
-                       {"trickle_ms", 5},   {"trickle_bytes", 3},       {"wrong_type", "id"}, {"omit", "name"},
-                       {"oversize", 7}};
+    const json body = {{"group", group.id}, {"op", "search:snapshots"}, {"status", 503}, {"code", "SM_unavailable"},
+                       {"text", "busy"},    {"delay_ms", 4},  {"skip", 1},  {"lost", true},  {"trickle_ms", 5},
+                       {"trickle_bytes", 3}, {"wrong_type", "id"}, {"omit", "name"}, {"oversize", 7}};
     ASSERT_EQ(control.call("POST", "/control/faults", body).status, 200);
     const json pending = sim.state()["faults"][0];
     for (const auto& [name, value] : body.items()) EXPECT_EQ(pending[name], value) << name;
