@@ -75,8 +75,6 @@ TEST_F(ClientAgainstSimulator, SnapshotSetLifeRunsOverOneKeptConnection) {
   EXPECT_EQ(volume.getVpdT10(), data.at("vpd_t10"));
   EXPECT_THROW(volume.getSize(), AttributeNotSetException);  // not asked for
 
-  auto metadata = std::make_shared<v1::VsKeyValueList>();
-  metadata->push_back(std::make_shared<v1::VsKeyValue>("vss_vs_snapshot_set_id", "{set-1}"));
   v1::VsSnapVolList entries;
   for (const json* v : {&logs, &data}) {
     auto entry = std::make_shared<v1::VsSnapVol>();
@@ -84,7 +82,6 @@ TEST_F(ClientAgainstSimulator, SnapshotSetLifeRunsOverOneKeptConnection) {
     entry->setSnapName("{set-1}");
     entry->setOnline(false);
     entry->setWritable(false);
-    entry->setMetadata(metadata);
     entries.push_back(entry);
   }
   const auto created = factory->getSnapshotObjectSet()->bulkCreate(entries)->getSnapList();
