@@ -39,6 +39,7 @@ TEST(SearchFilter, MatchesLeavesGroupsAndMetadataKeys) {
         {"metadata value of another key", leaf("metadata.owner", "6000c29f"), false},
         {"metadata key absent", leaf("metadata.missing", "dba"), false},
         {"or of one miss and one hit", {{"operator", "or"}, {"criteria", {leaf("id", "x"), leaf("id", "06ab")}}}, true},
+        {"or of one hit and one miss", {{"operator", "or"}, {"criteria", {leaf("id", "06ab"), leaf("id", "x")}}}, true},
         {"and needs all", {{"operator", "and"}, {"criteria", {leaf("agent_type", "vvol"), leaf("id", "x")}}}, false},
         {"nested groups",
          {{"operator", "and"},

@@ -64,17 +64,12 @@ TEST_F(RestCallPolicy, SessionIsRefreshedOnceAndASecondRefusalFailsTheCall) {
   EXPECT_EQ(array->Requests().size(), 8u);
   EXPECT_EQ(array->Unanswered(), 0u);
   EXPECT_EQ(trace.Count("needs to refresh the session."), 3u);
-}
 
-TEST_F(RestCallPolicy, ErrorWithoutMessagesIsNeverTakenForAnExpiredSession) {
-  array->Session();
-  array->Objects(json::array({kGroup}));
-  GetGroupId(*connection);
+  // A 401 without messages is never taken for an expired session: no login, the error stands.
   array->Error(401, "");
-  Vantor::RestCallGetGroupId call(*connection);
   EXPECT_THROW(call.Execute(), GroupMgmtServerException);
+  EXPECT_EQ(array->Requests().size(), 9u);
   EXPECT_EQ(array->Requests().back(), "POST /v1/groups/search");
-  EXPECT_EQ(array->Requests().size(), 3u);
   EXPECT_TRUE(trace.Contains("GroupMgmtServerException is empty and therefore error code \"SM_http_unauthorized\" "
                              "is not found."));
 }
@@ -154,54 +149,47 @@ TEST_F(RestCallPolicy, FailedResultChecksRaiseTheCallsOwnText) {
   GetGroupId(*connection);
 
   const json snapshot = {{"id", "s1"}};
+  const auto objects = [&](json answer) { return [&, answer] { array->Objects(answer); }; };
   struct Case {
-    json answer;
+    std::function<void()> script;
     std::function<void()> run;
     std::string text;
+    bool whole = true;  // the text is the whole message, not a part of it
   };
   const std::vector<Case> cases = {
-      {json::array(), [&] { Vantor::RestCallFindVolBySerial(*connection, "abc").Execute(); }, "No volume found."},
-      {json::array(), [&] { Vantor::RestCallFindVolById(*connection, "vol-1").Execute(); }, "No volume found."},
-      {json::array(), [&] { Vantor::RestCallFindVvolBySerial(*connection, "abc").Execute(); }, "No volume found."},
-      {json::array(), [&] { Vantor::RestCallFindSnapBySerial(*connection, "abc").Execute(); }, "No snapshot found."},
-      {json::array({snapshot}), [&] { Vantor::RestCallFindSnapshotsByIDs(*connection, {"s1", "s2"}).Execute(); },
+      {objects(json::array()), [&] { Vantor::RestCallFindVolBySerial(*connection, "abc").Execute(); }, "No volume found."},
+      {objects(json::array()), [&] { Vantor::RestCallFindVolById(*connection, "vol-1").Execute(); }, "No volume found."},
+      {objects(json::array()), [&] { Vantor::RestCallFindVvolBySerial(*connection, "abc").Execute(); },
+       "No volume found."},
+      {objects(json::array()), [&] { Vantor::RestCallFindSnapBySerial(*connection, "abc").Execute(); },
+       "No snapshot found."},
+      {objects(json::array({snapshot})),
+       [&] { Vantor::RestCallFindSnapshotsByIDs(*connection, {"s1", "s2"}).Execute(); },
        "Number of retrieved snapshots (1) is different than number of original SnapIDs (2"},
-      {json::array(), [&] { Vantor::RestCallGetGroupId(*connection).Execute(); },
+      {objects(json::array()), [&] { Vantor::RestCallGetGroupId(*connection).Execute(); },
        "Get Group Id returned NULL group information."},
-      {json::array({{{"id", ""}, {"name", "g"}}}), [&] { Vantor::RestCallGetGroupId(*connection).Execute(); },
+      {objects(json::array({{{"id", ""}, {"name", "g"}}})), [&] { Vantor::RestCallGetGroupId(*connection).Execute(); },
        "Get Group Id returned empty Group ID."},
-      {json::array({{{"version_current", ""}}}), [&] { Vantor::RestCallGetGroupCurrVer(*connection).Execute(); },
-       "Could not find group's current version"},
+      {objects(json::array({{{"version_current", ""}}})),
+       [&] { Vantor::RestCallGetGroupCurrVer(*connection).Execute(); }, "Could not find group's current version"},
+      {[&] { array->Answer(201, {{"data", {{"snap_list", json::array({snapshot})}}}}); },
+       [&] { Vantor::RestCallSnapVolList(*connection, "{set}", {"vol-1", "vol-2"}).Execute(); },
+       "Expected number of returned snapshots: 2; Actual number of created snapshots: 1"},
+      // A transport failure is a plain exception with the library's text, not a server error.
+      {[&] { array->Fail(); }, [&] { Vantor::RestCallFindVolBySerial(*connection, "abc").Execute(); },
+       "scripted transport failure", false},
   };
   for (const auto& c : cases) {
-    array->Objects(c.answer);
+    c.script();
     try {
       c.run();
       ADD_FAILURE() << "no failure for " << c.text;
     } catch (const GroupMgmtServerException& e) {
       ADD_FAILURE() << "server error instead of the result check: " << e.what();
     } catch (const std::exception& e) {
-      EXPECT_EQ(std::string(e.what()), c.text);
+      if (c.whole) EXPECT_EQ(std::string(e.what()), c.text);
+      else EXPECT_NE(std::string(e.what()).find(c.text), std::string::npos) << e.what();
     }
-  }
-
-  array->Answer(201, {{"data", {{"snap_list", json::array({snapshot})}}}});
-  try {
-    Vantor::RestCallSnapVolList(*connection, "{set}", {"vol-1", "vol-2"}).Execute();
-    ADD_FAILURE() << "a bulk create with a snapshot missing succeeded";
-  } catch (const std::exception& e) {
-    EXPECT_EQ(std::string(e.what()), "Expected number of returned snapshots: 2; Actual number of created snapshots: 1");
-  }
-
-  // A transport failure is a plain exception with the library's text, not a server error.
-  array->Fail();
-  try {
-    Vantor::RestCallFindVolBySerial(*connection, "abc").Execute();
-    ADD_FAILURE() << "a dropped connection went unnoticed";
-  } catch (const GroupMgmtServerException&) {
-    ADD_FAILURE() << "a dropped connection became a server error";
-  } catch (const std::exception& e) {
-    EXPECT_NE(std::string(e.what()).find("scripted transport failure"), std::string::npos) << e.what();
   }
 }
 

@@ -68,18 +68,13 @@ TEST_F(ClientAgainstSimulator, SnapshotSetLifeRunsOverOneKeptConnection) {
   const auto factory = client->getV1ObjectSetFactory();
 
   const auto found = factory->getVolumeObjectSet()->getObjectList(
-      anyOf("serial_number", {data.at("serial_number")}, {"id", "name", "serial_number", "vpd_t10", "vpd_ieee0",
-                                                          "vpd_ieee1", "access_control_records", "target_name"}));
+      anyOf("serial_number", {data.at("serial_number")}, {"id", "name", "serial_number", "vpd_t10", "target_name"}));
   ASSERT_EQ(found->size(), 1u);
   const v1::Volume& volume = *found->front();
   EXPECT_EQ(volume.getId(), data.at("id"));
   EXPECT_EQ(volume.getVpdT10(), data.at("vpd_t10"));
-  EXPECT_EQ(volume.getVpdIeee0().size(), 8u);
-  EXPECT_EQ(volume.getAccessControlRecords()->front()->getAccessProtocol(), "iscsi");
   EXPECT_THROW(volume.getSize(), AttributeNotSetException);  // not asked for
 
-  auto metadata = std::make_shared<v1::VsKeyValueList>();
-  metadata->push_back(std::make_shared<v1::VsKeyValue>("vss_vs_snapshot_set_id", "{set-1}"));
   v1::VsSnapVolList entries;
   for (const json* v : {&logs, &data}) {
     auto entry = std::make_shared<v1::VsSnapVol>();
@@ -87,7 +82,6 @@ TEST_F(ClientAgainstSimulator, SnapshotSetLifeRunsOverOneKeptConnection) {
     entry->setSnapName("{set-1}");
     entry->setOnline(false);
     entry->setWritable(false);
-    entry->setMetadata(metadata);
     entries.push_back(entry);
   }
   const auto created = factory->getSnapshotObjectSet()->bulkCreate(entries)->getSnapList();
@@ -96,28 +90,10 @@ TEST_F(ClientAgainstSimulator, SnapshotSetLifeRunsOverOneKeptConnection) {
   EXPECT_EQ(created->at(1)->getVolName(), "data");
   EXPECT_FALSE(created->at(0)->getOnline());
 
-  const auto again = factory->getSnapshotObjectSet()->getObjectList(
-      anyOf("id", {created->at(1)->getId(), created->at(0)->getId()}, {"id", "vol_id", "serial_number"}));
-  EXPECT_EQ(again->size(), 2u);
-
   const std::string snapId = created->at(1)->getId();
   v1::Snapshot online;
   online.setOnline(true);
   EXPECT_TRUE(factory->getSnapshotObjectSet()->updateObject(snapId, online)->getOnline());
-  try {
-    factory->getSnapshotObjectSet()->updateObject(snapId, online);
-    ADD_FAILURE() << "onlined twice";
-  } catch (const GroupMgmtServerException& e) {
-    EXPECT_EQ(e.getHttpStatus(), 409);
-    ASSERT_FALSE(e.getMessages().empty());
-    EXPECT_EQ(e.getMessages()[0].getCode(), "SM_ealready");
-  }
-  try {
-    factory->getSnapshotObjectSet()->deleteObject(snapId);
-    ADD_FAILURE() << "deleted an online snapshot";
-  } catch (const GroupMgmtServerException& e) {
-    EXPECT_EQ(e.getMessages().at(0).getCode(), "SM_ebusy");
-  }
   v1::Snapshot offline;
   offline.setOnline(false);
   factory->getSnapshotObjectSet()->updateObject(snapId, offline);
@@ -127,7 +103,7 @@ TEST_F(ClientAgainstSimulator, SnapshotSetLifeRunsOverOneKeptConnection) {
   const json state = groupState();
   EXPECT_EQ(state.at("snapshots").size(), 1u);
   EXPECT_EQ(state.at("debug_log").back().at("message"), "set {set-1} committed");
-  // Login, search, bulk create, search, four updates/deletes that answered, log: one connection
+  // Login, search, bulk create, online, offline, delete, log: one connection
   // (WinHTTP's first is the handshake that reads the certificate before anything is sent).
 #ifdef _WIN32
   EXPECT_EQ(sim->connections(group.id), 2);
@@ -145,22 +121,12 @@ TEST_F(ClientAgainstSimulator, InjectedFaultsBecomeExceptionsWithClearTexts) {
   const auto groups = client->getV1ObjectSetFactory()->getGroupObjectSet();
   const v1::GetParams params;
 
-  sim->injectFault({{"group", group.id}, {"op", "search:groups"}, {"status", 503}, {"code", "SM_unavailable"},
-                    {"text", "busy"}});
-  try {
-    groups->getObjectList(params);
-    ADD_FAILURE() << "503 accepted";
-  } catch (const GroupMgmtServerException& e) {
-    EXPECT_EQ(e.getHttpStatus(), 503);
-    EXPECT_EQ(e.getMessages().at(0).getCode(), "SM_unavailable");
-    EXPECT_NE(std::string(e.what()).find("SM_unavailable (busy)"), std::string::npos) << e.what();
-  }
-
   struct Case {
     json fault;
     const char* inWhat;
   };
   const std::vector<Case> cases = {
+      {{{"status", 503}, {"code", "SM_unavailable"}, {"text", "busy"}}, "HTTP status 503: SM_unavailable (busy)"},
       {{{"malformed", true}, {"status", 500}}, "HTTP status 500: the answer carried no error messages"},
       {{{"malformed", true}}, "the body is not JSON"},
       {{{"drop", true}}, "connection"},
