@@ -78,6 +78,8 @@ class TempFolder {
 class TraceCapture {
  public:
   TraceCapture() {
+    // Lines an earlier test queued are written where that test's trace went, not into this one.
+    CFileLog::GetInstance()->Flush();
     CFileLog::SetTraceDirectory(mFolder.path());
     CFileLog::GetInstance()->InitializeLogging(L"VSSTrace");
   }
