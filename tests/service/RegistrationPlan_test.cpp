@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
@@ -10,6 +11,8 @@
 #include "HostTestSupport.h"
 #include "platform/emulated/EmulatedRegistry.h"
 #include "service/ComAccessDescriptor.h"
+#include "service/RegistrationScript.h"
+#include "service/RegistrationWriter.h"
 #include "service/ServiceIdentity.h"
 
 namespace {
@@ -89,14 +92,24 @@ class RegistrationPlan : public testing::Test {
 };
 
 TEST_F(RegistrationPlan, ServiceRegistrationWritesTheClassesTheAccessPermissionAndTheServiceInOrder) {
+  // What an older registration left under the class goes.
+  const std::wstring classKey = std::wstring(L"CLSID\\") + kClassIdText;
+  platform::RegKey older;
+  ASSERT_EQ(platform::TheRegistry().CreateKeyExW(HKEY_CLASSES_ROOT, (classKey + L"\\InprocServer32").c_str(),
+                                                 older.out()),
+            ERROR_SUCCESS);
+  older.reset();
   FakeHost host;
   host.modulePath = kNewModule;
   ASSERT_EQ(BuildRegistration(Options(kNewModule, true), host.Actions()).Install(), S_OK);
+  EXPECT_NE(platform::TheRegistry().OpenKeyExW(HKEY_CLASSES_ROOT, (classKey + L"\\InprocServer32").c_str(), 0,
+                                               KEY_READ, older.out()),
+            ERROR_SUCCESS);
   EXPECT_EQ(host.journal, (std::vector<std::string>{"trace folder", "remove service", "install service",
                                                     "type library", "vss"}));
   const std::wstring appId = std::wstring(L"AppID\\") + kAppIdText;
   EXPECT_EQ(Value(appId, L"LocalService"), kServiceName);
-  EXPECT_EQ(Value(std::wstring(L"CLSID\\") + kClassIdText + L"\\LocalServer32", L""), L"\"" + kNewModule + L"\"");
+  EXPECT_EQ(Value(classKey + L"\\LocalServer32", L""), L"\"" + kNewModule + L"\"");
   std::vector<BYTE> permission(256);
   DWORD size = static_cast<DWORD>(permission.size());
   DWORD type = 0;
@@ -170,17 +183,28 @@ TEST_F(RegistrationPlan, FailedReRegistrationPutsTheEarlierRegistrationBack) {
   }
 }
 
+// A first registration that fails, at the VSS step or because the registry cannot be written,
+// leaves nothing behind.
 TEST_F(RegistrationPlan, FailedFirstRegistrationLeavesNothing) {
   const std::string empty = registry_.get().SaveText();
-  FakeHost host;
-  host.modulePath = kNewModule;
-  host.vssResult = kAccessDenied;
-  EXPECT_EQ(BuildRegistration(Options(kNewModule, true), host.Actions()).Install(), kAccessDenied);
-  EXPECT_EQ(registry_.get().SaveText(), empty);
-  EXPECT_FALSE(host.service.has_value());
-  EXPECT_EQ(host.journal,
-            (std::vector<std::string>{"trace folder", "remove service", "install service", "type library", "vss",
-                                      "remove service"}));
+  for (const bool unwritable : {false, true}) {
+    SCOPED_TRACE(unwritable ? "registry cannot be written" : "vss refuses");
+    FakeHost host;
+    host.modulePath = kNewModule;
+    host.vssResult = kAccessDenied;
+    if (unwritable) registry_.get().PersistTo(std::filesystem::path(testing::TempDir()) / "no such folder" / "r.reg");
+    EXPECT_EQ(BuildRegistration(Options(kNewModule, true), host.Actions()).Install(),
+              unwritable ? static_cast<HRESULT>(0x800703F5u) : kAccessDenied);  // ERROR_CANTWRITE
+    EXPECT_EQ(registry_.get().SaveText(), empty);
+    EXPECT_FALSE(host.service.has_value());
+    const std::vector<std::string> written{"trace folder", "remove service"};
+    EXPECT_EQ(host.journal, unwritable ? written
+                                       : (std::vector<std::string>{"trace folder", "remove service", "install service",
+                                                                   "type library", "vss", "remove service"}));
+    if (unwritable) {
+      EXPECT_EQ(WriteScript(ClassesRoot::Machine(), AppIdScript()), ERROR_CANTWRITE);
+    }
+  }
 }
 
 }  // namespace

@@ -27,27 +27,29 @@ struct Journal {
   }
 };
 
-TEST(RegistrationSequence, FailedStepUndoesItselfAndEveryEarlierStepInReverseAndStops) {
-  Journal journal;
-  RegistrationSequence steps;
-  steps.Add(L"appid", journal.Apply("appid"), journal.Undo("appid"))
-      .Add(L"no undo", journal.Apply("no undo", S_FALSE))  // a success code other than S_OK succeeds
-      .Add(L"class", journal.Apply("class"), journal.Undo("class"))
-      .Add(L"vss", journal.Apply("vss", kAccessDenied), journal.Undo("vss"))
-      .Add(L"after", journal.Apply("after"), journal.Undo("after"));
-  EXPECT_EQ(steps.Install(), kAccessDenied);
-  EXPECT_EQ(journal.entries,
-            (std::vector<std::string>{"+appid", "+no undo", "+class", "+vss", "-vss", "-class", "-appid"}));
-}
-
-TEST(RegistrationSequence, ThrowingStepsFailWithEFailAndThrowingUndoDoesNotStopTheRollback) {
-  Journal journal;
-  RegistrationSequence steps;
-  steps.Add(L"first", journal.Apply("first"), journal.Undo("first"))
-      .Add(L"second", journal.Apply("second"), [] { throw std::runtime_error("undo broke"); })
-      .Add(L"third", [] () -> HRESULT { throw std::bad_alloc(); });
-  EXPECT_EQ(steps.Install(), E_FAIL);
-  EXPECT_EQ(journal.entries, (std::vector<std::string>{"+first", "+second", "-first"}));
+// A failed step undoes itself and every earlier step, in reverse, and stops; a step that throws
+// fails with E_FAIL, and an undo that throws does not stop the rollback.
+TEST(RegistrationSequence, FailedStepRollsBackInReverseAndThrowingStepsFailWithEFail) {
+  const struct {
+    const char* name;
+    RegistrationSequence::Apply failing;
+    HRESULT expected;
+  } cases[] = {{"refused", [] { return kAccessDenied; }, kAccessDenied},
+               {"throws", []() -> HRESULT { throw std::bad_alloc(); }, E_FAIL}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    Journal journal;
+    RegistrationSequence steps;
+    steps.Add(L"appid", journal.Apply("appid"), journal.Undo("appid"))
+        .Add(L"no undo", journal.Apply("no undo", S_FALSE))  // a success code other than S_OK succeeds
+        .Add(L"undo throws", journal.Apply("undo throws"), [] { throw std::runtime_error("undo broke"); })
+        .Add(L"class", journal.Apply("class"), journal.Undo("class"))
+        .Add(L"vss", c.failing, journal.Undo("vss"))
+        .Add(L"after", journal.Apply("after"), journal.Undo("after"));
+    EXPECT_EQ(steps.Install(), c.expected);
+    EXPECT_EQ(journal.entries, (std::vector<std::string>{"+appid", "+no undo", "+undo throws", "+class", "-vss",
+                                                         "-class", "-appid"}));
+  }
 }
 
 TEST(RegistrationSequence, RemoveAllRunsEveryStepDespiteFailuresAndNeverUndoes) {
@@ -59,12 +61,6 @@ TEST(RegistrationSequence, RemoveAllRunsEveryStepDespiteFailuresAndNeverUndoes) 
       .Add(L"appid", journal.Apply("appid"));
   steps.RemoveAll();
   EXPECT_EQ(journal.entries, (std::vector<std::string>{"+vss", "+class", "+appid"}));
-}
-
-TEST(RegistrationSequence, Win32StatusBecomesItsHResult) {
-  EXPECT_EQ(service::HResultFromWin32(ERROR_SUCCESS), S_OK);
-  EXPECT_EQ(service::HResultFromWin32(ERROR_ACCESS_DENIED), kAccessDenied);
-  EXPECT_EQ(service::HResultFromWin32(ERROR_FILE_NOT_FOUND), static_cast<HRESULT>(0x80070002u));
 }
 
 }  // namespace
