@@ -125,30 +125,6 @@ static HRESULT CopyIn(const VDS_LUN_INFORMATION *pLunInfo, VDS_LUN_INFORMATION *
     return pLunInfo != NULL ? CopyLun(pLunInfo, pFilledLunInfo) : S_OK;
 }
 
-HRESULT CALLBACK IVssHardwareSnapshotProvider_FillInLunInfo_Proxy(IVssHardwareSnapshotProvider *This,
-                                                                   VSS_PWSZ wszDeviceName,
-                                                                   VDS_LUN_INFORMATION *pLunInfo,
-                                                                   BOOL *pbIsSupported)
-{
-    VDS_LUN_INFORMATION filled;
-    if (pbIsSupported == NULL) return E_POINTER;
-    memset(&filled, 0, sizeof filled);
-    return TakeFilled(IVssHardwareSnapshotProvider_RemoteFillInLunInfo_Proxy(This, wszDeviceName, pLunInfo, &filled,
-                                                                             pbIsSupported),
-                      pLunInfo, &filled);
-}
-
-HRESULT __RPC_STUB IVssHardwareSnapshotProvider_FillInLunInfo_Stub(IVssHardwareSnapshotProvider *This,
-                                                                  VSS_PWSZ wszDeviceName,
-                                                                  VDS_LUN_INFORMATION *pLunInfo,
-                                                                  VDS_LUN_INFORMATION *pFilledLunInfo,
-                                                                  BOOL *pbIsSupported)
-{
-    const HRESULT hr = CopyIn(pLunInfo, pFilledLunInfo);
-    if (FAILED(hr)) return hr;
-    return This->lpVtbl->FillInLunInfo(This, wszDeviceName, pLunInfo != NULL ? pFilledLunInfo : NULL, pbIsSupported);
-}
-
 HRESULT CALLBACK IVssHardwareSnapshotProviderEx_FillInLunInfo_Proxy(IVssHardwareSnapshotProviderEx *This,
                                                                      VSS_PWSZ wszDeviceName,
                                                                      VDS_LUN_INFORMATION *pLunInfo,

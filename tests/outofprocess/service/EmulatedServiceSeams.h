@@ -2,9 +2,8 @@
 // The test build of VantorVssProvider.exe: the same service over an emulated host's storage
 // stack. Under Wine there is no iSCSI initiator, multipath driver or disk with SCSI
 // identifiers, so the disks, the DSM record and the iSCSI sessions come from the array
-// simulator's host channel; the registry, the service manager, COM and DPAPI stay Wine's own.
-// Wine's event log keeps nothing, so every event is also appended, with its text, to
-// events.log beside the trace.
+// simulator's host channel; the registry, the service manager, the event log, COM and DPAPI
+// stay Wine's own.
 #include <filesystem>
 
 namespace outofprocess {

@@ -89,30 +89,21 @@ wchar_t* TaskString(const std::wstring& text) {
   return copy;
 }
 
-// The registered providers, one record each, as the coordinator's QueryProviders lists them.
-class ProviderList final : public IVssEnumObject {
+// IUnknown of the double's objects: `Interface` and IUnknown, counted, deleted at the last
+// release; every live object keeps the DLL loaded.
+template <typename Interface>
+class Counted : public Interface {
  public:
-  ProviderList() {
-    ++gLiveObjects;
-    wchar_t name[64];
-    for (DWORD length = 64; RegEnumKeyExW(mKey, static_cast<DWORD>(mIds.size()), name, &length, nullptr, nullptr,
-                                          nullptr, nullptr) == ERROR_SUCCESS;
-         length = 64) {
-      mIds.emplace_back(name, length);
-    }
-  }
-  virtual ~ProviderList() {
-    if (mKey != nullptr) RegCloseKey(mKey);
-    --gLiveObjects;
-  }
-  ProviderList(const ProviderList&) = delete;
-  ProviderList& operator=(const ProviderList&) = delete;
+  explicit Counted(const IID& iid) : mIid(iid) { ++gLiveObjects; }
+  virtual ~Counted() { --gLiveObjects; }
+  Counted(const Counted&) = delete;
+  Counted& operator=(const Counted&) = delete;
 
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override {
     if (ppv == nullptr) return E_POINTER;
-    *ppv = IsEqualIID(riid, IID_IUnknown) || IsEqualIID(riid, IID_IVssEnumObject) ? this : nullptr;
+    *ppv = IsEqualIID(riid, IID_IUnknown) || IsEqualIID(riid, mIid) ? static_cast<Interface*>(this) : nullptr;
     if (*ppv == nullptr) return E_NOINTERFACE;
-    AddRef();
+    this->AddRef();
     return S_OK;
   }
   ULONG STDMETHODCALLTYPE AddRef() override { return ++mRefs; }
@@ -121,6 +112,27 @@ class ProviderList final : public IVssEnumObject {
     if (left == 0) delete this;
     return left;
   }
+
+ private:
+  const IID& mIid;
+  std::atomic<ULONG> mRefs{1};
+};
+
+// The registered providers, one record each, as the coordinator's QueryProviders lists them.
+class ProviderList final : public Counted<IVssEnumObject> {
+ public:
+  ProviderList() : Counted(IID_IVssEnumObject) {
+    wchar_t name[64];
+    for (DWORD length = 64; RegEnumKeyExW(mKey, static_cast<DWORD>(mIds.size()), name, &length, nullptr, nullptr,
+                                          nullptr, nullptr) == ERROR_SUCCESS;
+         length = 64) {
+      mIds.emplace_back(name, length);
+    }
+  }
+  ~ProviderList() override {
+    if (mKey != nullptr) RegCloseKey(mKey);
+  }
+
   HRESULT STDMETHODCALLTYPE Next(ULONG count, VSS_OBJECT_PROP* records, ULONG* fetched) override {
     if (records == nullptr || fetched == nullptr) return E_POINTER;
     for (*fetched = 0; *fetched < count && mNext < mIds.size(); ++mNext, ++*fetched) {
@@ -149,7 +161,6 @@ class ProviderList final : public IVssEnumObject {
   HRESULT STDMETHODCALLTYPE Clone(IVssEnumObject** /*copy*/) override { return E_NOTIMPL; }
 
  private:
-  std::atomic<ULONG> mRefs{1};
   HKEY mKey = OpenProviders();
   std::vector<std::wstring> mIds;
   std::size_t mNext = 0;
@@ -160,27 +171,9 @@ class ProviderList final : public IVssEnumObject {
   }
 };
 
-class CoordinatorDouble final : public IVssAdmin {
+class CoordinatorDouble final : public Counted<IVssAdmin> {
  public:
-  CoordinatorDouble() { ++gLiveObjects; }
-  virtual ~CoordinatorDouble() { --gLiveObjects; }
-  CoordinatorDouble(const CoordinatorDouble&) = delete;
-  CoordinatorDouble& operator=(const CoordinatorDouble&) = delete;
-
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override {
-    if (ppv == nullptr) return E_POINTER;
-    *ppv = nullptr;
-    if (!IsEqualIID(riid, IID_IUnknown) && !IsEqualIID(riid, IID_IVssAdmin)) return E_NOINTERFACE;
-    *ppv = static_cast<IVssAdmin*>(this);
-    AddRef();
-    return S_OK;
-  }
-  ULONG STDMETHODCALLTYPE AddRef() override { return ++mRefs; }
-  ULONG STDMETHODCALLTYPE Release() override {
-    const ULONG left = --mRefs;
-    if (left == 0) delete this;
-    return left;
-  }
+  CoordinatorDouble() : Counted(IID_IVssAdmin) {}
 
   HRESULT STDMETHODCALLTYPE RegisterProvider(VSS_ID providerId, CLSID classId, VSS_PWSZ name,
                                              VSS_PROVIDER_TYPE type, VSS_PWSZ version,
@@ -223,9 +216,6 @@ class CoordinatorDouble final : public IVssAdmin {
     return *enumerator != nullptr ? S_OK : E_OUTOFMEMORY;
   }
   HRESULT STDMETHODCALLTYPE AbortAllSnapshotsInProgress() override { return E_NOTIMPL; }
-
- private:
-  std::atomic<ULONG> mRefs{1};
 };
 
 class CoordinatorFactory final : public IClassFactory {

@@ -1,6 +1,7 @@
 // VantorVssProvider.exe at run time under Wine: started as the service by COM activation or
 // by the service control manager, serving the provider class out of process, and stopping on
-// request; and, registered without the service, started by COM as a plain local server.
+// request; and, registered without the service, started by COM as a plain local server that
+// ends after its last client.
 #include <windows.h>
 #include <objbase.h>
 #include <tlhelp32.h>
@@ -116,59 +117,37 @@ class ServiceRun : public testing::Test {
   }
 };
 
-TEST_F(ServiceRun, ComActivationStartsTheServiceWhichServesTheProviderAndStopsOnRequest) {
-  ASSERT_EQ(QueryServiceState(kServiceName)->state, static_cast<DWORD>(SERVICE_STOPPED));
-  {
-    const service::ComApartment com;
-    ExpectProviderCreatedOutOfProcess();
+// Started by COM activation or by the service control manager (which also hands it a user
+// control it does not know), the service serves the class from one process and stops cleanly
+// on request.
+TEST_F(ServiceRun, ServiceStartedByComOrByTheManagerServesTheClassAndStopsOnRequest) {
+  for (const bool byManager : {false, true}) {
+    SCOPED_TRACE(byManager ? "started by the manager" : "started by COM activation");
+    ASSERT_EQ(QueryServiceState(kServiceName)->state, static_cast<DWORD>(SERVICE_STOPPED));
+    if (byManager) {
+      const service::ScHandle manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
+      const service::ScHandle handle(
+          OpenServiceW(manager.Get(), kServiceName, SERVICE_START | SERVICE_USER_DEFINED_CONTROL));
+      ASSERT_TRUE(handle);
+      ASSERT_TRUE(StartServiceW(handle.Get(), 0, nullptr)) << GetLastError();
+      ASSERT_TRUE(WaitForServiceState(kServiceName, SERVICE_RUNNING, kStateTimeoutMs));
+      // Windows hands back the handler's refusal; Wine answers success whatever the handler
+      // said, so the trace is the evidence below.
+      SERVICE_STATUS status{};
+      ControlService(handle.Get(), 200, &status);
+    }
+    {
+      const service::ComApartment com;
+      ExpectProviderCreatedOutOfProcess();
+    }
+    const auto running = QueryServiceState(kServiceName);
+    ASSERT_TRUE(running.has_value());
+    EXPECT_EQ(running->state, static_cast<DWORD>(SERVICE_RUNNING));
+    EXPECT_EQ(ProviderProcesses(), std::vector<DWORD>{running->processId});  // no second server
+    StopService();
+    ExpectStoppedCleanly(running->processId);
   }
-  const auto running = QueryServiceState(kServiceName);
-  ASSERT_TRUE(running.has_value());
-  EXPECT_EQ(running->state, static_cast<DWORD>(SERVICE_RUNNING));
-  EXPECT_EQ(ProviderProcesses(), std::vector<DWORD>{running->processId});  // no second server
-
-  StopService();
-  ExpectStoppedCleanly(running->processId);
-}
-
-TEST_F(ServiceRun, ServiceStartedByTheManagerServesTheClassAndSurvivesUnknownControls) {
-  {
-    const service::ScHandle manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
-    const service::ScHandle handle(
-        OpenServiceW(manager.Get(), kServiceName, SERVICE_START | SERVICE_USER_DEFINED_CONTROL));
-    ASSERT_TRUE(handle);
-    ASSERT_TRUE(StartServiceW(handle.Get(), 0, nullptr)) << GetLastError();
-    ASSERT_TRUE(WaitForServiceState(kServiceName, SERVICE_RUNNING, kStateTimeoutMs));
-    // A user control the service does not know. Windows hands back the handler's refusal;
-    // Wine answers success whatever the handler said, so the trace is the evidence below.
-    SERVICE_STATUS status{};
-    ControlService(handle.Get(), 200, &status);
-  }
-  EXPECT_EQ(QueryServiceState(kServiceName)->state, static_cast<DWORD>(SERVICE_RUNNING));
-  const DWORD processId = QueryServiceState(kServiceName)->processId;
-  {
-    const service::ComApartment com;
-    ExpectProviderCreatedOutOfProcess();
-  }
-  StopService();
-  ExpectStoppedCleanly(processId);
   EXPECT_NE(ReadTraces().find("Unknown service control 200"), std::string::npos);
-}
-
-TEST_F(ServiceRun, WithoutTheServiceComStartsTheExecutableAsALocalServer) {
-  ASSERT_EQ(RunProvider(L"/RegServer"), 0u);
-  {
-    const service::ComApartment com;
-    ExpectProviderCreatedOutOfProcess();
-  }
-  EXPECT_FALSE(QueryServiceState(kServiceName).has_value());
-  // A local server that COM started ends once the last provider object is released.
-  const std::vector<DWORD> servers = WaitForNoProviderProcess();
-  EXPECT_TRUE(servers.empty()) << "the local server outlived its last object";
-  EndProviderProcesses(servers);
-  // Started as COM starts it, but no client ever comes (it gave up, or another server answered
-  // it first): the server ends by itself all the same.
-  EXPECT_EQ(RunProgram(InstalledProviderPath(), L"\"" + InstalledProviderPath() + L"\" -Embedding", 15000), 0u);
 }
 
 // Two clients activate the class again and again, each releasing its object at once, so that
@@ -217,6 +196,9 @@ TEST_F(ServiceRun, ActivationsRacingTheLastReleaseAllGetTheirObject) {
   const std::vector<DWORD> servers = WaitForNoProviderProcess();
   EXPECT_TRUE(servers.empty()) << "a local server outlived its clients";
   EndProviderProcesses(servers);
+  // Started as COM starts it, but no client ever comes (it gave up, or another server answered
+  // it first): the server ends by itself all the same.
+  EXPECT_EQ(RunProgram(InstalledProviderPath(), L"\"" + InstalledProviderPath() + L"\" -Embedding", 15000), 0u);
 }
 
 }  // namespace

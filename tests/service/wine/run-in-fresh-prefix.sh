@@ -1,12 +1,9 @@
 #!/bin/sh
 # Runs a Windows test program in a Wine prefix made fresh for this run, so that services and
 # COM classes it installs meet nothing of earlier runs and touch no other prefix.
-# Usage: run-in-fresh-prefix.sh <prefix directory> [--like-new-user]
-#                               [--install <msi> <coordinator double dll>] <program> [arguments...]
+# Usage: run-in-fresh-prefix.sh <prefix directory> [--like-new-user] <program> [arguments...]
 # With --like-new-user, the prefix is started the way a new user's is (wineboot -i, then the
 # program at once, no persistent server).
-# With --install, the package is installed first (install-package.sh) and the program runs
-# against the installed service.
 # The prefix is removed after a passing run; after a failing one it is kept, for inspection, as
 # <prefix directory>.failed, where a rerun does not wipe it.
 set -u
@@ -30,14 +27,6 @@ else
   # while, each with its own idea of which services exist; start from one server with one.
   "$wineserver" -w
   "$wineserver" -p
-fi
-if [ "${1:-}" = "--install" ]; then
-  if [ $# -lt 4 ] || ! sh "$(dirname "$0")/install-package.sh" "$2" "$3"; then
-    echo "run-in-fresh-prefix: installing the package failed" >&2
-    "$wineserver" -k 2>/dev/null
-    exit 1
-  fi
-  shift 3
 fi
 "$wine" "$@"
 status=$?
