@@ -14,6 +14,8 @@
 
 #include <atomic>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <new>
 #include <string>
 #include <vector>
@@ -24,14 +26,11 @@ namespace {
 
 std::atomic<long> gLiveObjects{0};
 
-std::wstring ReadConfigString(const wchar_t* name) {
+std::wstring GetString(const std::wstring& key, const wchar_t* name) {
   wchar_t buffer[MAX_PATH] = {};
   DWORD size = sizeof buffer;
-  if (RegGetValueW(HKEY_LOCAL_MACHINE, kCoordinatorDoubleKey, name, RRF_RT_REG_SZ, nullptr, buffer, &size) !=
-      ERROR_SUCCESS) {
-    return {};
-  }
-  return buffer;
+  RegGetValueW(HKEY_LOCAL_MACHINE, key.c_str(), name, RRF_RT_REG_SZ, nullptr, buffer, &size);
+  return buffer;  // empty when there is no such value
 }
 
 bool ConfiguredResult(const wchar_t* name, HRESULT& result) {
@@ -54,32 +53,18 @@ std::wstring GuidText(const GUID& id) {
 std::wstring TextOrNull(const wchar_t* text) { return text != nullptr ? text : L"(null)"; }
 
 void AppendLine(const std::wstring& line) {
-  const std::wstring path = ReadConfigString(kCallLogValue);
+  const std::wstring path = GetString(kCoordinatorDoubleKey, kCallLogValue);
   if (path.empty()) return;
-  const std::wstring withEnd = line + L"\n";
-  const int bytes = WideCharToMultiByte(CP_UTF8, 0, withEnd.c_str(), static_cast<int>(withEnd.size()), nullptr, 0,
+  const int bytes = WideCharToMultiByte(CP_UTF8, 0, line.c_str(), static_cast<int>(line.size()), nullptr, 0,
                                         nullptr, nullptr);
   std::string utf8(static_cast<std::size_t>(bytes), '\0');
-  WideCharToMultiByte(CP_UTF8, 0, withEnd.c_str(), static_cast<int>(withEnd.size()), utf8.data(), bytes, nullptr,
-                      nullptr);
-  const HANDLE file = CreateFileW(path.c_str(), FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                                  OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-  if (file == INVALID_HANDLE_VALUE) return;
-  DWORD written = 0;
-  WriteFile(file, utf8.data(), static_cast<DWORD>(utf8.size()), &written, nullptr);
-  CloseHandle(file);
+  WideCharToMultiByte(CP_UTF8, 0, line.c_str(), static_cast<int>(line.size()), utf8.data(), bytes, nullptr, nullptr);
+  std::ofstream(std::filesystem::path(path), std::ios::app | std::ios::binary) << utf8 << '\n';
 }
 
 void SetString(HKEY key, const wchar_t* name, const std::wstring& value) {
   RegSetValueExW(key, name, 0, REG_SZ, reinterpret_cast<const BYTE*>(value.c_str()),
                  static_cast<DWORD>((value.size() + 1) * sizeof(wchar_t)));
-}
-
-std::wstring GetString(const std::wstring& key, const wchar_t* name) {
-  wchar_t buffer[MAX_PATH] = {};
-  DWORD size = sizeof buffer;
-  RegGetValueW(HKEY_LOCAL_MACHINE, key.c_str(), name, RRF_RT_REG_SZ, nullptr, buffer, &size);
-  return buffer;
 }
 
 wchar_t* TaskString(const std::wstring& text) {
@@ -189,7 +174,7 @@ class CoordinatorDouble final : public Counted<IVssAdmin> {
       RegCloseKey(existing);
       return VSS_E_PROVIDER_ALREADY_REGISTERED;
     }
-    const std::wstring refused = ReadConfigString(kRefusedVersionValue);
+    const std::wstring refused = GetString(kCoordinatorDoubleKey, kRefusedVersionValue);
     if (!refused.empty() && refused == TextOrNull(version)) return E_ACCESSDENIED;
     HKEY created = nullptr;
     if (RegCreateKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), 0, nullptr, 0, KEY_SET_VALUE, nullptr, &created, nullptr) !=

@@ -21,13 +21,11 @@ std::wstring gInstalledProvider;
 std::wstring gCoordinatorDouble;
 std::wstring gActivationClient;
 
-void SetString(HKEY root, const std::wstring& path, const wchar_t* name, const std::wstring& value) {
-  HKEY key = nullptr;
-  ASSERT_EQ(RegCreateKeyExW(root, path.c_str(), 0, nullptr, 0, KEY_SET_VALUE, nullptr, &key, nullptr), ERROR_SUCCESS)
+void SetString(const wchar_t* path, const wchar_t* name, const std::wstring& value) {
+  ASSERT_EQ(RegSetKeyValueW(HKEY_LOCAL_MACHINE, path, name, REG_SZ, value.c_str(),
+                            static_cast<DWORD>((value.size() + 1) * sizeof(wchar_t))),
+            ERROR_SUCCESS)
       << path;
-  RegSetValueExW(key, name, 0, REG_SZ, reinterpret_cast<const BYTE*>(value.c_str()),
-                 static_cast<DWORD>((value.size() + 1) * sizeof(wchar_t)));
-  RegCloseKey(key);
 }
 
 }  // namespace
@@ -43,9 +41,9 @@ std::wstring WindowsPath(const std::wstring& path) {
 
 void RegisterCoordinatorDouble(const std::wstring& coordinatorDoublePath) {
   gCoordinatorDouble = WindowsPath(coordinatorDoublePath);
-  SetString(HKEY_LOCAL_MACHINE, kCoordinatorClassKey, nullptr, gCoordinatorDouble);
-  SetString(HKEY_LOCAL_MACHINE, kCoordinatorClassKey, L"ThreadingModel", L"Both");
-  SetString(HKEY_LOCAL_MACHINE, kCoordinatorDoubleKey, kCallLogValue, kCallLogPath);
+  SetString(kCoordinatorClassKey, nullptr, gCoordinatorDouble);
+  SetString(kCoordinatorClassKey, L"ThreadingModel", L"Both");
+  SetString(kCoordinatorDoubleKey, kCallLogValue, kCallLogPath);
 }
 
 void PrepareHost(const std::wstring& providerPath, const std::wstring& coordinatorDoublePath) {

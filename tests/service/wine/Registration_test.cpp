@@ -23,8 +23,8 @@ namespace {
 
 using namespace hosttest;
 
-constexpr const wchar_t* kMachineClasses = L"Software\\Classes\\";
-constexpr const wchar_t* kUserClasses = L"Software\\Classes\\";
+// Below HKEY_LOCAL_MACHINE, and below HKEY_CURRENT_USER for the PerUser switches.
+constexpr const wchar_t* kClasses = L"Software\\Classes\\";
 constexpr const wchar_t* kTypeLibKey = L"Software\\Classes\\TypeLib\\{60AADF9E-37A8-467E-AAE3-5029C903CE21}";
 constexpr const wchar_t* kProviderIdText = L"{5253D47A-55BB-4B3A-928D-5F4BAEC6FBF4}";
 constexpr const wchar_t* kVersionIdText = L"{9BB0DFC1-656F-4854-AB79-30C47E5F37C4}";
@@ -63,7 +63,7 @@ class Registration : public testing::Test {
 TEST_F(Registration, RegServerWritesExactlyTheAppIdClassAndTypeLibraryAndRegistersWithVss) {
   ASSERT_EQ(RunProvider(L"/RegServer"), 0u);
 
-  ExpectRegistered(HKEY_LOCAL_MACHINE, kMachineClasses, false);
+  ExpectRegistered(HKEY_LOCAL_MACHINE, kClasses, false);
   EXPECT_EQ(ReadKey(HKEY_LOCAL_MACHINE, std::wstring(kTypeLibKey) + L"\\1.0\\0\\win64").values[L""],
             InstalledProviderPath());
   EXPECT_FALSE(QueryServiceConfiguration(kServiceName).has_value());
@@ -74,14 +74,14 @@ TEST_F(Registration, RegServerWritesExactlyTheAppIdClassAndTypeLibraryAndRegiste
   // Registering again over an existing registration gives the same result.
   ClearCoordinatorCalls();
   ASSERT_EQ(RunProvider(L"-regserver"), 0u);
-  ExpectRegistered(HKEY_LOCAL_MACHINE, kMachineClasses, false);
+  ExpectRegistered(HKEY_LOCAL_MACHINE, kClasses, false);
   EXPECT_EQ(CoordinatorCalls().size(), 1u);
 }
 
 TEST_F(Registration, ServiceSwitchNamesTheServiceInTheAppIdAndInstallsIt) {
   ASSERT_EQ(RunProvider(L"/Service"), 0u);
 
-  ExpectRegistered(HKEY_LOCAL_MACHINE, kMachineClasses, true);
+  ExpectRegistered(HKEY_LOCAL_MACHINE, kClasses, true);
   const auto config = QueryServiceConfiguration(kServiceName);
   ASSERT_TRUE(config.has_value());
   EXPECT_EQ(config->serviceType, static_cast<DWORD>(SERVICE_WIN32_OWN_PROCESS));
@@ -96,7 +96,7 @@ TEST_F(Registration, ServiceSwitchNamesTheServiceInTheAppIdAndInstallsIt) {
 
   // A plain /RegServer afterwards takes the service away again, LocalService with it.
   ASSERT_EQ(RunProvider(L"/RegServer"), 0u);
-  ExpectRegistered(HKEY_LOCAL_MACHINE, kMachineClasses, false);
+  ExpectRegistered(HKEY_LOCAL_MACHINE, kClasses, false);
   EXPECT_FALSE(QueryServiceConfiguration(kServiceName).has_value());
 }
 
@@ -107,7 +107,7 @@ TEST_F(Registration, UnregServerRemovesEverythingEvenWhenTheCoordinatorRefuses) 
 
   EXPECT_EQ(RunProvider(L"/UnregServer"), 0u);
 
-  ExpectNotRegistered(HKEY_LOCAL_MACHINE, kMachineClasses);
+  ExpectNotRegistered(HKEY_LOCAL_MACHINE, kClasses);
   EXPECT_FALSE(ReadKey(HKEY_LOCAL_MACHINE, kTypeLibKey).exists);
   EXPECT_FALSE(QueryServiceConfiguration(kServiceName).has_value());
   EXPECT_FALSE(ReadKey(HKEY_LOCAL_MACHINE, kEventSourceKey).exists);
@@ -173,7 +173,7 @@ TEST_F(Registration, FailedReRegistrationLeavesTheEarlierRegistrationWorking) {
   SetCoordinatorResult(kRegisterResultValue, kAccessDenied);
   EXPECT_EQ(RunProvider(L"/Service"), static_cast<DWORD>(kAccessDenied));
 
-  ExpectRegistered(HKEY_LOCAL_MACHINE, kMachineClasses, true, earlier);
+  ExpectRegistered(HKEY_LOCAL_MACHINE, kClasses, true, earlier);
   EXPECT_EQ(ReadKey(HKEY_LOCAL_MACHINE, std::wstring(kTypeLibKey) + L"\\1.0\\0\\win64").values[L""], earlier);
   const auto config = QueryServiceConfiguration(kServiceName);
   ASSERT_TRUE(config.has_value());
@@ -187,7 +187,7 @@ TEST_F(Registration, FailedReRegistrationLeavesTheEarlierRegistrationWorking) {
 
   // Removal takes it all, wherever the registration points.
   EXPECT_EQ(RunProvider(L"/UnregServer"), 0u);
-  ExpectNotRegistered(HKEY_LOCAL_MACHINE, kMachineClasses);
+  ExpectNotRegistered(HKEY_LOCAL_MACHINE, kClasses);
   EXPECT_FALSE(QueryServiceConfiguration(kServiceName).has_value());
   DeleteFileW(earlier.c_str());
   RemoveDirectoryW(earlierDirectory.c_str());
@@ -195,12 +195,12 @@ TEST_F(Registration, FailedReRegistrationLeavesTheEarlierRegistrationWorking) {
 
 TEST_F(Registration, PerUserSwitchesWriteAndRemoveOnlyTheUsersClasses) {
   ASSERT_EQ(RunProvider(L"/RegServerPerUser"), 0u);
-  ExpectRegistered(HKEY_CURRENT_USER, kUserClasses, false);
-  ExpectNotRegistered(HKEY_LOCAL_MACHINE, kMachineClasses);
+  ExpectRegistered(HKEY_CURRENT_USER, kClasses, false);
+  ExpectNotRegistered(HKEY_LOCAL_MACHINE, kClasses);
   EXPECT_EQ(CoordinatorCalls(), std::vector<std::wstring>{ExpectedRegisterCall()});
 
   ASSERT_EQ(RunProvider(L"/UnregServerPerUser"), 0u);
-  ExpectNotRegistered(HKEY_CURRENT_USER, kUserClasses);
+  ExpectNotRegistered(HKEY_CURRENT_USER, kClasses);
 }
 
 TEST(Resources, ExecutableCarriesItsVersionServiceNameTypeLibraryAndMessageTexts) {
