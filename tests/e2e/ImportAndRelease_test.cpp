@@ -111,30 +111,13 @@ TEST_F(ImportAndRelease, UnusableDocumentsAndUnknownNamesAreUsageErrorsThatChang
   ASSERT_EQ(created.status, 0) << created.output;
   const std::string setId = created.report["snapshot_set_id"];
   const std::filesystem::path own = hostA_.dir / "shadow-copies.json";
-  const std::string ownBefore = ReadText(own);
-  nlohmann::json document = nlohmann::json::parse(ownBefore);
-
-  nlohmann::json otherVersion = document;
-  otherVersion["version"] = 2;
-  nlohmann::json noSerial = document;
-  noSerial["sets"][0]["volumes"][0]["target_lun"].erase("serial_number");
-  nlohmann::json badId = document;
-  badId["sets"][0]["snapshot_set_id"] = "not-a-guid";
-  const struct {
-    std::string text;
-    std::string mentions;
-  } bad[] = {{"{ this is not json", "not a JSON document"},
-             {otherVersion.dump(), "'version' is 2"},
-             {noSerial.dump(), "sets[0]: volumes[0]: target_lun: 'serial_number' is missing"},
-             {badId.dump(), "sets[0]: 'snapshot_set_id' is not a GUID"}};
+  // What a document may hold is the document's own test; here: a usage error, nothing sent.
   const std::filesystem::path foreign = hostB_.dir / "foreign.json";
+  std::ofstream(foreign) << "{ this is not json";
   sim_->resetLog();
-  for (const auto& b : bad) {
-    std::ofstream(foreign, std::ios::trunc) << b.text;
-    const ToolRun run = Vss({"import", "--document", foreign.string(), setId});
-    EXPECT_EQ(run.status, 2) << b.mentions;
-    EXPECT_NE(run.output.find(foreign.string() + ": " + b.mentions), std::string::npos) << run.output;
-  }
+  const ToolRun unreadable = Vss({"import", "--document", foreign.string(), setId});
+  EXPECT_EQ(unreadable.status, 2);
+  EXPECT_NE(unreadable.output.find(foreign.string() + ": not a JSON document"), std::string::npos) << unreadable.output;
   // Names the document does not hold.
   const ToolRun unknownSet = Vss({"delete", "{00000000-0000-0000-0000-000000000001}"});
   EXPECT_EQ(unknownSet.status, 2);
