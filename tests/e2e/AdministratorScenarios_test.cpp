@@ -65,7 +65,7 @@ TEST_F(AdministratorScenarios, OnTwoHostsOfOneGroupEachPruneTakesOnlyItsOwnSnaps
                                                         {aReleased, "this host"}, {unowned, "none"},
                                                         {malformed, "malformed"}, {moved, "this host T"}}));
 
-  // Without --apply nothing goes; the default threshold keeps what an hour-old test made.
+  // Without --apply nothing goes; the default threshold (24h) keeps what this test made.
   const ToolRun dryRun = Vss({"prune", "--older-than", "0s"});
   EXPECT_EQ(dryRun.status, 0) << dryRun.output;
   EXPECT_EQ(dryRun.report["candidates"], nlohmann::json::array({aReleased}));

@@ -64,10 +64,12 @@ void EmulatedHostFixture::TearDown() {
   }
 }
 
-arraysim::GroupInfo EmulatedHostFixture::AddGroup(const std::string& name, const std::vector<std::string>& volumes) {
+arraysim::GroupInfo EmulatedHostFixture::AddGroup(const std::string& name, const std::vector<std::string>& volumes,
+                                                  bool rest) {
   arraysim::GroupSpec spec;
   spec.name = name;
   spec.password = name + "-pw";
+  spec.rest = rest;
   const arraysim::GroupInfo group = sim_->addGroup(spec);
   arraysim::VolumeSpec like;
   like.acl = {{"iscsi", kInitiator}, {"iscsi", kInitiatorB}};
@@ -76,7 +78,7 @@ arraysim::GroupInfo EmulatedHostFixture::AddGroup(const std::string& name, const
     volumes_.push_back(sim_->addVolume(group.id, like));
     EXPECT_EQ(sim_->iscsiLogin(kInitiator, volumes_.back().targetName).status, 0u);
   }
-  Configure(hostA_, group);
+  if (rest) Configure(hostA_, group);
   return group;
 }
 

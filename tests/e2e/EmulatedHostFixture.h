@@ -48,8 +48,9 @@ class EmulatedHostFixture : public ::testing::Test {
   void TearDown() override;
 
   // A group with `volumes` volume names, each reachable over iSCSI by hosts A and B (the ACL
-  // names both); host A is configured for the group and logged in to every volume's target.
-  arraysim::GroupInfo AddGroup(const std::string& name, const std::vector<std::string>& volumes);
+  // names both); host A is logged in to every volume's target, and configured for the group
+  // when it speaks REST.
+  arraysim::GroupInfo AddGroup(const std::string& name, const std::vector<std::string>& volumes, bool rest = true);
   // Host A, or B, is configured for the group (GroupMgmtIps and the credential).
   void Configure(const EmulatedHost& host, const arraysim::GroupInfo& group);
   // Appends values to the host's registry under the provider's configuration key.

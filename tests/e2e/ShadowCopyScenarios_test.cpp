@@ -61,6 +61,14 @@ TEST_F(ShadowCopyScenarios, SetOverTwoGroupsIsCommittedImportedHiddenRestoredAnd
   EXPECT_EQ(aborted.Hr("AbortSnapshots"), kOk) << aborted.output;
   EXPECT_EQ(SnapshotCount(), 2u);  // only the first set's snapshots remain
 
+  // A set with a volume on an array that does not speak REST (found through the driver) is
+  // vetoed before anything is taken.
+  const auto old = AddGroup("old", {"o1"}, false);
+  const ToolRun noRest = Vss({"create", sources[0], Volume("o1").serialNumber});
+  EXPECT_EQ(noRest.Hr("EndPrepareSnapshots"), kVeto) << noRest.output;
+  EXPECT_TRUE(noRest.HasEvent(4100));
+  EXPECT_NE(Trace().find("REST is not supported for array " + old.address), std::string::npos);
+
   // An unknown volume fails the command; a usage error has its own status.
   EXPECT_EQ(Vss({"create", "ffffffffffffffffffffffffffffffff"}).status, 1);
   EXPECT_EQ(Vss({"create"}).status, 2);
