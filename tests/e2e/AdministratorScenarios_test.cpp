@@ -183,18 +183,10 @@ TEST_F(AdministratorScenarios, DoctorGivesEachGroupAndHostCheckAVerdictAndWhatTo
     sim_->injectFault(drop);
   }
   const std::string unreachable = silent.address;
-  const ToolRun bare = Vss({"doctor"});
-  EXPECT_EQ(bare.status, 1);
-  auto checks = ChecksByName(bare);
-  for (const char* name : {"COM registration", "VSS registration", "service"}) {
-    EXPECT_EQ(checks[name]["verdict"], "fail") << name << ": " << bare.output;
-    EXPECT_FALSE(checks[name]["action"].get<std::string>().empty()) << name;
-  }
-  EXPECT_EQ(checks["trace folder"]["verdict"], "ok") << bare.output;
-  EXPECT_EQ(checks["host file host.json"]["verdict"], "ok") << bare.output;
-
+  // What doctor says of a host where nothing is installed is a step of the demo's lifecycle
+  // under Wine; here, a disabled service, then a sound host and its groups.
   RegisterProvider(hostA_.dir, 4);
-  checks = ChecksByName(Vss({"doctor"}));
+  auto checks = ChecksByName(Vss({"doctor"}));
   EXPECT_EQ(checks["COM registration"]["verdict"], "ok");
   EXPECT_EQ(checks["VSS registration"]["verdict"], "ok");
   EXPECT_EQ(checks["service"]["verdict"], "fail");  // disabled: COM cannot start it
