@@ -1,6 +1,6 @@
 // Who can read the machine credential store. Under Wine: the access list of the store's key
-// and the account check over it. Natively: the emulated host's owner-only files, its answers
-// about rights from host.json, and its cipher (current and first blob formats).
+// and the account check over it. Natively: the emulated host's owner-only files, the host.json
+// it refuses, and its cipher (current and first blob formats).
 #include <gtest/gtest.h>
 
 #include <fstream>
@@ -19,8 +19,6 @@
 #include "common/win32/Win32HostSecurity.h"
 #include "platform/win32/Win32Registry.h"
 #else
-#include <openssl/evp.h>
-#include <openssl/rand.h>
 #include <unistd.h>
 
 #include "common/emulated/EmulatedHostSecurity.h"
@@ -143,52 +141,22 @@ TEST(CredentialStoreProtection, EmulatedHostFilesThatHoldSecretsAreOwnerOnly) {
   EXPECT_NE(std::filesystem::file_size(registryFile), 3u);
 }
 
-TEST(CredentialStoreProtection, EmulatedHostAnswersRightsFromItsDescription) {
+// What host.json grants is shown end to end by the tool's config tests; here, what it refuses.
+TEST(CredentialStoreProtection, EmulatedHostRefusesAMalformedDescription) {
   hosttest::TempFolder host;
   const auto file = host.path() / "host.json";
-  std::ofstream(file) << R"({"initiator": "iqn.x", "control": "http://127.0.0.1:1"})";
-  // Without the fields the developer running the tool is the emulated host's administrator.
-  EXPECT_TRUE(common::EmulatedHostSecurity::FromHostFile(file)->IsElevated());
-  std::ofstream(file) << R"({"elevated": false, "administrators": ["CORP\\backup-admin"]})";
-  auto configured = common::EmulatedHostSecurity::FromHostFile(file);
-  EXPECT_FALSE(configured->IsElevated());
-  EXPECT_EQ(configured->CanAccountReadKey(credstore::kCredentialsKey, L"corp\\BACKUP-ADMIN").access,
-            common::Access::Granted);
-  EXPECT_EQ(configured->CanAccountReadKey(credstore::kCredentialsKey, L"NT AUTHORITY\\NetworkService").access,
-            common::Access::Denied);
-
   for (const char* bad : {R"({"elevated": "yes"})", R"({"administrators": "CORP\\x"})", R"({"administrators": [1]})"}) {
     std::ofstream(file) << bad;
     EXPECT_THROW(common::EmulatedHostSecurity::FromHostFile(file), std::runtime_error) << bad;
   }
 }
 
-// A blob of the first format: PBKDF2 of the secret and salt, the purpose as associated data.
-std::vector<std::uint8_t> SealFirstFormat(const std::vector<std::uint8_t>& secret, const std::string& purpose,
-                                          const std::string& clear) {
-  std::vector<std::uint8_t> blob{'V', 'H', 'S', '1'};
-  std::uint8_t salt[16], nonce[12], key[32], tag[16];
-  RAND_bytes(salt, sizeof(salt));
-  RAND_bytes(nonce, sizeof(nonce));
-  PKCS5_PBKDF2_HMAC(reinterpret_cast<const char*>(secret.data()), static_cast<int>(secret.size()), salt, 16, 100000,
-                    EVP_sha256(), 32, key);
-  std::vector<std::uint8_t> body(clear.size());
-  EVP_CIPHER_CTX* ctx = EVP_CIPHER_CTX_new();
-  int length = 0;
-  EVP_EncryptInit_ex(ctx, EVP_aes_256_gcm(), nullptr, key, nonce);
-  EVP_EncryptUpdate(ctx, nullptr, &length, reinterpret_cast<const unsigned char*>(purpose.data()),
-                    static_cast<int>(purpose.size()));
-  EVP_EncryptUpdate(ctx, body.data(), &length, reinterpret_cast<const unsigned char*>(clear.data()),
-                    static_cast<int>(clear.size()));
-  EVP_EncryptFinal_ex(ctx, body.data() + length, &length);
-  EVP_CIPHER_CTX_ctrl(ctx, EVP_CTRL_GCM_GET_TAG, 16, tag);
-  EVP_CIPHER_CTX_free(ctx);
-  blob.insert(blob.end(), salt, salt + 16);
-  blob.insert(blob.end(), nonce, nonce + 12);
-  blob.insert(blob.end(), body.begin(), body.end());
-  blob.insert(blob.end(), tag, tag + 16);
-  return blob;
-}
+// A blob of the first format, made outside this code base (PBKDF2-HMAC-SHA256 of the secret
+// 00 01 .. 1f and the salt, 100,000 iterations; AES-256-GCM with the purpose as associated data):
+// "VHS1" | salt 64..73 | nonce c8..d3 | "old-password" sealed | tag.
+constexpr const char* kFirstFormatBlob =
+    "564853316465666768696a6b6c6d6e6f70717273c8c9cacbcccdcecfd0d1d2d3a6b9965d05c07a18566b33da9208236f66e8aacd6fc3567c"
+    "3524ffec";
 
 TEST(CredentialStoreProtection, EmulatedCipherIsBoundToHostAndPurposeAndStillOpensTheFirstFormat) {
   hosttest::TempFolder host;
@@ -212,10 +180,13 @@ TEST(CredentialStoreProtection, EmulatedCipherIsBoundToHostAndPurposeAndStillOpe
   ASSERT_EQ(other.Seal(clear, "purpose a", ignored), kOk);
   EXPECT_EQ(other.Open(blob, "purpose a", opened), static_cast<DWORD>(ERROR_INVALID_DATA));
 
-  std::ifstream in(host.path() / common::HostSecretCipher::kSecretFileName, std::ios::binary);
-  const std::vector<std::uint8_t> secret((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  const std::vector<std::uint8_t> legacy = SealFirstFormat(secret, "vantor profile password", "old-password");
-  const common::HostSecretCipher fresh(host.path());
+  hosttest::TempFolder earlierHost;
+  std::vector<std::uint8_t> secret(32), legacy;
+  for (std::size_t i = 0; i < secret.size(); ++i) secret[i] = static_cast<std::uint8_t>(i);
+  ASSERT_EQ(platform::CreateOwnerOnlyFile(earlierHost.path() / common::HostSecretCipher::kSecretFileName, secret), 0);
+  for (std::size_t i = 0; kFirstFormatBlob[i] != '\0'; i += 2)
+    legacy.push_back(static_cast<std::uint8_t>(std::stoi(std::string(kFirstFormatBlob + i, 2), nullptr, 16)));
+  const common::HostSecretCipher fresh(earlierHost.path());
   ASSERT_EQ(fresh.Open(legacy, "vantor profile password", opened), kOk);
   EXPECT_EQ(std::string(opened.data(), opened.data() + opened.size()), "old-password");
   EXPECT_EQ(fresh.Open(legacy, "vantor machine credential", opened), static_cast<DWORD>(ERROR_INVALID_DATA));

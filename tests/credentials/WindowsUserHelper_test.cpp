@@ -4,24 +4,24 @@
 #include "HostTestSupport.h"
 #include "common/WindowsUserHelper.h"
 #include "platform/ServiceAccount.h"
+#include "platform/emulated/EmulatedRegistry.h"
+#include "platform/emulated/EmulatedServiceAccount.h"
 
 namespace {
 
-class FixedAccounts final : public platform::ServiceAccount {
- public:
-  DWORD GetServiceUser(const std::wstring& serviceName, std::wstring& user) override {
-    if (serviceName != L"Vantor VSS Hardware Provider") return ERROR_SERVICE_DOES_NOT_EXIST;
-    user = L".\\backup";
-    return ERROR_SUCCESS;
+// The emulated host's service account seam over a registry that names the computer SQLHOST01.
+struct EmulatedAccounts {
+  EmulatedAccounts() {
+    EXPECT_FALSE(registry.get().LoadText("Windows Registry Editor Version 5.00\n\n[HKEY_LOCAL_MACHINE\\SYSTEM\\"
+                                         "CurrentControlSet\\Control\\ComputerName\\ComputerName]\n"
+                                         "\"ComputerName\"=\"SQLHOST01\"\n"));
   }
-  DWORD LocalComputerName(std::wstring& name) override {
-    name = L"SQLHOST01";
-    return ERROR_SUCCESS;
-  }
+  hosttest::ScopedEmulatedRegistry registry;
+  hosttest::ScopedSeam<platform::ServiceAccount> accounts{std::make_unique<platform::EmulatedServiceAccount>()};
 };
 
 TEST(WindowsUserHelper, ComparesAccountSpellingsAsWindowsResolvesThem) {
-  hosttest::ScopedSeam<platform::ServiceAccount> accounts(std::make_unique<FixedAccounts>());
+  const EmulatedAccounts host;
   struct Case {
     const wchar_t* a;
     const wchar_t* b;

@@ -2,22 +2,18 @@
 // the process-wide caches of the REST settings, and the trace lines an administrator sees.
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
+#include <algorithm>
 #include <functional>
-#include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
 #include "discovery/ConfigurationKeys.h"
 #include "discovery/ConfigurationValues.h"
 #include "HostTestSupport.h"
-#include "logger/FileLog.h"
 #include "platform/emulated/EmulatedRegistry.h"
 
 namespace {
-
-namespace fs = std::filesystem;
 
 constexpr const char* kHeader = "Windows Registry Editor Version 5.00\n";
 constexpr const char* kConfiguration = "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Vantor Storage\\Configuration]\n";
@@ -25,14 +21,7 @@ constexpr const char* kProduct = "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Vantor Storage]
 
 class Configuration : public ::testing::Test {
  protected:
-  void SetUp() override {
-    traceDir_ = fs::absolute(fs::path("discovery-test-output") /
-                             testing::UnitTest::GetInstance()->current_test_info()->name());
-    fs::remove_all(traceDir_);
-    CFileLog::SetTraceDirectory(traceDir_);
-    ASSERT_EQ(CFileLog::GetInstance()->InitializeLogging(discovery::kTraceComponent), 0u);
-    discovery::ResetConfigurationCaches();
-  }
+  void SetUp() override { discovery::ResetConfigurationCaches(); }
 
   // Replaces the registry with `sections` (the .reg text after the header).
   void Load(const std::string& sections) {
@@ -41,25 +30,23 @@ class Configuration : public ::testing::Test {
   }
   void LoadConfiguration(const std::string& values) { Load(kConfiguration + values); }
 
-  // Trace lines written since the previous call.
-  std::vector<std::string> NewLines() {
-    CFileLog::GetInstance()->Flush();
-    std::ifstream in(CFileLog::GetInstance()->TracePath(), std::ios::binary);
-    std::vector<std::string> lines;
-    for (std::string line; std::getline(in, line);) lines.push_back(line);
-    std::vector<std::string> fresh(lines.begin() + static_cast<std::ptrdiff_t>(std::min(seen_, lines.size())), lines.end());
-    seen_ = lines.size();
+  // Trace text written since the previous call.
+  std::string NewLines() {
+    const std::string all = trace_.Text();
+    const std::string fresh = all.substr(std::min(seen_, all.size()));
+    seen_ = all.size();
     return fresh;
   }
-  static bool Has(const std::vector<std::string>& lines, const std::string& level, const std::string& text) {
-    for (const std::string& line : lines)
+  static bool Has(const std::string& lines, const std::string& level, const std::string& text) {
+    std::istringstream in(lines);
+    for (std::string line; std::getline(in, line);)
       if (line.find("] " + level + " ConfigurationValues(") != std::string::npos && line.find("): " + text) != std::string::npos)
         return true;
     return false;
   }
 
+  hosttest::TraceCapture trace_;
   hosttest::ScopedEmulatedRegistry registry_;
-  fs::path traceDir_;
   std::size_t seen_ = 0;
 };
 
@@ -120,7 +107,7 @@ TEST_F(Configuration, RestReceiveTimeoutWarnsAboutUnusableValues) {
     discovery::ResetConfigurationCaches();
     NewLines();
     EXPECT_EQ(discovery::ReadRestReceiveTimeout(), c.expected);
-    const std::vector<std::string> lines = NewLines();
+    const std::string lines = NewLines();
     EXPECT_TRUE(Has(lines, c.level, c.line));
     EXPECT_EQ(Has(lines, "INFO ", "Rest Recv Timeout is not specified"), c.registry.find("RestReceiveTimeout") == std::string::npos);
   }

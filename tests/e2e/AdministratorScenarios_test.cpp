@@ -1,10 +1,10 @@
 // What an administrator finds and cleans up after shadow copies: vantor-vss snapshots and
 // prune against the simulator, with snapshots in every state that must survive a prune, and
 // doctor's verdicts. The simulator's state is the evidence.
-#include <algorithm>
 #include <fstream>
 #include <map>
 #include <set>
+#include <utility>
 
 #include "EmulatedHostFixture.h"
 #include "SimTestClient.h"
@@ -27,11 +27,6 @@ class AdministratorScenarios : public EmulatedHostFixture {
     EXPECT_EQ(reply.status, 201) << reply.text;
     return reply.json()["data"]["snap_list"][0];
   }
-  void SetOnline(const arraysim::GroupInfo& group, const nlohmann::json& snapshot, bool online) {
-    simtest::RestClient rest(group.address, group.restPort);
-    ASSERT_EQ(rest.login("admin", group.name + "-pw").status, 201);
-    ASSERT_EQ(rest.rest("PUT", "/v1/snapshots/" + snapshot["id"].get<std::string>(), {{"data", {{"online", online}}}}).status, 200);
-  }
   static std::string NewSetId() { return wincompat::GuidToString(wincompat::NewGuid()); }
 
   // Create, import and delete through vantor-vss on `host` (default A): what VSS leaves of an
@@ -48,69 +43,6 @@ class AdministratorScenarios : public EmulatedHostFixture {
     return snap;
   }
 };
-
-TEST_F(AdministratorScenarios, PruneDeletesOnlyTheReleasedShadowCopyWhateverElseTheArraysHold) {
-  const auto east = AddGroup("east", {"released", "kept", "online", "session", "manual"});
-  arraysim::VolumeSpec reachedByA;
-  reachedByA.acl = {{"iscsi", kInitiator}};
-  const auto ahead = AddGroupOf("ahead", {"fresh"}, reachedByA, true, false, 3600);
-
-  const std::string released = ReleasedShadowCopy("released");
-  const ToolRun kept = Vss({"create", Volume("kept").serialNumber});
-  ASSERT_EQ(kept.status, 0) << kept.output;
-  const std::string keptSerial = kept.report["snapshots"][0]["snapshot_serial"];
-  const auto online = MakeSnapshot(east, "online", NewSetId());
-  SetOnline(east, online, true);
-  const auto session = MakeSnapshot(east, "session", NewSetId());
-  SetOnline(east, session, true);
-  ASSERT_EQ(sim_->iscsiLogin(kInitiator, session["target_name"].get<std::string>()).status, 0u);
-  SetOnline(east, session, false);
-  const auto fresh = MakeSnapshot(ahead, "fresh", NewSetId());
-  const auto manual = MakeSnapshot(east, "manual", "");
-
-  const ToolRun listed = Vss({"snapshots"});
-  ASSERT_EQ(listed.status, 0) << listed.output;
-  std::map<std::string, nlohmann::json> bySerial;
-  for (const auto& s : listed.report["snapshots"]) bySerial[s["serial_number"]] = s;
-  EXPECT_EQ(bySerial.size(), 5u) << listed.output;  // all but the one made by hand
-  EXPECT_EQ(bySerial.count(manual["serial_number"]), 0u);
-  ASSERT_EQ(bySerial.count(released), 1u);
-  EXPECT_FALSE(bySerial[released]["referenced"].get<bool>());
-  EXPECT_FALSE(bySerial[released]["online"].get<bool>());
-  EXPECT_TRUE(bySerial[released]["sessions"].empty());
-  EXPECT_EQ(bySerial[released]["group"], east.address);
-  EXPECT_EQ(bySerial[released]["parent_volume"], "released");
-  EXPECT_TRUE(bySerial[keptSerial]["referenced"].get<bool>());
-  EXPECT_TRUE(bySerial[online["serial_number"]]["online"].get<bool>());
-  const nlohmann::json sessions = bySerial[session["serial_number"]]["sessions"];
-  EXPECT_NE(std::find(sessions.begin(), sessions.end(), kInitiator), sessions.end()) << sessions;
-  EXPECT_GT(bySerial[fresh["serial_number"]]["creation_time"].get<std::int64_t>(),
-            bySerial[released]["creation_time"].get<std::int64_t>() + 3000);
-  const ToolRun oneGroup = Vss({"snapshots", "--group", ahead.address});
-  ASSERT_EQ(oneGroup.report["snapshots"].size(), 1u) << oneGroup.output;
-  EXPECT_EQ(oneGroup.report["snapshots"][0]["set_id"], fresh["metadata"][0]["value"]);
-
-  const std::set<std::string> before = SnapshotSerials();
-  const ToolRun dryRun = Vss({"prune", "--older-than", "0s"});
-  EXPECT_EQ(dryRun.status, 0) << dryRun.output;
-  EXPECT_EQ(dryRun.report["candidates"], nlohmann::json::array({released}));
-  EXPECT_TRUE(dryRun.report["deleted"].empty());
-  EXPECT_EQ(SnapshotSerials(), before);
-
-  const ToolRun applied = Vss({"prune", "--apply", "--older-than", "0s"});
-  EXPECT_EQ(applied.status, 0) << applied.output;
-  EXPECT_EQ(applied.report["deleted"], nlohmann::json::array({released}));
-  EXPECT_TRUE(applied.report["failed"].empty());
-  std::set<std::string> expected = before;
-  expected.erase(released);
-  EXPECT_EQ(SnapshotSerials(), expected);
-  EXPECT_NE(Trace().find("Pruned snapshot " + released), std::string::npos);
-
-  // The default threshold keeps what an hour-old test made.
-  const ToolRun nothingOld = Vss({"prune", "--apply"});
-  EXPECT_EQ(nothingOld.status, 0) << nothingOld.output;
-  EXPECT_TRUE(nothingOld.report["candidates"].empty());
-}
 
 TEST_F(AdministratorScenarios, OnTwoHostsOfOneGroupEachPruneTakesOnlyItsOwnSnapshots) {
   const auto east = AddGroup("east", {"a-data", "b-kept", "b-released", "old", "bad", "moved"});
@@ -133,9 +65,18 @@ TEST_F(AdministratorScenarios, OnTwoHostsOfOneGroupEachPruneTakesOnlyItsOwnSnaps
                                                         {aReleased, "this host"}, {unowned, "none"},
                                                         {malformed, "malformed"}, {moved, "this host T"}}));
 
+  // Without --apply nothing goes; the default threshold (24h) keeps what this test made.
+  const ToolRun dryRun = Vss({"prune", "--older-than", "0s"});
+  EXPECT_EQ(dryRun.status, 0) << dryRun.output;
+  EXPECT_EQ(dryRun.report["candidates"], nlohmann::json::array({aReleased}));
+  EXPECT_TRUE(dryRun.report["deleted"].empty());
+  EXPECT_TRUE(Vss({"prune", "--apply"}).report["candidates"].empty());
+  EXPECT_EQ(SnapshotCount(), 6u);
+
   const ToolRun onA = Vss({"prune", "--older-than", "0s", "--apply"});
   EXPECT_EQ(onA.status, 0) << onA.output;
   EXPECT_EQ(onA.report["deleted"], nlohmann::json::array({aReleased}));
+  EXPECT_NE(Trace().find("Pruned snapshot " + aReleased), std::string::npos);
   const ToolRun widened = Vss({"prune", "--older-than", "0s", "--include-unowned", "--include-transportable", "--apply"});
   EXPECT_EQ(widened.status, 0) << widened.output;
   EXPECT_EQ(widened.report["deleted"], nlohmann::json::array({unowned, moved}));  // never B's or the malformed one
@@ -242,18 +183,10 @@ TEST_F(AdministratorScenarios, DoctorGivesEachGroupAndHostCheckAVerdictAndWhatTo
     sim_->injectFault(drop);
   }
   const std::string unreachable = silent.address;
-  const ToolRun bare = Vss({"doctor"});
-  EXPECT_EQ(bare.status, 1);
-  auto checks = ChecksByName(bare);
-  for (const char* name : {"COM registration", "VSS registration", "service"}) {
-    EXPECT_EQ(checks[name]["verdict"], "fail") << name << ": " << bare.output;
-    EXPECT_FALSE(checks[name]["action"].get<std::string>().empty()) << name;
-  }
-  EXPECT_EQ(checks["trace folder"]["verdict"], "ok") << bare.output;
-  EXPECT_EQ(checks["host file host.json"]["verdict"], "ok") << bare.output;
-
+  // What doctor says of a host where nothing is installed is a step of the demo's lifecycle
+  // under Wine; here, a disabled service, then a sound host and its groups.
   RegisterProvider(hostA_.dir, 4);
-  checks = ChecksByName(Vss({"doctor"}));
+  auto checks = ChecksByName(Vss({"doctor"}));
   EXPECT_EQ(checks["COM registration"]["verdict"], "ok");
   EXPECT_EQ(checks["VSS registration"]["verdict"], "ok");
   EXPECT_EQ(checks["service"]["verdict"], "fail");  // disabled: COM cannot start it

@@ -1,10 +1,15 @@
 #include "EmulatedHostFixture.h"
 
-#include <array>
-#include <cstdio>
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+
+#include <cstdlib>
 #include <fstream>
 #include <random>
-#include <sstream>
+
+extern char** environ;
 
 std::string ToolRun::Hr(const std::string& name) const {
   for (const auto& call : report.value("calls", nlohmann::json::array()))
@@ -59,51 +64,22 @@ void EmulatedHostFixture::TearDown() {
   }
 }
 
-arraysim::GroupInfo EmulatedHostFixture::AddGroupOf(const std::string& name, const std::vector<std::string>& volumes,
-                                                    arraysim::VolumeSpec like, bool rest, bool logIn,
-                                                    std::int64_t clockOffsetS) {
+arraysim::GroupInfo EmulatedHostFixture::AddGroup(const std::string& name, const std::vector<std::string>& volumes,
+                                                  bool rest) {
   arraysim::GroupSpec spec;
   spec.name = name;
   spec.password = name + "-pw";
   spec.rest = rest;
-  spec.clockOffsetS = clockOffsetS;
   const arraysim::GroupInfo group = sim_->addGroup(spec);
+  arraysim::VolumeSpec like;
+  like.acl = {{"iscsi", kInitiator}, {"iscsi", kInitiatorB}};
   for (const auto& volumeName : volumes) {
     like.name = volumeName;
-    const auto info = sim_->addVolume(group.id, like);
-    volumes_.push_back(info);
-    if (logIn) {
-      EXPECT_EQ(sim_->iscsiLogin(kInitiator, info.targetName).status, 0u);
-    }
+    volumes_.push_back(sim_->addVolume(group.id, like));
+    EXPECT_EQ(sim_->iscsiLogin(kInitiator, volumes_.back().targetName).status, 0u);
   }
   if (rest) Configure(hostA_, group);
   return group;
-}
-
-arraysim::GroupInfo EmulatedHostFixture::AddGroup(const std::string& name, const std::vector<std::string>& volumes,
-                                                  const std::string& volcoll, const std::string& agentType) {
-  arraysim::VolumeSpec like;
-  like.volcollId = volcoll;
-  like.agentType = agentType;
-  like.acl = {{"iscsi", kInitiator}, {"iscsi", kInitiatorB}};
-  return AddGroupOf(name, volumes, like, true, true);
-}
-
-arraysim::GroupInfo EmulatedHostFixture::AddVirtualDiskGroup(const std::string& name,
-                                                             const std::vector<std::string>& volumes,
-                                                             const std::string& volcoll) {
-  arraysim::VolumeSpec like;
-  like.volcollId = volcoll;
-  like.presentation = "virtual_disk";
-  like.acl = {{"iscsi", kInitiator}};
-  return AddGroupOf(name, volumes, like, true, false);
-}
-
-arraysim::GroupInfo EmulatedHostFixture::AddGroupWithoutRest(const std::string& name,
-                                                             const std::vector<std::string>& volumes) {
-  arraysim::VolumeSpec like;
-  like.acl = {{"iscsi", kInitiator}};
-  return AddGroupOf(name, volumes, like, false, true);
 }
 
 void EmulatedHostFixture::Configure(const EmulatedHost& host, const arraysim::GroupInfo& group) {
@@ -118,24 +94,39 @@ void EmulatedHostFixture::SetConfiguration(const EmulatedHost& host, const std::
 }
 
 ToolRun EmulatedHostFixture::VssOn(const EmulatedHost& host, const std::vector<std::string>& args,
-                                   const std::string& input) {
-  std::ostringstream command;
-  command << "'" << VANTOR_VSS_EXE << "' --host-dir '" << host.dir.string() << "' --json";
-  for (const auto& a : args) command << " '" << a << "'";
-  const std::filesystem::path inputFile = host.dir / "stdin.txt";
-  std::ofstream(inputFile) << input;
+                                   const std::string& input, const std::function<void(pid_t)>& whileRunning) {
+  const char* exe = std::getenv("VANTOR_VSS_UNDER_TEST");  // e.g. an older build, to compare
+  std::vector<std::string> words{exe ? exe : VANTOR_VSS_EXE, "--host-dir", host.dir.string(), "--json"};
+  words.insert(words.end(), args.begin(), args.end());
+  std::vector<char*> argv;
+  for (auto& w : words) argv.push_back(w.data());
+  argv.push_back(nullptr);
   // Standard error stays apart, so that the output is the JSON report alone.
-  command << " < '" << inputFile.string() << "' 2>'" << (host.dir / "stderr.txt").string() << "'";
+  const std::string in = (host.dir / "stdin.txt").string(), out = (host.dir / "stdout.txt").string(),
+                    err = (host.dir / "stderr.txt").string();
+  std::ofstream(in) << input;
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_addopen(&actions, 0, in.c_str(), O_RDONLY, 0);
+  posix_spawn_file_actions_addopen(&actions, 1, out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+  posix_spawn_file_actions_addopen(&actions, 2, err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
   ToolRun run;
-  FILE* pipe = popen(command.str().c_str(), "r");
-  if (pipe == nullptr) return run;
-  std::array<char, 4096> chunk{};
-  while (const std::size_t n = fread(chunk.data(), 1, chunk.size(), pipe)) run.output.append(chunk.data(), n);
-  const int raw = pclose(pipe);
+  pid_t pid = 0;
+  const auto started = std::chrono::steady_clock::now();
+  const int spawned = posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ);
+  posix_spawn_file_actions_destroy(&actions);
+  if (spawned != 0) return run;
+  if (whileRunning) whileRunning(pid);
+  int raw = 0;
+  rusage usage{};
+  ::wait4(pid, &raw, 0, &usage);
+  run.elapsed = std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - started);
   run.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
+  run.peakRssKb = usage.ru_maxrss;
+  run.output = ReadText(out);
   run.report = nlohmann::json::parse(run.output, nullptr, false);
   if (run.report.is_discarded()) run.report = nlohmann::json::object();
-  run.output += ReadText(host.dir / "stderr.txt");
+  run.output += ReadText(err);
   return run;
 }
 

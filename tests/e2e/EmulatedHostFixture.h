@@ -3,8 +3,12 @@
 // A, and host B for transportable imports), and a way to run the tool and read its JSON report.
 #include <gtest/gtest.h>
 
+#include <sys/types.h>
+
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <nlohmann/json.hpp>
 #include <set>
 #include <string>
@@ -17,8 +21,10 @@ std::string ReadText(const std::filesystem::path& file);
 
 struct ToolRun {
   int status = -1;
-  nlohmann::json report;
-  std::string output;
+  nlohmann::json report;  // standard output
+  std::string output;     // standard output and error, for messages
+  long peakRssKb = 0;     // the tool's own peak memory (its rusage, by wait4)
+  std::chrono::milliseconds elapsed{0};
 
   // The HRESULT text of the first call named `name`, or "" when it was not called.
   std::string Hr(const std::string& name) const;
@@ -42,21 +48,19 @@ class EmulatedHostFixture : public ::testing::Test {
   void TearDown() override;
 
   // A group with `volumes` volume names, each reachable over iSCSI by hosts A and B (the ACL
-  // names both); host A is configured for the group and logged in to every volume's target.
-  arraysim::GroupInfo AddGroup(const std::string& name, const std::vector<std::string>& volumes,
-                               const std::string& volcoll = "", const std::string& agentType = "none");
-  // A group whose volumes back virtual disks of host A (a virtual machine), all in `volcoll`.
-  arraysim::GroupInfo AddVirtualDiskGroup(const std::string& name, const std::vector<std::string>& volumes,
-                                          const std::string& volcoll);
-  // A group that does not speak REST; host A is logged in to its volumes but not configured.
-  arraysim::GroupInfo AddGroupWithoutRest(const std::string& name, const std::vector<std::string>& volumes);
+  // names both); host A is logged in to every volume's target, and configured for the group
+  // when it speaks REST.
+  arraysim::GroupInfo AddGroup(const std::string& name, const std::vector<std::string>& volumes, bool rest = true);
   // Host A, or B, is configured for the group (GroupMgmtIps and the credential).
   void Configure(const EmulatedHost& host, const arraysim::GroupInfo& group);
   // Appends values to the host's registry under the provider's configuration key.
   void SetConfiguration(const EmulatedHost& host, const std::string& regLines);
 
   ToolRun Vss(const std::vector<std::string>& args, const std::string& input = "") { return VssOn(hostA_, args, input); }
-  ToolRun VssOn(const EmulatedHost& host, const std::vector<std::string>& args, const std::string& input = "");
+  // vantor-vss on `host`, started without a shell so that its pid and its own rusage are ours;
+  // `whileRunning` is called with its pid once it runs.
+  ToolRun VssOn(const EmulatedHost& host, const std::vector<std::string>& args, const std::string& input = "",
+                const std::function<void(pid_t)>& whileRunning = {});
 
   const arraysim::VolumeInfo& Volume(const std::string& name) const;
   nlohmann::json VolumeState(const std::string& name) const;
@@ -71,11 +75,6 @@ class EmulatedHostFixture : public ::testing::Test {
   EmulatedHost hostA_;
   EmulatedHost hostB_;
   std::vector<arraysim::VolumeInfo> volumes_;
-
-  // Volumes shaped like `like`; host A logs in to each with `logIn`, and is configured for a group
-  // that speaks REST. The group's clock runs `clockOffsetS` ahead of the host's.
-  arraysim::GroupInfo AddGroupOf(const std::string& name, const std::vector<std::string>& volumes,
-                                 arraysim::VolumeSpec like, bool rest, bool logIn, std::int64_t clockOffsetS = 0);
 
  private:
   EmulatedHost MakeHost(const std::string& folder, const std::string& initiator);

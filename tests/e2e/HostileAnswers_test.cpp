@@ -3,22 +3,13 @@
 // own getrusage, by wait4) bounded, and the password is nowhere in the tool's memory while it
 // waits on the array after its login.
 #include <fcntl.h>
-#include <spawn.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
-#include <cstdlib>
 #include <fstream>
-#include <functional>
-#include <iterator>
-#include <sstream>
 #include <thread>
 
 #include "EmulatedHostFixture.h"
-
-extern char** environ;
 
 namespace {
 
@@ -30,14 +21,6 @@ constexpr bool kAddressSanitizer = true;
 #else
 constexpr bool kAddressSanitizer = false;
 #endif
-
-struct ChildRun {
-  int status = -1;
-  long peakRssKb = 0;
-  std::chrono::milliseconds elapsed{0};
-  nlohmann::json report;  // standard output
-  std::string output;     // standard output and error, for messages
-};
 
 // Occurrences of `needle` in every readable mapping of process `pid`.
 int CountInMemory(pid_t pid, const std::string& needle) {
@@ -69,43 +52,7 @@ std::string Utf16(const std::string& ascii) {
 
 }  // namespace
 
-class HostileAnswers : public EmulatedHostFixture {
- protected:
-  // vantor-vss on host A, started without a shell so that its pid and its own rusage are ours;
-  // `whileRunning` is called with its pid once it runs.
-  ChildRun VssChild(const std::vector<std::string>& args, const std::function<void(pid_t)>& whileRunning = {}) {
-    const char* exe = std::getenv("VANTOR_VSS_UNDER_TEST");  // e.g. an older build, to compare
-    std::vector<std::string> words{exe ? exe : VANTOR_VSS_EXE, "--host-dir", hostA_.dir.string(), "--json"};
-    words.insert(words.end(), args.begin(), args.end());
-    std::vector<char*> argv;
-    for (auto& w : words) argv.push_back(w.data());
-    argv.push_back(nullptr);
-    const std::string outputFile = (hostA_.dir / "child-output.txt").string();
-    const std::string errorFile = (hostA_.dir / "child-errors.txt").string();
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, 1, outputFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    posix_spawn_file_actions_addopen(&actions, 2, errorFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    ChildRun run;
-    pid_t pid = 0;
-    const auto started = std::chrono::steady_clock::now();
-    const int spawned = posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    if (spawned != 0) return run;
-    if (whileRunning) whileRunning(pid);
-    int raw = 0;
-    rusage usage{};
-    ::wait4(pid, &raw, 0, &usage);
-    run.elapsed = std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - started);
-    run.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
-    run.peakRssKb = usage.ru_maxrss;
-    run.output = ReadText(outputFile);
-    run.report = nlohmann::json::parse(run.output, nullptr, false);
-    run.output += ReadText(errorFile);
-    return run;
-  }
-};
+using HostileAnswers = EmulatedHostFixture;
 
 TEST_F(HostileAnswers, AnswersOverTheLimitsEndInTimeWithBoundedMemory) {
   constexpr long long k300MB = 300LL * 1024 * 1024;
@@ -135,7 +82,7 @@ TEST_F(HostileAnswers, AnswersOverTheLimitsEndInTimeWithBoundedMemory) {
     fault.floodBytes = c.floodBytes;
     fault.nestDepth = c.nestDepth;
     sim_->injectFault(fault);
-    const ChildRun run = VssChild({"doctor"});
+    const ToolRun run = Vss({"doctor"});
     ASSERT_TRUE(run.report.contains("groups")) << run.output;
     EXPECT_TRUE(run.report["groups"][0][c.field].get<std::string>().starts_with(c.value)) << run.output;
     EXPECT_NE(Trace().find(c.traced), std::string::npos);
@@ -161,7 +108,7 @@ TEST_F(HostileAnswers, PasswordIsNotInMemoryWhileTheToolWaitsAfterItsLogin) {
   sim_->injectFault(hold);
   int utf8 = -1;
   int utf16 = -1;
-  const ChildRun run = VssChild({"doctor"}, [&](pid_t pid) {
+  const ToolRun run = VssOn(hostA_, {"doctor"}, "", [&](pid_t pid) {
     const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(20);
     while (sim_->requestCount(group.id, "search:groups") == 0 && std::chrono::steady_clock::now() < until)
       std::this_thread::sleep_for(std::chrono::milliseconds(20));

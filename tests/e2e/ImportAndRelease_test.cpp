@@ -1,6 +1,7 @@
 // Shadow copies imported and released the way VSS does it, each command a new provider process:
-// on the host that made them, on a second host (transportable), with a disk that is not what
-// GetTargetLuns said, and with documents or names that cannot be used.
+// on the host that made them, with a disk that is not what GetTargetLuns said, and with documents
+// or names that cannot be used. A transportable set imported and released on a second host is a
+// step of the demo's lifecycle (run under Wine).
 #include <fstream>
 
 #include "EmulatedHostFixture.h"
@@ -14,51 +15,6 @@ bool Contains(const std::vector<std::string>& list, const std::string& item) {
 }  // namespace
 
 class ImportAndRelease : public EmulatedHostFixture {};
-
-TEST_F(ImportAndRelease, TransportableSetMadeOnHostAIsImportedAndReleasedOnHostB) {
-  const auto group = AddGroup("east", {"data", "logs"});
-  Configure(hostB_, group);
-  const ToolRun created = Vss({"create", "--context", "transportable", Volume("data").serialNumber, Volume("logs").serialNumber});
-  ASSERT_EQ(created.status, 0) << created.output;
-  const std::string setId = created.report["snapshot_set_id"];
-  const std::string snapData = created.report["snapshots"][0]["snapshot_serial"];
-  const std::string snapLogs = created.report["snapshots"][1]["snapshot_serial"];
-  const ToolRun listedOnA = Vss({"list"});
-  ASSERT_EQ(listedOnA.report["sets"].size(), 1u);
-  EXPECT_EQ(listedOnA.report["sets"][0]["context"], 0x20);
-
-  const ToolRun imported =
-      VssOn(hostB_, {"import", "--document", (hostA_.dir / "shadow-copies.json").string(), setId});
-  ASSERT_EQ(imported.status, 0) << imported.output;
-  EXPECT_EQ(imported.Hr("LocateLuns"), kOk);
-  ASSERT_EQ(imported.report["imported"].size(), 2u);
-  EXPECT_TRUE(imported.report["not_imported"].empty());
-  for (const auto& entry : imported.report["imported"]) EXPECT_TRUE(entry["identity_matches"].get<bool>());
-  for (const auto& call : imported.Calls("FillInLunInfo")) EXPECT_TRUE(call["supported"].get<bool>());
-  EXPECT_EQ(imported.CountCalls("FillInLunInfo"), 2);
-  EXPECT_TRUE(Contains(DiskSerials(hostB_), snapData));
-  EXPECT_TRUE(Contains(DiskSerials(hostB_), snapLogs));
-  EXPECT_FALSE(Contains(DiskSerials(hostA_), snapData));
-  EXPECT_FALSE(Contains(DiskSerials(hostA_), snapLogs));
-  EXPECT_EQ(SessionTargets(hostB_).size(), 2u);  // the two snapshots' own targets
-  const std::size_t sessionsOfA = SessionTargets(hostA_).size();
-  EXPECT_EQ(VssOn(hostB_, {"list"}).report["sets"].size(), 1u);
-
-  // A new process on B releases them: the provider there never located these LUNs.
-  const ToolRun released = VssOn(hostB_, {"delete", setId});
-  ASSERT_EQ(released.status, 0) << released.output;
-  const auto filled = released.Calls("FillInLunInfo");
-  ASSERT_EQ(filled.size(), 2u);
-  for (const auto& call : filled) EXPECT_TRUE(call["supported"].get<bool>());
-  const auto emptied = released.Calls("OnLunEmpty");
-  ASSERT_EQ(emptied.size(), 2u);
-  for (const auto& call : emptied) EXPECT_EQ(call["hr"], kOk);
-  EXPECT_TRUE(SessionTargets(hostB_).empty());
-  EXPECT_FALSE(Contains(DiskSerials(hostB_), snapData));
-  EXPECT_EQ(SessionTargets(hostA_).size(), sessionsOfA);
-  EXPECT_TRUE(VssOn(hostB_, {"list"}).report["sets"].empty());
-  EXPECT_EQ(Vss({"list"}).report["sets"].size(), 1u);  // A's document is A's
-}
 
 TEST_F(ImportAndRelease, ImportedSnapshotIsReleasedByALaterProviderProcessAndTheRestLeaveTheDocument) {
   AddGroup("east", {"data", "logs"});
@@ -111,30 +67,13 @@ TEST_F(ImportAndRelease, UnusableDocumentsAndUnknownNamesAreUsageErrorsThatChang
   ASSERT_EQ(created.status, 0) << created.output;
   const std::string setId = created.report["snapshot_set_id"];
   const std::filesystem::path own = hostA_.dir / "shadow-copies.json";
-  const std::string ownBefore = ReadText(own);
-  nlohmann::json document = nlohmann::json::parse(ownBefore);
-
-  nlohmann::json otherVersion = document;
-  otherVersion["version"] = 2;
-  nlohmann::json noSerial = document;
-  noSerial["sets"][0]["volumes"][0]["target_lun"].erase("serial_number");
-  nlohmann::json badId = document;
-  badId["sets"][0]["snapshot_set_id"] = "not-a-guid";
-  const struct {
-    std::string text;
-    std::string mentions;
-  } bad[] = {{"{ this is not json", "not a JSON document"},
-             {otherVersion.dump(), "'version' is 2"},
-             {noSerial.dump(), "sets[0]: volumes[0]: target_lun: 'serial_number' is missing"},
-             {badId.dump(), "sets[0]: 'snapshot_set_id' is not a GUID"}};
+  // What a document may hold is the document's own test; here: a usage error, nothing sent.
   const std::filesystem::path foreign = hostB_.dir / "foreign.json";
+  std::ofstream(foreign) << "{ this is not json";
   sim_->resetLog();
-  for (const auto& b : bad) {
-    std::ofstream(foreign, std::ios::trunc) << b.text;
-    const ToolRun run = Vss({"import", "--document", foreign.string(), setId});
-    EXPECT_EQ(run.status, 2) << b.mentions;
-    EXPECT_NE(run.output.find(foreign.string() + ": " + b.mentions), std::string::npos) << run.output;
-  }
+  const ToolRun unreadable = Vss({"import", "--document", foreign.string(), setId});
+  EXPECT_EQ(unreadable.status, 2);
+  EXPECT_NE(unreadable.output.find(foreign.string() + ": not a JSON document"), std::string::npos) << unreadable.output;
   // Names the document does not hold.
   const ToolRun unknownSet = Vss({"delete", "{00000000-0000-0000-0000-000000000001}"});
   EXPECT_EQ(unknownSet.status, 2);

@@ -10,28 +10,12 @@
 
 namespace {
 
-using discovery::DsmEntry;
 using discovery::DsmParseStatus;
 using Bytes = std::vector<std::uint8_t>;
 
 Bytes TwoEntries() {
   return testsupport::BuildDsmRecord({{"6e2a1b0c9d8e7f6a6e2a1b0c9d8e7f6a", "10.20.30.40", 11},
                                     {"0123456789abcdef0123456789abcdef", "", 0}});
-}
-
-// Entries with and without an address are read in the group finder's whole pass; here the entry
-// length decides where the next entry starts, even with padding after the address.
-TEST(DsmRecordParser, EntryLengthDecidesWhereTheNextEntryStarts) {
-  Bytes padded = testsupport::BuildDsmRecord({{"s1", "10.0.0.1", 8}});
-  padded[3] = static_cast<std::uint8_t>(padded[3] + 4);
-  padded.insert(padded.end(), {0xAA, 0xBB, 0xCC, 0xDD});
-  const Bytes second = testsupport::BuildDsmRecord({{"s2", "10.0.0.2", 8}});
-  padded.insert(padded.end(), second.begin() + 3, second.end());
-  padded[1] = 2;
-  const auto parsedPadded = discovery::ParseDsmRecord(padded);
-  ASSERT_EQ(parsedPadded.status, DsmParseStatus::Complete);
-  ASSERT_EQ(parsedPadded.entries.size(), 2u);
-  EXPECT_EQ(parsedPadded.entries[1].ipAddress, "10.0.0.2");
 }
 
 // Record layout of TwoEntries(): header 0..2; entry 0 at 3 (length at 3..4, serial from 5,
@@ -45,6 +29,9 @@ TEST(DsmRecordParser, BrokenRecordsStopTheWalkWithoutLeavingTheBuffer) {
   };
   const Case cases[] = {
       {"undamaged", [](Bytes&) {}, DsmParseStatus::Complete, 2},
+      // The entry length, not the address, decides where the next entry starts.
+      {"padding after the first address", [](Bytes& b) { b[3] += 4; b.insert(b.begin() + 52, 4, 0xAA); },
+       DsmParseStatus::Complete, 2},
       {"empty", [](Bytes& b) { b.clear(); }, DsmParseStatus::TruncatedHeader, 0},
       {"two header bytes", [](Bytes& b) { b.resize(2); }, DsmParseStatus::TruncatedHeader, 0},
       {"version 2", [](Bytes& b) { b[0] = 2; }, DsmParseStatus::UnsupportedVersion, 0},

@@ -18,25 +18,12 @@
 #include "platform/Registry.h"
 #include "platform/ServiceAccount.h"
 #include "platform/emulated/EmulatedRegistry.h"
+#include "platform/emulated/EmulatedServiceAccount.h"
 #include "wincompat/WideString.h"
 
 namespace {
 
 using Bytes = std::vector<std::uint8_t>;
-
-class FakeServiceAccount final : public platform::ServiceAccount {
- public:
-  std::wstring user = L".\\backup";
-  DWORD status = ERROR_SUCCESS;
-  DWORD GetServiceUser(const std::wstring&, std::wstring& out) override {
-    out = status == ERROR_SUCCESS ? user : L"";
-    return status;
-  }
-  DWORD LocalComputerName(std::wstring& name) override {
-    name = L"SQLHOST";
-    return ERROR_SUCCESS;
-  }
-};
 
 // A driver that answers from a script: each answer is (status, bytes it claims to return);
 // after the script the whole record, if it fits.
@@ -84,13 +71,21 @@ class GroupFinderTest : public ::testing::Test {
  protected:
   GroupFinderTest()
       : mRegistry(std::make_unique<platform::EmulatedRegistry>()),
-        mAccounts(std::make_unique<FakeServiceAccount>()),
+        mAccounts(std::make_unique<platform::EmulatedServiceAccount>()),
         mDsm(std::make_unique<FakeDsm>()),
         mProtection(std::make_unique<common::HostKeyDataProtection>(mFolder.path())),
         mVault(std::make_unique<credstore::RegistryCredentialVault>(
-            std::make_unique<common::HostKeyDataProtection>(mFolder.path(), common::kMachineCredentialPurpose))) {}
+            std::make_unique<common::HostKeyDataProtection>(mFolder.path(), common::kMachineCredentialPurpose))) {
+    SetString(L"SYSTEM\\CurrentControlSet\\Control\\ComputerName\\ComputerName", L"ComputerName", L"SQLHOST");
+    SetServiceUser(L".\\backup");
+  }
 
-  FakeServiceAccount& accounts() { return static_cast<FakeServiceAccount&>(mAccounts.get()); }
+  // The provider service's account as the emulated host keeps it; null: no such service.
+  void SetServiceUser(const wchar_t* user) {
+    const std::wstring key = L"SYSTEM\\CurrentControlSet\\Services\\Vantor VSS Hardware Provider";
+    platform::TheRegistry().DeleteTreeW(HKEY_LOCAL_MACHINE, key.c_str());
+    if (user) SetString(key, L"ObjectName", user);
+  }
   FakeDsm& dsm() { return static_cast<FakeDsm&>(mDsm.get()); }
 
   void Set(const std::wstring& key, const wchar_t* name, DWORD type, const void* data, std::size_t size) {
@@ -208,21 +203,13 @@ TEST_F(GroupFinderTest, SourcesMergeInOrderAndNoPasswordIsWrittenAnywhere) {
 
 TEST_F(GroupFinderTest, ServiceAccountDecidesWhetherProfilesAreRead) {
   AddProfile(L"sql", L"10.0.0.2", L"NT AUTHORITY\\SYSTEM", L"gamma", L"Pw-Gamma-77e");
-  struct Case {
-    const wchar_t* user;
-    DWORD status;
-    bool profileUsed;
-  };
-  // A local-system service has no profiles of its own, even one that names SYSTEM.
-  const Case cases[] = {{L"LocalSystem", ERROR_SUCCESS, false},
-                        {L"", ERROR_SERVICE_DOES_NOT_EXIST, false},
-                        {L"NT AUTHORITY\\NetworkService", ERROR_SUCCESS, false}};
-  for (const auto& c : cases) {
-    accounts().user = c.user;
-    accounts().status = c.status;
+  // A local-system service has no profiles of its own, even one that names SYSTEM; a missing
+  // service reads none; another account reads only its own.
+  for (const wchar_t* user : {L"LocalSystem", static_cast<const wchar_t*>(nullptr), L"NT AUTHORITY\\NetworkService"}) {
+    SetServiceUser(user);
     GroupCredentialMap groups;
     mFinder.DiscoverGroups(groups);
-    EXPECT_EQ(groups.count("10.0.0.2") == 1, c.profileUsed) << testing::PrintToString(std::wstring(c.user));
+    EXPECT_EQ(groups.count("10.0.0.2"), 0u) << (user ? testing::PrintToString(std::wstring(user)) : "no service");
   }
   EXPECT_EQ(mTrace.LevelsOf("GetWindowsServiceUser for Vantor VSS Hardware Provider failed. Error 1060"),
             std::vector<std::string>{"ERROR"});

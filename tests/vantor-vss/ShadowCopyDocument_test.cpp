@@ -142,6 +142,12 @@ TEST_F(ShadowCopyDocumentTest, UnusableFilesAreRefusedNamingTheFileAndTheEntry) 
   noSets.erase("sets");
   nlohmann::json foreign = good;
   foreign["format"] = "something else";
+  nlohmann::json otherVersion = good;
+  otherVersion["version"] = 2;
+  nlohmann::json noSerial = good;
+  noSerial["sets"][0]["volumes"][0]["target_lun"].erase("serial_number");
+  nlohmann::json badId = good;
+  badId["sets"][0]["snapshot_set_id"] = "not-a-guid";
   const struct {
     std::string text;
     std::string says;
@@ -149,6 +155,9 @@ TEST_F(ShadowCopyDocumentTest, UnusableFilesAreRefusedNamingTheFileAndTheEntry) 
              {"[]", "not a shadow-copy document"},
              {foreign.dump(), "not a shadow-copy document"},
              {noSets.dump(), "'sets' must be a list"},
+             {otherVersion.dump(), "'version' is 2"},
+             {noSerial.dump(), "sets[0]: volumes[0]: target_lun: 'serial_number' is missing"},
+             {badId.dump(), "sets[0]: 'snapshot_set_id' is not a GUID"},
              {noTarget.dump(), "sets[0]: volumes[0]: target_lun: a LUN must be a JSON object"}};
   for (const auto& b : bad) {
     std::ofstream(file_, std::ios::trunc) << b.text;
