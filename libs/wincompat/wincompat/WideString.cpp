@@ -44,6 +44,14 @@ std::wstring ToWide(std::string_view in) {
   out.reserve(in.size());
   std::size_t i = 0;
   while (i < in.size()) {
+    // Most text is ASCII: widen a run of it in one append.
+    std::size_t run = i;
+    while (run < in.size() && static_cast<unsigned char>(in[run]) < 0x80) ++run;
+    if (run != i) {
+      out.append(in.begin() + static_cast<std::ptrdiff_t>(i), in.begin() + static_cast<std::ptrdiff_t>(run));
+      i = run;
+      continue;
+    }
     const auto lead = static_cast<unsigned char>(in[i]);
     std::size_t len = lead < 0x80 ? 1 : (lead >> 5) == 0x6 ? 2 : (lead >> 4) == 0xE ? 3 : (lead >> 3) == 0x1E ? 4 : 0;
     if (len == 0 || i + len > in.size()) {
