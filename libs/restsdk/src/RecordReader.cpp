@@ -45,18 +45,19 @@ class ObjectReader {
 
   // A string of hexadecimal digits, answered as the bytes it spells.
   std::optional<std::string> hexBytes(const char* key) const {
-    const std::optional<std::string> digits = text(key);
-    if (!digits) return std::nullopt;
-    if (digits->size() % 2 != 0)
+    const json* value = find(key);
+    if (!value) return std::nullopt;
+    if (!value->IsString()) wrongType(key, *value, "a string");
+    const std::string_view digits(value->GetString(), value->GetStringLength());
+    if (digits.size() % 2 != 0)
       throw AnswerError("attribute '" + std::string(key) + "' of " + mWhat + " has an odd number of hex digits");
-    std::string bytes;
-    bytes.reserve(digits->size() / 2);
-    for (std::size_t i = 0; i < digits->size(); i += 2) {
-      const int high = hexValue((*digits)[i]);
-      const int low = hexValue((*digits)[i + 1]);
+    std::string bytes(digits.size() / 2, '\0');
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
+      const int high = hexValue(digits[2 * i]);
+      const int low = hexValue(digits[2 * i + 1]);
       if (high < 0 || low < 0)
         throw AnswerError("attribute '" + std::string(key) + "' of " + mWhat + " is not hexadecimal");
-      bytes += static_cast<char>((high << 4) | low);
+      bytes[i] = static_cast<char>((high << 4) | low);
     }
     return bytes;
   }

@@ -48,7 +48,9 @@ std::wstring ToWide(std::string_view in) {
     std::size_t run = i;
     while (run < in.size() && static_cast<unsigned char>(in[run]) < 0x80) ++run;
     if (run != i) {
-      out.append(in.begin() + static_cast<std::ptrdiff_t>(i), in.begin() + static_cast<std::ptrdiff_t>(run));
+      const std::size_t at = out.size();
+      out.resize(at + (run - i));  // within the reserved room: no allocation, no temporary
+      for (std::size_t k = i; k < run; ++k) out[at + (k - i)] = static_cast<wchar_t>(in[k]);
       i = run;
       continue;
     }
