@@ -5,7 +5,7 @@
 find_package(Threads REQUIRED)
 
 set(VANTOR_HOST_INCLUDE ${CMAKE_BINARY_DIR}/host-headers)
-foreach(dir nlohmann CLI)
+foreach(dir nlohmann rapidjson CLI)
   if(EXISTS /usr/include/${dir} AND NOT EXISTS ${VANTOR_HOST_INCLUDE}/${dir})
     file(COPY /usr/include/${dir} DESTINATION ${VANTOR_HOST_INCLUDE})
   endif()

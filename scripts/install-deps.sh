@@ -9,7 +9,7 @@ if [ "$(id -u)" -ne 0 ]; then sudo_cmd="sudo"; fi
 
 packages=(
   build-essential cmake ninja-build pkg-config clang libclang-rt-14-dev
-  libpoco-dev nlohmann-json3-dev libssl-dev libcli11-dev
+  libpoco-dev nlohmann-json3-dev rapidjson-dev libssl-dev libcli11-dev
   libgtest-dev libgmock-dev googletest libbenchmark-dev
   gsoap libgsoap-dev
   g++-mingw-w64-x86-64 wine64 wine64-tools

@@ -5,7 +5,7 @@
 // slowest group (delays included; the groups are asked side by side), and the CPU time of the
 // thread that called CommitSnapshots (which asks the first group itself: on one group that is
 // all of the provider's work but the trace writer's). Usage: commit_bench [--delay-ms D]
-// [--repeat R] [--volumes N (only this many)] [--json]
+// [--repeat R] [--volumes N (only this many)] [--groups G (only this many)] [--json]
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -139,13 +139,15 @@ int main(int argc, char** argv) {
   int repeat = 5;
   bool json = false;
   std::vector<int> volumeCounts{1, 8, 64};
+  std::vector<int> groupCounts{1, 2, 4};
   for (int i = 1; i < argc; ++i) {
     if (!std::strcmp(argv[i], "--delay-ms") && i + 1 < argc) delayMs = std::atoi(argv[++i]);
     else if (!std::strcmp(argv[i], "--repeat") && i + 1 < argc) repeat = std::max(1, std::atoi(argv[++i]));
     else if (!std::strcmp(argv[i], "--json")) json = true;
     else if (!std::strcmp(argv[i], "--volumes") && i + 1 < argc) volumeCounts = {std::max(1, std::atoi(argv[++i]))};
+    else if (!std::strcmp(argv[i], "--groups") && i + 1 < argc) groupCounts = {std::clamp(std::atoi(argv[++i]), 1, 16)};
     else {
-      std::cerr << "usage: commit_bench [--delay-ms D] [--repeat R] [--volumes N] [--json]\n";
+      std::cerr << "usage: commit_bench [--delay-ms D] [--repeat R] [--volumes N] [--groups G] [--json]\n";
       return 2;
     }
   }
@@ -167,7 +169,7 @@ int main(int argc, char** argv) {
     std::printf("%-8s %-7s %-16s %-11s %-10s %-9s %-9s\n", "volumes", "groups", "requests/group", "commit ms",
                 "x 1 group", "own ms", "cpu ms");
   std::map<int, double> oneGroupMs;  // volumes -> commit ms on one group
-  for (const int groups : {1, 2, 4}) {
+  for (const int groups : groupCounts) {
     for (const int volumes : volumeCounts) {
       std::vector<double> commits, owns, cpus;
       CaseResult last;
@@ -179,7 +181,7 @@ int main(int argc, char** argv) {
       }
       const double commit = Median(commits), own = Median(owns), cpu = Median(cpus);
       if (groups == 1) oneGroupMs[volumes] = commit;
-      const double ratio = commit / oneGroupMs[volumes];
+      const double ratio = oneGroupMs.count(volumes) ? commit / oneGroupMs[volumes] : 0.0;
       if (!json)
         std::printf("%-8d %-7d %-16s %-11.2f %-10.2f %-9.3f %-9.3f\n", volumes, groups,
                     (std::to_string(last.requestsPerGroupMin) + (last.requestsPerGroupMin == last.requestsPerGroupMax

@@ -127,6 +127,10 @@ TEST_F(RecordMapping, MalformedAnswersRaiseApiExceptionsThatSayWhy) {
   hugeList += "]}";
   const std::vector<std::pair<std::string, std::string>> cases = {
       {"<html>oops</html>", "the body is not JSON"},
+      {std::string(R"({"data":[]})") + '\0' + "garbage", "the body is not JSON"},
+      {R"({"data":[]} {})", "the body is not JSON"},
+      {"{\"data\":[{\"name\":\"a\xED\xA0\x80\"}]}", "the body is not JSON"},  // a surrogate in UTF-8
+      {R"({"data":[{"name":"\ud800"}]})", "the body is not JSON"},
       {R"([1,2])", "not a JSON object"},
       {R"({"total":0})", R"(no "data")"},
       {R"({"data":{}})", "expected an array"},

@@ -146,6 +146,8 @@ TEST_F(Requests, RequestsThatCannotBeRightAreNotSent) {
   for (int i = 0; i < 40; ++i) deep = std::make_shared<v1::SearchFilter>(v1::SearchFilter::FilterList{deep}, v1::OPERATOR_OR);
   auto nested = std::make_shared<v1::GetParams>();
   nested->setSearchFilter(deep);
+  auto notUtf8 = std::make_shared<v1::GetParams>();
+  notUtf8->setSearchFilter(leaf("name", "vol\xC0\xAF"));  // an overlong '/'
 
   const std::size_t before = array->Sent().size();
   const std::vector<std::pair<const char*, std::function<void()>>> attempts = {
@@ -157,6 +159,7 @@ TEST_F(Requests, RequestsThatCannotBeRightAreNotSent) {
       {"empty id", [&] { factory->getSnapshotObjectSet()->deleteObject(""); }},
       {"log without level", [&] { factory->getDebugLogObjectSet()->createObject(v1::DebugLog{}); }},
       {"filter nested 40 deep", [&] { factory->getVolumeObjectSet()->getObjectList(nested); }},
+      {"text not UTF-8", [&] { factory->getVolumeObjectSet()->getObjectList(notUtf8); }},
   };
   for (const auto& [name, attempt] : attempts) EXPECT_THROW(attempt(), ApiException) << name;
   EXPECT_EQ(array->Sent().size(), before);

@@ -1,4 +1,6 @@
 // Sessions, error answers and transport failures as the array layer sees them.
+#include <chrono>
+
 #include "ScriptedClient.h"
 
 namespace restsdk_test {
@@ -85,6 +87,15 @@ TEST_F(Session, AnswersNestedBeyondTheLimitAreRefusedBeforeTheyAreParsed) {
   array->Answer(201, {{"data", {{"id", brackets}, {"session_token", "{{{" + brackets}}}});
   client->authenticate(AuthInfo("admin", "pa55word"));
   EXPECT_EQ(client->getSessionToken(), "{{{" + brackets);
+  // Escaped quotes do not end a string, and a string of nothing but escapes is read in one pass.
+  std::string escapes;
+  for (int i = 0; i < 1 << 20; ++i) escapes += "\\n";
+  escapes += "\\\"[";
+  array->AnswerRaw(201, R"({"data":{"id":"i","session_token":")" + escapes + R"("}})");
+  const auto started = std::chrono::steady_clock::now();
+  client->authenticate(AuthInfo("admin", "pa55word"));
+  EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(5));
+  EXPECT_EQ(client->getSessionToken().size(), (std::size_t{1} << 20) + 2);
 }
 
 TEST_F(Session, LogoutForgetsTheTokenEvenWhenTheArrayRefuses) {

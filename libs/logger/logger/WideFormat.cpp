@@ -171,18 +171,18 @@ void AppendChar(std::wstring& out, const Field& field, wchar_t conversion, const
 }
 
 void AppendString(std::wstring& out, const Field& field, const LogArg& arg) {
-  std::wstring text;
+  std::wstring widened;
+  std::wstring_view text;
   if (arg.kind() == LogArg::Kind::Wide) {
-    text.assign(arg.asWide());
+    text = arg.asWide();
   } else if (arg.kind() == LogArg::Kind::Narrow) {
-    text = wincompat::ToWide(arg.asNarrow());
+    widened = wincompat::ToWide(arg.asNarrow());
+    text = widened;
   } else {
     out += BadArg(arg);
     return;
   }
-  if (field.precision >= 0 && text.size() > static_cast<std::size_t>(field.precision)) {
-    text.resize(static_cast<std::size_t>(field.precision));
-  }
+  if (field.precision >= 0) text = text.substr(0, static_cast<std::size_t>(field.precision));
   AppendPadded(out, field, {}, text, false);
 }
 
@@ -237,13 +237,11 @@ class Formatter {
     std::wstring out;
     out.reserve(format_.size() + 16 * args_.size());
     while (pos_ < format_.size()) {
-      const wchar_t c = format_[pos_];
-      if (c != L'%') {
-        out.push_back(c);
-        ++pos_;
-        continue;
-      }
-      AppendConversion(out);
+      // The text up to the next conversion goes in one piece.
+      const std::size_t conversion = std::min(format_.find(L'%', pos_), format_.size());
+      out.append(format_.substr(pos_, conversion - pos_));
+      pos_ = conversion;
+      if (pos_ < format_.size()) AppendConversion(out);
     }
     return out;
   }

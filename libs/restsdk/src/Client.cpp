@@ -29,18 +29,17 @@ void Client::authenticate(const AuthInfo& authInfo) {
                        std::to_string(mSession->port()) +
                        ": the request body holds text that is not valid UTF-8; nothing was sent");
   }
-  const nlohmann::json answer =
+  const detail::JsonAnswer answer =
       mSession->callWithBodyText("POST", kTokensPath, std::move(body), /*needsSession=*/false);
   mSession->readAnswer("POST", kTokensPath, [&] {
-    const auto data = answer.find("data");
-    if (data == answer.end() || !data->is_object()) throw detail::AnswerError("the answer has no \"data\" object");
-    const auto id = data->find("id");
-    const auto token = data->find("session_token");
-    if (id == data->end() || !id->is_string() || id->get<std::string>().empty())
-      throw detail::AnswerError("the answer has no session id");
-    if (token == data->end() || !token->is_string() || token->get<std::string>().empty())
+    const detail::JsonValue* data = detail::findMember(answer.root(), "data");
+    if (!data || !data->IsObject()) throw detail::AnswerError("the answer has no \"data\" object");
+    const detail::JsonValue* id = detail::findMember(*data, "id");
+    const detail::JsonValue* token = detail::findMember(*data, "session_token");
+    if (!id || !id->IsString() || id->GetStringLength() == 0) throw detail::AnswerError("the answer has no session id");
+    if (!token || !token->IsString() || token->GetStringLength() == 0)
       throw detail::AnswerError("the answer has no session token");
-    mSession->setSession(id->get<std::string>(), token->get<std::string>());
+    mSession->setSession(detail::stringOf(*id), detail::stringOf(*token));
   });
   mSession->logInfo("Session opened for user '" + authInfo.getUsername() + "' on " + mSession->server());
 }
@@ -49,7 +48,7 @@ void Client::logout() {
   if (mSession->token().empty()) return;
   const std::string path = std::string(kTokensPath) + "/" + detail::pathSegment(mSession->tokenId(), "session id");
   try {
-    mSession->call("DELETE", path, nullptr);
+    mSession->call("DELETE", path);
   } catch (...) {
     // The session is given up either way; the array expires it if the delete did not arrive.
     mSession->clearSession();

@@ -8,8 +8,7 @@ namespace VantorStorage::WS::v1 {
 DebugLogObjectSet::DebugLogObjectSet(std::shared_ptr<detail::Session> session) : mSession(std::move(session)) {}
 
 void DebugLogObjectSet::createObject(const DebugLog& entry) {
-  const nlohmann::json body = detail::RecordCodec::writeDebugLog(entry);
-  mSession->call("POST", "/v1/debug_log", &body);
+  mSession->call("POST", "/v1/debug_log", detail::RecordCodec::writeDebugLog(entry));
 }
 
 }  // namespace VantorStorage::WS::v1

@@ -9,9 +9,8 @@ GroupObjectSet::GroupObjectSet(std::shared_ptr<detail::Session> session) : mSess
 
 GroupListPtr GroupObjectSet::getObjectList(const GetParams& params) {
   static const std::string path = "/v1/groups/search";
-  const nlohmann::json body = detail::RecordCodec::writeSearch(params);
-  const nlohmann::json answer = mSession->call("POST", path, &body);
-  return mSession->readAnswer("POST", path, [&] { return detail::RecordCodec::readGroupList(answer); });
+  const detail::JsonAnswer answer = mSession->call("POST", path, detail::RecordCodec::writeSearch(params));
+  return mSession->readAnswer("POST", path, [&] { return detail::RecordCodec::readGroupList(answer.root()); });
 }
 
 GroupListPtr GroupObjectSet::getObjectList(const std::shared_ptr<GetParams>& params) {

@@ -1,40 +1,13 @@
 #include "LoginBody.h"
 
+#include "Utf8.h"
+
 #include <array>
 #include <stdexcept>
 
 namespace VantorStorage::WS::detail {
 
 namespace {
-
-// Length of the UTF-8 sequence that starts at `at`, or 0 when it is not a valid one.
-std::size_t sequenceLength(std::string_view text, std::size_t at) {
-  const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
-  const unsigned char lead = byte(at);
-  if (lead < 0x80) return 1;
-  std::size_t length = 0;
-  unsigned char low = 0x80;
-  unsigned char high = 0xBF;
-  if (lead >= 0xC2 && lead <= 0xDF) {
-    length = 2;
-  } else if (lead >= 0xE0 && lead <= 0xEF) {
-    length = 3;
-    if (lead == 0xE0) low = 0xA0;
-    if (lead == 0xED) high = 0x9F;  // no surrogates
-  } else if (lead >= 0xF0 && lead <= 0xF4) {
-    length = 4;
-    if (lead == 0xF0) low = 0x90;
-    if (lead == 0xF4) high = 0x8F;
-  } else {
-    return 0;
-  }
-  if (text.size() - at < length) return 0;
-  for (std::size_t i = 1; i < length; ++i) {
-    const unsigned char next = byte(at + i);
-    if (next < (i == 1 ? low : 0x80) || next > (i == 1 ? high : 0xBF)) return 0;
-  }
-  return length;
-}
 
 // Appends the JSON string literal of `text` to `out`; with `out` null only counts its size.
 std::size_t quote(std::string_view text, std::string* out) {
@@ -43,7 +16,7 @@ std::size_t quote(std::string_view text, std::string* out) {
   std::size_t size = 2;
   if (out) out->push_back('"');
   for (std::size_t at = 0; at < text.size();) {
-    const std::size_t length = sequenceLength(text, at);
+    const std::size_t length = utf8SequenceLength(text, at);
     if (length == 0) throw std::invalid_argument("text that is not valid UTF-8");
     const auto c = static_cast<unsigned char>(text[at]);
     if (c == '"' || c == '\\') {

@@ -1,7 +1,5 @@
 // Answers -> records. Every value is checked for its JSON type before it is taken: the array
 // is outside input, and a wrong type must end in a clear error, never in a crash or a guess.
-#include <limits>
-
 #include "RecordCodec.h"
 #include "Session.h"
 
@@ -9,10 +7,10 @@ namespace VantorStorage::WS::detail {
 
 namespace {
 
-using nlohmann::json;
+using json = JsonValue;
 
 const char* typeName(const json& value) {
-  return value.type_name();
+  return jsonTypeName(value);
 }
 
 // Reads the attributes of one object. An absent attribute or a JSON null leaves the record's
@@ -20,49 +18,46 @@ const char* typeName(const json& value) {
 class ObjectReader {
  public:
   ObjectReader(const json& object, const std::string& what) : mObject(object), mWhat(what) {
-    if (!object.is_object()) throw AnswerError(what + " is " + typeName(object) + ", expected an object");
+    if (!object.IsObject()) throw AnswerError(what + " is " + typeName(object) + ", expected an object");
   }
 
   std::optional<std::string> text(const char* key) const {
     const json* value = find(key);
     if (!value) return std::nullopt;
-    if (!value->is_string()) wrongType(key, *value, "a string");
-    return value->get<std::string>();
+    if (!value->IsString()) wrongType(key, *value, "a string");
+    return stringOf(*value);
   }
 
   std::optional<std::int64_t> integer(const char* key) const {
     const json* value = find(key);
     if (!value) return std::nullopt;
-    if (value->is_number_unsigned()) {
-      if (value->get<std::uint64_t>() > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max()))
-        throw AnswerError("attribute '" + std::string(key) + "' of " + mWhat + " is out of range");
-      return static_cast<std::int64_t>(value->get<std::uint64_t>());
-    }
-    if (!value->is_number_integer()) wrongType(key, *value, "an integer");
-    return value->get<std::int64_t>();
+    if (value->IsInt64()) return value->GetInt64();
+    if (value->IsUint64()) throw AnswerError("attribute '" + std::string(key) + "' of " + mWhat + " is out of range");
+    wrongType(key, *value, "an integer");
   }
 
   std::optional<bool> boolean(const char* key) const {
     const json* value = find(key);
     if (!value) return std::nullopt;
-    if (!value->is_boolean()) wrongType(key, *value, "a boolean");
-    return value->get<bool>();
+    if (!value->IsBool()) wrongType(key, *value, "a boolean");
+    return value->GetBool();
   }
 
   // A string of hexadecimal digits, answered as the bytes it spells.
   std::optional<std::string> hexBytes(const char* key) const {
-    const std::optional<std::string> digits = text(key);
-    if (!digits) return std::nullopt;
-    if (digits->size() % 2 != 0)
+    const json* value = find(key);
+    if (!value) return std::nullopt;
+    if (!value->IsString()) wrongType(key, *value, "a string");
+    const std::string_view digits(value->GetString(), value->GetStringLength());
+    if (digits.size() % 2 != 0)
       throw AnswerError("attribute '" + std::string(key) + "' of " + mWhat + " has an odd number of hex digits");
-    std::string bytes;
-    bytes.reserve(digits->size() / 2);
-    for (std::size_t i = 0; i < digits->size(); i += 2) {
-      const int high = hexValue((*digits)[i]);
-      const int low = hexValue((*digits)[i + 1]);
+    std::string bytes(digits.size() / 2, '\0');
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
+      const int high = hexValue(digits[2 * i]);
+      const int low = hexValue(digits[2 * i + 1]);
       if (high < 0 || low < 0)
         throw AnswerError("attribute '" + std::string(key) + "' of " + mWhat + " is not hexadecimal");
-      bytes += static_cast<char>((high << 4) | low);
+      bytes[i] = static_cast<char>((high << 4) | low);
     }
     return bytes;
   }
@@ -71,9 +66,9 @@ class ObjectReader {
   // caller decides). Answers null for absent.
   const json* array(const char* key) const {
     const json* value = find(key, /*keepNull=*/true);
-    if (!value || value->is_null()) return value;
-    if (!value->is_array()) wrongType(key, *value, "an array");
-    if (value->size() > kMaxObjectsPerAnswer)
+    if (!value || value->IsNull()) return value;
+    if (!value->IsArray()) wrongType(key, *value, "an array");
+    if (value->Size() > kMaxObjectsPerAnswer)
       throw AnswerError("attribute '" + std::string(key) + "' of " + mWhat + " has too many entries");
     return value;
   }
@@ -82,10 +77,9 @@ class ObjectReader {
 
  private:
   const json* find(const char* key, bool keepNull = false) const {
-    const auto it = mObject.find(key);
-    if (it == mObject.end()) return nullptr;
-    if (it->is_null() && !keepNull) return nullptr;
-    return &*it;
+    const json* value = findMember(mObject, key);
+    if (!value || (value->IsNull() && !keepNull)) return nullptr;
+    return value;
   }
 
   [[noreturn]] void wrongType(const char* key, const json& value, const char* expected) const {
@@ -105,30 +99,31 @@ class ObjectReader {
 };
 
 const json& dataMember(const json& answer) {
-  const auto it = answer.find("data");
-  if (it == answer.end()) throw AnswerError("the answer has no \"data\"");
-  return *it;
+  const json* data = answer.IsObject() ? findMember(answer, "data") : nullptr;
+  if (!data) throw AnswerError("the answer has no \"data\"");
+  return *data;
 }
 
 const json& dataArray(const json& answer) {
   const json& data = dataMember(answer);
-  if (!data.is_array()) throw AnswerError(std::string("\"data\" is ") + typeName(data) + ", expected an array");
-  if (data.size() > kMaxObjectsPerAnswer)
-    throw AnswerError("\"data\" holds " + std::to_string(data.size()) + " objects, more than any array has");
+  if (!data.IsArray()) throw AnswerError(std::string("\"data\" is ") + typeName(data) + ", expected an array");
+  if (data.Size() > kMaxObjectsPerAnswer)
+    throw AnswerError("\"data\" holds " + std::to_string(data.Size()) + " objects, more than any array has");
   return data;
 }
 
 const json& dataObject(const json& answer) {
   const json& data = dataMember(answer);
-  if (!data.is_object()) throw AnswerError(std::string("\"data\" is ") + typeName(data) + ", expected an object");
+  if (!data.IsObject()) throw AnswerError(std::string("\"data\" is ") + typeName(data) + ", expected an object");
   return data;
 }
 
 template <class T, class ReadOne>
 v1::ObjectListPtr<T> readList(const json& array, const char* kind, ReadOne readOne) {
   auto list = std::make_shared<v1::ObjectList<T>>();
-  list->reserve(array.size());
-  for (std::size_t i = 0; i < array.size(); ++i) list->push_back(readOne(array[i], std::string(kind) + " " + std::to_string(i)));
+  list->reserve(array.Size());
+  for (rapidjson::SizeType i = 0; i < array.Size(); ++i)
+    list->push_back(readOne(array[i], std::string(kind) + " " + std::to_string(i)));
   return list;
 }
 
@@ -136,8 +131,8 @@ v1::ObjectListPtr<T> readList(const json& array, const char* kind, ReadOne readO
 
 v1::AccessControlRecordListPtr RecordCodec::readAccessControlRecords(const json& value, const std::string& what) {
   auto list = std::make_shared<v1::AccessControlRecordList>();
-  if (value.is_null()) return list;  // "no records" said the long way
-  for (std::size_t i = 0; i < value.size(); ++i) {
+  if (value.IsNull()) return list;  // "no records" said the long way
+  for (rapidjson::SizeType i = 0; i < value.Size(); ++i) {
     const std::string entryWhat = "access control record " + std::to_string(i) + " of " + what;
     const ObjectReader reader(value[i], entryWhat);
     auto record = std::make_shared<v1::AccessControlRecord>();
@@ -151,9 +146,9 @@ v1::AccessControlRecordListPtr RecordCodec::readAccessControlRecords(const json&
 
 v1::VsKeyValueListPtr RecordCodec::readMetadata(const json& value, const std::string& what) {
   // A null list stays null: callers tell "no metadata attribute" from "metadata: null".
-  if (value.is_null()) return nullptr;
+  if (value.IsNull()) return nullptr;
   auto list = std::make_shared<v1::VsKeyValueList>();
-  for (std::size_t i = 0; i < value.size(); ++i) {
+  for (rapidjson::SizeType i = 0; i < value.Size(); ++i) {
     const std::string entryWhat = "metadata entry " + std::to_string(i) + " of " + what;
     const ObjectReader reader(value[i], entryWhat);
     auto pair = std::make_shared<v1::VsKeyValue>();
@@ -254,11 +249,11 @@ std::shared_ptr<v1::Snapshot> RecordCodec::readSnapshotAnswer(const json& answer
 
 std::shared_ptr<v1::VsSnapVolListReturn> RecordCodec::readBulkCreateAnswer(const json& answer) {
   const json& data = dataObject(answer);
-  const auto snapList = data.find("snap_list");
-  if (snapList == data.end()) throw AnswerError("the answer has no \"snap_list\"");
-  if (!snapList->is_array())
+  const json* snapList = findMember(data, "snap_list");
+  if (!snapList) throw AnswerError("the answer has no \"snap_list\"");
+  if (!snapList->IsArray())
     throw AnswerError(std::string("\"snap_list\" is ") + typeName(*snapList) + ", expected an array");
-  if (snapList->size() > kMaxObjectsPerAnswer) throw AnswerError("\"snap_list\" has too many entries");
+  if (snapList->Size() > kMaxObjectsPerAnswer) throw AnswerError("\"snap_list\" has too many entries");
   auto result = std::make_shared<v1::VsSnapVolListReturn>();
   result->mSnapList = readList<v1::Snapshot>(*snapList, "snapshot", &RecordCodec::readSnapshot);
   result->mImmutable = true;

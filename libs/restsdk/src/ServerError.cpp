@@ -1,6 +1,6 @@
 #include "ServerError.h"
 
-#include <nlohmann/json.hpp>
+#include "JsonAnswer.h"
 
 namespace VantorStorage::WS::detail {
 
@@ -9,22 +9,21 @@ namespace {
 constexpr std::size_t kMaxMessages = 64;
 constexpr std::size_t kMaxTextInWhat = 512;
 
-std::string stringMember(const nlohmann::json& entry, const char* key) {
-  const auto it = entry.find(key);
-  if (it == entry.end() || !it->is_string()) return {};
-  return it->get<std::string>();
+std::string stringMember(const JsonValue& entry, const char* key) {
+  const JsonValue* value = findMember(entry, key);
+  return value && value->IsString() ? stringOf(*value) : std::string();
 }
 }  // namespace
 
 std::vector<ServerMessage> parseServerMessages(const std::string& body) {
   std::vector<ServerMessage> messages;
-  const nlohmann::json answer = nlohmann::json::parse(body, nullptr, false);
-  if (answer.is_discarded() || !answer.is_object()) return messages;
-  const auto list = answer.find("messages");
-  if (list == answer.end() || !list->is_array()) return messages;
-  for (const nlohmann::json& entry : *list) {
+  const std::optional<JsonAnswer> answer = JsonAnswer::parse(body);
+  if (!answer || !answer->root().IsObject()) return messages;
+  const JsonValue* list = findMember(answer->root(), "messages");
+  if (!list || !list->IsArray()) return messages;
+  for (const JsonValue& entry : list->GetArray()) {
     if (messages.size() == kMaxMessages) break;
-    if (!entry.is_object()) continue;
+    if (!entry.IsObject()) continue;
     messages.emplace_back(stringMember(entry, "code"), stringMember(entry, "text"), stringMember(entry, "severity"));
   }
   return messages;

@@ -18,16 +18,6 @@ constexpr int kDefaultReceiveTimeoutMs = 60000;
 
 const char* const kUnauthorizedCode = "SM_http_unauthorized";
 
-// The JSON library's encoding error quotes the offending byte and its position; the body may be
-// the login request, so the text must not travel on.
-std::string encodeBody(const nlohmann::json& body, const std::string& request) {
-  try {
-    return body.dump();
-  } catch (const nlohmann::json::exception&) {
-    throw ApiException(request + ": the request body holds text that is not valid UTF-8; nothing was sent");
-  }
-}
-
 std::string describeRequest(const std::string& method, const std::string& path, const std::string& server,
                             std::uint32_t port) {
   return method + " " + path + " on " + server + ":" + std::to_string(port);
@@ -53,20 +43,24 @@ vantor::http::Connection& Session::connection() {
   return *mConnection;
 }
 
-nlohmann::json Session::call(const std::string& method, const std::string& path, const nlohmann::json* body,
-                             bool needsSession) {
-  if (!body) return exchange(method, path, nullptr, needsSession);
-  std::string text = encodeBody(*body, describeRequest(method, mBasePath + path, mServer, mPort));
-  return exchange(method, path, &text, needsSession);
+JsonAnswer Session::call(const std::string& method, const std::string& path, bool needsSession) {
+  return exchange(method, path, nullptr, needsSession);
 }
 
-nlohmann::json Session::callWithBodyText(const std::string& method, const std::string& path, std::string bodyText,
+JsonAnswer Session::call(const std::string& method, const std::string& path, JsonBody body, bool needsSession) {
+  if (!body.validUtf8)
+    throw ApiException(describeRequest(method, mBasePath + path, mServer, mPort) +
+                       ": the request body holds text that is not valid UTF-8; nothing was sent");
+  return exchange(method, path, &body.text, needsSession);
+}
+
+JsonAnswer Session::callWithBodyText(const std::string& method, const std::string& path, std::string bodyText,
                                          bool needsSession) {
   const WipeOnExit wipe(bodyText);  // also when the request is refused before it is sent
   return exchange(method, path, &bodyText, needsSession);
 }
 
-nlohmann::json Session::exchange(const std::string& method, const std::string& path, std::string* bodyText,
+JsonAnswer Session::exchange(const std::string& method, const std::string& path, std::string* bodyText,
                                  bool needsSession) {
   const std::string fullPath = mBasePath + path;
   const std::string request = describeRequest(method, fullPath, mServer, mPort);
@@ -116,11 +110,10 @@ nlohmann::json Session::exchange(const std::string& method, const std::string& p
   }
 
   if (response.status < 200 || response.status > 299) throwServerError(method, fullPath, response);
-  if (response.body.empty()) return nlohmann::json::object();
-  nlohmann::json answer = nlohmann::json::parse(response.body, nullptr, false);
-  if (answer.is_discarded()) invalidAnswer(method, fullPath, "the body is not JSON");
-  if (!answer.is_object()) invalidAnswer(method, fullPath, "the body is not a JSON object");
-  return answer;
+  std::optional<JsonAnswer> answer = JsonAnswer::parse(response.body);
+  if (!answer) invalidAnswer(method, fullPath, "the body is not JSON");
+  if (!answer->root().IsObject()) invalidAnswer(method, fullPath, "the body is not a JSON object");
+  return std::move(*answer);
 }
 
 void Session::throwServerError(const std::string& method, const std::string& path,

@@ -2,7 +2,8 @@
 // The state one Client shares with its object sets: where the array is, the session token and
 // the kept connection. Every request of the library goes through call(), which turns the
 // answer into JSON or into the library's exceptions.
-#include <nlohmann/json.hpp>
+#include "JsonAnswer.h"
+#include "JsonWriter.h"
 
 #include <chrono>
 #include <cstdint>
@@ -30,12 +31,13 @@ class Session {
   // needsSession, a missing session fails at once as the array would (401). Non-2xx answers
   // throw GroupMgmtServerException; transport failures and bodies that are not a JSON object
   // throw ApiException.
-  nlohmann::json call(const std::string& method, const std::string& path, const nlohmann::json* body,
-                      bool needsSession = true);
+  JsonAnswer call(const std::string& method, const std::string& path, bool needsSession = true);
+  // The same with a body; one that holds text which is not valid UTF-8 is refused unsent.
+  JsonAnswer call(const std::string& method, const std::string& path, JsonBody body, bool needsSession = true);
   // The same with a body encoded already. The text may hold a password: it is wiped here, once
   // the exchange is over, whatever its outcome.
-  nlohmann::json callWithBodyText(const std::string& method, const std::string& path, std::string bodyText,
-                                  bool needsSession);
+  JsonAnswer callWithBodyText(const std::string& method, const std::string& path, std::string bodyText,
+                              bool needsSession);
 
   // Runs `read` on an answer; its AnswerError becomes an ApiException naming the request.
   template <class Read>
@@ -70,8 +72,8 @@ class Session {
 
  private:
   vantor::http::Connection& connection();
-  nlohmann::json exchange(const std::string& method, const std::string& path, std::string* bodyText,
-                          bool needsSession);
+  JsonAnswer exchange(const std::string& method, const std::string& path, std::string* bodyText,
+                      bool needsSession);
   [[noreturn]] void throwServerError(const std::string& method, const std::string& path,
                                      const vantor::http::Response& response);
 

@@ -9,9 +9,8 @@ SnapshotObjectSet::SnapshotObjectSet(std::shared_ptr<detail::Session> session) :
 
 SnapshotListPtr SnapshotObjectSet::getObjectList(const GetParams& params) {
   static const std::string path = "/v1/snapshots/search";
-  const nlohmann::json body = detail::RecordCodec::writeSearch(params);
-  const nlohmann::json answer = mSession->call("POST", path, &body);
-  return mSession->readAnswer("POST", path, [&] { return detail::RecordCodec::readSnapshotList(answer); });
+  const detail::JsonAnswer answer = mSession->call("POST", path, detail::RecordCodec::writeSearch(params));
+  return mSession->readAnswer("POST", path, [&] { return detail::RecordCodec::readSnapshotList(answer.root()); });
 }
 
 SnapshotListPtr SnapshotObjectSet::getObjectList(const std::shared_ptr<GetParams>& params) {
@@ -20,20 +19,18 @@ SnapshotListPtr SnapshotObjectSet::getObjectList(const std::shared_ptr<GetParams
 
 std::shared_ptr<VsSnapVolListReturn> SnapshotObjectSet::bulkCreate(const VsSnapVolList& snapVols) {
   static const std::string path = "/v1/snapshots/bulk_create";
-  const nlohmann::json body = detail::RecordCodec::writeBulkCreate(snapVols);
-  const nlohmann::json answer = mSession->call("POST", path, &body);
-  return mSession->readAnswer("POST", path, [&] { return detail::RecordCodec::readBulkCreateAnswer(answer); });
+  const detail::JsonAnswer answer = mSession->call("POST", path, detail::RecordCodec::writeBulkCreate(snapVols));
+  return mSession->readAnswer("POST", path, [&] { return detail::RecordCodec::readBulkCreateAnswer(answer.root()); });
 }
 
 std::shared_ptr<Snapshot> SnapshotObjectSet::updateObject(const std::string& id, const Snapshot& changes) {
   const std::string path = "/v1/snapshots/" + detail::pathSegment(id, "snapshot id");
-  const nlohmann::json body = detail::RecordCodec::writeSnapshotUpdate(changes);
-  const nlohmann::json answer = mSession->call("PUT", path, &body);
-  return mSession->readAnswer("PUT", path, [&] { return detail::RecordCodec::readSnapshotAnswer(answer); });
+  const detail::JsonAnswer answer = mSession->call("PUT", path, detail::RecordCodec::writeSnapshotUpdate(changes));
+  return mSession->readAnswer("PUT", path, [&] { return detail::RecordCodec::readSnapshotAnswer(answer.root()); });
 }
 
 void SnapshotObjectSet::deleteObject(const std::string& id) {
-  mSession->call("DELETE", "/v1/snapshots/" + detail::pathSegment(id, "snapshot id"), nullptr);
+  mSession->call("DELETE", "/v1/snapshots/" + detail::pathSegment(id, "snapshot id"));
 }
 
 }  // namespace VantorStorage::WS::v1

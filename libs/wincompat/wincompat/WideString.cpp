@@ -44,6 +44,16 @@ std::wstring ToWide(std::string_view in) {
   out.reserve(in.size());
   std::size_t i = 0;
   while (i < in.size()) {
+    // Most text is ASCII: widen a run of it in one append.
+    std::size_t run = i;
+    while (run < in.size() && static_cast<unsigned char>(in[run]) < 0x80) ++run;
+    if (run != i) {
+      const std::size_t at = out.size();
+      out.resize(at + (run - i));  // within the reserved room: no allocation, no temporary
+      for (std::size_t k = i; k < run; ++k) out[at + (k - i)] = static_cast<wchar_t>(in[k]);
+      i = run;
+      continue;
+    }
     const auto lead = static_cast<unsigned char>(in[i]);
     std::size_t len = lead < 0x80 ? 1 : (lead >> 5) == 0x6 ? 2 : (lead >> 4) == 0xE ? 3 : (lead >> 3) == 0x1E ? 4 : 0;
     if (len == 0 || i + len > in.size()) {

@@ -1,0 +1,51 @@
+#include "JsonAnswer.h"
+
+#include <cstring>
+
+#include "Utf8.h"
+
+namespace VantorStorage::WS::detail {
+
+std::optional<JsonAnswer> JsonAnswer::parse(std::string_view text) {
+  JsonAnswer answer;
+  if (text.empty()) {
+    answer.mDocument.SetObject();
+    return answer;
+  }
+  // The in-place parser stops at a NUL: text after one would go unread rather than refused.
+  if (std::memchr(text.data(), '\0', text.size())) return std::nullopt;
+  // Checked here over the whole text at once rather than string by string in the parser.
+  if (!isValidUtf8(text)) return std::nullopt;
+  answer.mText.reserve(text.size() + 1);
+  answer.mText.assign(text.begin(), text.end());
+  answer.mText.push_back('\0');
+  // Iterative: no recursion however deep the text nests.
+  constexpr unsigned kFlags = rapidjson::kParseInsituFlag | rapidjson::kParseIterativeFlag;
+  answer.mDocument.ParseInsitu<kFlags>(answer.mText.data());
+  if (answer.mDocument.HasParseError()) return std::nullopt;
+  return answer;
+}
+
+const JsonValue* findMember(const JsonValue& object, const char* key) {
+  const auto it = object.FindMember(key);
+  return it == object.MemberEnd() ? nullptr : &it->value;
+}
+
+std::string stringOf(const JsonValue& value) {
+  return std::string(value.GetString(), value.GetStringLength());
+}
+
+const char* jsonTypeName(const JsonValue& value) {
+  switch (value.GetType()) {
+    case rapidjson::kNullType: return "null";
+    case rapidjson::kFalseType:
+    case rapidjson::kTrueType: return "boolean";
+    case rapidjson::kObjectType: return "object";
+    case rapidjson::kArrayType: return "array";
+    case rapidjson::kStringType: return "string";
+    case rapidjson::kNumberType: return "number";
+  }
+  return "unknown";
+}
+
+}  // namespace VantorStorage::WS::detail
