@@ -13,17 +13,13 @@
 #include <sstream>
 #include <thread>
 
-#include "MatrixHost.h"
-#include "discovery/ConfigurationValues.h"
+#include "ProviderHarness.h"
+#include "SimTestClient.h"
+#include "SimulatedArray.h"
 #include "messages/VantorVssMessages.h"
-#include "platform/Registry.h"
-#include "platform/emulated/EmulatedRegistry.h"
 #include "wincompat/VssTypes.h"
 
 namespace {
-
-using faultmatrix::Calls;
-using faultmatrix::MatrixHost;
 
 // Short enough that the cells which wait for it keep the suite within a few minutes. A TLS
 // read may wait for it twice before it gives up.
@@ -81,6 +77,27 @@ const char* FlowName(Flow flow) {
 
 bool IsVeto(HRESULT hr) { return hr == VSS_E_PROVIDER_VETO; }
 
+// The calls of one VSS run and what each answered.
+struct Calls {
+  std::vector<std::pair<std::string, HRESULT>> list;
+
+  HRESULT Add(const std::string& name, HRESULT hr) {
+    list.emplace_back(name, hr);
+    return hr;
+  }
+  bool AllSucceeded() const {
+    return std::ranges::all_of(list, [](const auto& c) { return c.second == S_OK || c.second == VSS_S_ASYNC_FINISHED; });
+  }
+  bool Called(const std::string& name) const {
+    return std::ranges::any_of(list, [&](const auto& call) { return call.first == name; });
+  }
+  std::string Text() const {  // "Name=0x........ ..." for failure messages
+    std::ostringstream out;
+    for (const auto& [name, hr] : list) out << name << "=0x" << std::hex << static_cast<unsigned>(hr) << std::dec << ' ';
+    return out.str();
+  }
+};
+
 struct Cell {
   std::string op;
   const FaultKind* kind = nullptr;
@@ -97,65 +114,183 @@ struct Outcome {
   std::vector<std::string> problems;
 };
 
-class FaultMatrix : public ::testing::Test {
+// Two groups of one volume each in the simulator, the emulated host around them; the
+// providers reach the groups through the real array layer over HTTPS, only the discovery of
+// the groups is given (both groups, with their credentials).
+class FaultMatrix : public arraytest::OverSimulatedArray {
  protected:
   void SetUp() override {
-    discovery::ResetConfigurationCaches();
-    auto& emulated = static_cast<platform::EmulatedRegistry&>(registry_.get());
+    OverSimulatedArray::SetUp();
     std::ostringstream reg;
-    reg << "Windows Registry Editor Version 5.00\r\n\r\n"
-        << "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Vantor Storage\\Configuration]\r\n"
+    reg << "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Vantor Storage\\Configuration]\r\n"
         << "\"RestReceiveTimeout\"=dword:" << std::hex << kReceiveTimeoutMs << "\r\n";
-    ASSERT_FALSE(emulated.LoadText(reg.str()).has_value());
+    SetRegistry(reg.str());
+    AddGroup("6.1.0.0-12345-opt");
+    for (const auto& g : mGroups) volumes_.push_back(host.AddVolume(g.id, g.address + "-data"));
   }
   void TearDown() override { discovery::ResetConfigurationCaches(); }
 
   void RunMatrix(Flow flow);
 
  private:
-  // What happens before the fault is armed; false when that failed (the cell cannot run).
-  bool Prepare(Flow flow, MatrixHost& host, faultmatrix::ProviderPtr& provider, VSS_ID& set);
-  Calls Act(Flow flow, MatrixHost& host, faultmatrix::ProviderPtr& provider, const VSS_ID& set);
-  Outcome RunCell(MatrixHost& host, Flow flow, const Cell* cell);
-  void Check(Flow flow, const MatrixHost& host, std::size_t eventsBefore, Outcome& outcome);
+  // Back to the state SetUp left: no faults, snapshots, iSCSI sessions or log, every volume
+  // online. Cheaper than a new simulator, whose servers take a while to stop.
+  void Reset();
+  // A new provider object, as VSS makes one per run; a volume the array will not put online
+  // is given up within the cell's time.
+  ProviderPtr NewProvider() const {
+    std::map<std::string, Vantor::LoginInfo> discovered;
+    for (const auto& g : mGroups) discovered.emplace(g.address, Vantor::LoginInfo(arraytest::kArrayUser, arraytest::kArrayPassword));
+    provider::RestoreSettings restore = provider::DefaultRestoreSettings();
+    restore.onlineDeadline = std::chrono::seconds(3);
+    restore.retryPause = std::chrono::milliseconds(100);
+    return WireProvider(OverWrappers(discovered), restore);
+  }
+  // Prepares and commits a set over both volumes; a step that fails is followed by
+  // AbortSnapshots, as VSS does. With `finish` a committed set is also closed (GetTargetLuns,
+  // PostFinalCommitSnapshots), otherwise it is left committed.
+  Calls CreateSet(CVaVssHwProvider& provider, const VSS_ID& set, bool finish) const;
+  // ResyncLuns of the last volume from its snapshot, waited for.
+  Calls Resync(CVaVssHwProvider& provider);
+  // LocateLuns over every snapshot; with `hide`, OnLunStateChange(mask) over them.
+  Calls Import(CVaVssHwProvider& provider, bool hide = false);
+  // The simulator's records of `kind` ("volumes", "snapshots") over every group.
+  std::vector<nlohmann::json> Records(const char* kind);
+  std::size_t SnapshotCount() { return Records("snapshots").size(); }
 
-  hosttest::ScopedSeam<platform::Registry> registry_{std::make_unique<platform::EmulatedRegistry>()};
+  // What happens before the fault is armed; false when that failed (the cell cannot run).
+  bool Prepare(Flow flow, ProviderPtr& provider, VSS_ID& set);
+  Calls Act(Flow flow, ProviderPtr& provider, const VSS_ID& set);
+  Outcome RunCell(Flow flow, const Cell* cell);
+  void Check(Flow flow, std::size_t eventsBefore, Outcome& outcome);
+
+  std::vector<arraysim::VolumeInfo> volumes_;
 };
 
-bool FaultMatrix::Prepare(Flow flow, MatrixHost& host, faultmatrix::ProviderPtr& provider, VSS_ID& set) {
+void FaultMatrix::Reset() {
+  sim().clearFaults();
+  for (const auto& session : sim().hostSessions(host.initiator())) sim().iscsiLogout(host.initiator(), session["session_id"]);
+  // The host's journal of abandoned sets goes with the array state it describes.
+  platform::TheRegistry().DeleteTreeW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Vantor Storage\\AbandonedSets");
+  for (const auto& g : mGroups) {
+    simtest::RestClient client(g.address, g.restPort);
+    ASSERT_EQ(client.login(arraytest::kArrayUser, arraytest::kArrayPassword).status, 201);
+    const nlohmann::json found = client.rest("POST", "/v1/snapshots/search", {{"fields", {"id"}}}).json();
+    for (const auto& snapshot : found["data"]) {
+      const std::string path = "/v1/snapshots/" + snapshot["id"].get<std::string>();
+      client.rest("PUT", path, {{"data", {{"online", false}}}});
+      ASSERT_EQ(client.rest("DELETE", path).status, 200) << path;
+    }
+    for (const auto& volume : volumes_) client.rest("PUT", "/v1/volumes/" + volume.id, {{"data", {{"online", true}}}});
+  }
+  sim().resetLog();
+}
+
+Calls FaultMatrix::CreateSet(CVaVssHwProvider& provider, const VSS_ID& set, bool finish) const {
+  Calls calls;
+  std::vector<Luns::Spec> specs;
+  for (const auto& v : volumes_) specs.push_back({"Vantor", "Server", v.serialNumber});
+  Luns luns(specs);
+  const LONG count = static_cast<LONG>(specs.size());
+  const auto abort = [&] {
+    calls.Add("AbortSnapshots", provider.AbortSnapshots(set));
+    return calls;
+  };
+  for (LONG i = 0; i < count; ++i) {
+    if (calls.Add("BeginPrepareSnapshot", provider.BeginPrepareSnapshot(set, wincompat::NewGuid(), 0, 1, nullptr, luns.data() + i)) != S_OK)
+      return abort();
+  }
+  if (calls.Add("EndPrepareSnapshots", provider.EndPrepareSnapshots(set)) != S_OK ||
+      calls.Add("PreCommitSnapshots", provider.PreCommitSnapshots(set)) != S_OK ||
+      calls.Add("CommitSnapshots", provider.CommitSnapshots(set)) != S_OK)
+    return abort();
+  if (!finish) return calls;
+  if (calls.Add("PostCommitSnapshots", provider.PostCommitSnapshots(set, count)) != S_OK) return abort();
+  std::vector<provider::OwnedLunInformation> targets(specs.size());  // frees what the provider allocated
+  std::vector<VDS_LUN_INFORMATION> answered(specs.size());
+  const HRESULT described = provider.GetTargetLuns(count, nullptr, luns.data(), answered.data());
+  for (std::size_t i = 0; i < answered.size(); ++i) targets[i].get() = answered[i];
+  if (calls.Add("GetTargetLuns", described) != S_OK) return abort();
+  calls.Add("PreFinalCommitSnapshots", provider.PreFinalCommitSnapshots(set));
+  calls.Add("PostFinalCommitSnapshots", provider.PostFinalCommitSnapshots(set));
+  return calls;
+}
+
+Calls FaultMatrix::Resync(CVaVssHwProvider& provider) {
+  Calls calls;
+  std::string snapshotOfLast;
+  for (const auto& s : Records("snapshots"))
+    if (s["vol_id"] == volumes_.back().id) snapshotOfLast = s["serial_number"];
+  Luns sources{{"Vantor", "Server", snapshotOfLast}};
+  Luns targets{{"Vantor", "Server", volumes_.back().serialNumber}};
+  IVssAsync* async = nullptr;
+  calls.Add("ResyncLuns", provider.ResyncLuns(sources.data(), targets.data(), 1, &async));
+  if (async != nullptr) {
+    HRESULT status = S_OK;
+    async->Wait(INFINITE);
+    async->QueryStatus(&status, nullptr);
+    calls.Add("ResyncLuns.status", status);
+    async->Release();
+  }
+  return calls;
+}
+
+Calls FaultMatrix::Import(CVaVssHwProvider& provider, bool hide) {
+  std::vector<Luns::Spec> specs;
+  for (const auto& s : Records("snapshots")) specs.push_back({"Vantor", "Server", s["serial_number"]});
+  Luns luns(specs);
+  const auto count = static_cast<LONG>(specs.size());
+  constexpr DWORD kMaskLuns = 0x800;
+  Calls calls;
+  if (hide)
+    calls.Add("OnLunStateChange", provider.OnLunStateChange(luns.data(), luns.data(), static_cast<DWORD>(count), kMaskLuns));
+  else
+    calls.Add("LocateLuns", provider.LocateLuns(count, luns.data()));
+  return calls;
+}
+
+std::vector<nlohmann::json> FaultMatrix::Records(const char* kind) {
+  std::vector<nlohmann::json> records;
+  const nlohmann::json state = sim().state();
+  for (const auto& g : state["groups"])
+    for (const auto& r : g[kind]) records.push_back(r);
+  return records;
+}
+
+bool FaultMatrix::Prepare(Flow flow, ProviderPtr& provider, VSS_ID& set) {
   set = wincompat::NewGuid();
   if (flow == Flow::Create) return true;
-  provider = host.NewProvider();
-  if (!host.CreateSet(*provider, set, flow != Flow::Abort).AllSucceeded()) return false;
+  provider = NewProvider();
+  if (!CreateSet(*provider, set, flow != Flow::Abort).AllSucceeded()) return false;
   if (flow == Flow::Abort) return true;
-  if (flow == Flow::Hide && !host.Import(*host.NewProvider()).AllSucceeded()) return false;
-  if (flow == Flow::Resync) host.sim().writeVolume(host.volumes().back().id);  // so the restore has work
-  provider = host.NewProvider();  // the action is a run of VSS of its own
+  if (flow == Flow::Hide && !Import(*NewProvider()).AllSucceeded()) return false;
+  if (flow == Flow::Resync) sim().writeVolume(volumes_.back().id);  // so the restore has work
+  provider = NewProvider();  // the action is a run of VSS of its own
   return true;
 }
 
-Calls FaultMatrix::Act(Flow flow, MatrixHost& host, faultmatrix::ProviderPtr& provider, const VSS_ID& set) {
+Calls FaultMatrix::Act(Flow flow, ProviderPtr& provider, const VSS_ID& set) {
   switch (flow) {
     case Flow::Create: {
-      provider = host.NewProvider();
-      return host.CreateSet(*provider, set, true);
+      provider = NewProvider();
+      return CreateSet(*provider, set, true);
     }
     case Flow::Abort: {
       Calls calls;
       calls.Add("AbortSnapshots", provider->AbortSnapshots(set));
       return calls;
     }
-    case Flow::Import: return host.Import(*provider);
-    case Flow::Hide: return host.Hide(*provider);
-    case Flow::Resync: return host.Resync(*provider);
+    case Flow::Import: return Import(*provider);
+    case Flow::Hide: return Import(*provider, true);
+    case Flow::Resync: return Resync(*provider);
   }
   return {};
 }
 
-void FaultMatrix::Check(Flow flow, const MatrixHost& host, std::size_t eventsBefore, Outcome& outcome) {
+void FaultMatrix::Check(Flow flow, std::size_t eventsBefore, Outcome& outcome) {
   const auto problem = [&](const std::string& text) { outcome.problems.push_back(text); };
-  const auto records = host.events().Records();
-  const auto events = [&](DWORD id, WORD type) {
+  const auto records = events.Records();
+  const auto eventsOf = [&](DWORD id, WORD type) {
     int n = 0;
     for (std::size_t i = eventsBefore; i < records.size(); ++i) {
       if (records[i].eventId != id) continue;
@@ -174,32 +309,32 @@ void FaultMatrix::Check(Flow flow, const MatrixHost& host, std::size_t eventsBef
     if (!allowed) problem(name + " answered an HRESULT it must not: " + calls.Text());
   }
   if (outcome.seconds > kCellBoundSeconds) problem("took " + std::to_string(outcome.seconds) + " s");
-  const std::size_t volumes = host.volumes().size();
-  const std::size_t snapshots = host.SnapshotCount();
+  const std::size_t volumes = volumes_.size();
+  const std::size_t snapshots = SnapshotCount();
 
   switch (flow) {
     case Flow::Create:
       if (calls.AllSucceeded()) {
-        if (events(VA_MSG_SET_COMMITTED, EVENTLOG_INFORMATION_TYPE) != 1) problem("no commit event 4260");
+        if (eventsOf(VA_MSG_SET_COMMITTED, EVENTLOG_INFORMATION_TYPE) != 1) problem("no commit event 4260");
         if (snapshots != volumes) problem("committed set has " + std::to_string(snapshots) + " snapshots");
         break;
       }
       outcome.setFailed = true;
       if (!calls.Called("AbortSnapshots")) problem("failed set was not aborted");
-      if (events(VA_MSG_ABORTING_SET, EVENTLOG_INFORMATION_TYPE) != 1) problem("no abort event 4230");
-      if (events(VA_MSG_SET_COMMITTED, EVENTLOG_INFORMATION_TYPE) != 0) problem("commit event of a failed set");
+      if (eventsOf(VA_MSG_ABORTING_SET, EVENTLOG_INFORMATION_TYPE) != 1) problem("no abort event 4230");
+      if (eventsOf(VA_MSG_SET_COMMITTED, EVENTLOG_INFORMATION_TYPE) != 0) problem("commit event of a failed set");
       outcome.leftBehind = snapshots;
       break;
     case Flow::Abort:
       outcome.setFailed = true;
-      if (events(VA_MSG_ABORTING_SET, EVENTLOG_INFORMATION_TYPE) != 1) problem("no abort event 4230");
+      if (eventsOf(VA_MSG_ABORTING_SET, EVENTLOG_INFORMATION_TYPE) != 1) problem("no abort event 4230");
       outcome.leftBehind = snapshots;
       break;
     case Flow::Import:
       if (calls.AllSucceeded() &&
-          events(VA_MSG_SNAPSHOT_IMPORTED, EVENTLOG_INFORMATION_TYPE) != static_cast<int>(volumes))
+          eventsOf(VA_MSG_SNAPSHOT_IMPORTED, EVENTLOG_INFORMATION_TYPE) != static_cast<int>(volumes))
         problem("import answered S_OK without an event 4280 per LUN");
-      if (IsVeto(calls.list.front().second) && events(VA_MSG_LOCATE_NO_OWNING_GROUP, EVENTLOG_ERROR_TYPE) != 1)
+      if (IsVeto(calls.list.front().second) && eventsOf(VA_MSG_LOCATE_NO_OWNING_GROUP, EVENTLOG_ERROR_TYPE) != 1)
         problem("import vetoed without event 4120");
       if (snapshots != volumes) problem("import changed the snapshot count to " + std::to_string(snapshots));
       break;
@@ -211,35 +346,35 @@ void FaultMatrix::Check(Flow flow, const MatrixHost& host, std::size_t eventsBef
       if (snapshots != volumes) problem("resync changed the snapshot count to " + std::to_string(snapshots));
       // Every volume ends online. Only an array that refuses every online may leave one offline
       // (with event 4320); no fault of the matrix lasts that long.
-      for (const auto& volume : host.Records("volumes"))
+      for (const auto& volume : Records("volumes"))
         if (volume["online"] != true) problem("volume " + volume["name"].get<std::string>() + " left offline");
-      if (events(VA_MSG_VOLUME_ONLINE_FAILED, EVENTLOG_ERROR_TYPE) != 0) problem("event 4320 for a volume the array put online");
+      if (eventsOf(VA_MSG_VOLUME_ONLINE_FAILED, EVENTLOG_ERROR_TYPE) != 0) problem("event 4320 for a volume the array put online");
       break;
   }
   if (outcome.leftBehind != 0) problem(std::to_string(outcome.leftBehind) + " snapshots left behind");
 }
 
-Outcome FaultMatrix::RunCell(MatrixHost& host, Flow flow, const Cell* cell) {
+Outcome FaultMatrix::RunCell(Flow flow, const Cell* cell) {
   Outcome outcome;
-  host.Reset();
-  faultmatrix::ProviderPtr provider;
+  Reset();
+  ProviderPtr provider;
   VSS_ID set{};
-  if (!Prepare(flow, host, provider, set)) {
+  if (!Prepare(flow, provider, set)) {
     outcome.problems.push_back("the steps before the fault failed");
     return outcome;
   }
-  host.sim().resetLog();
+  sim().resetLog();
   if (cell != nullptr) {
     arraysim::FaultSpec fault = cell->fault;
-    fault.group = host.groups().back().id;
-    host.sim().injectFault(fault);
+    fault.group = mGroups.back().id;
+    sim().injectFault(fault);
   }
-  const std::size_t eventsBefore = host.events().Records().size();
+  const std::size_t eventsBefore = events.Records().size();
   const auto start = std::chrono::steady_clock::now();
-  outcome.calls = Act(flow, host, provider, set);
+  outcome.calls = Act(flow, provider, set);
   outcome.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   provider.reset();
-  outcome.struck = cell != nullptr && host.sim().state()["faults"].empty();
+  outcome.struck = cell != nullptr && sim().state()["faults"].empty();
   // A delayed request is judged once the array carried it out; what a failed set leaves is
   // judged at once (the abort's own work) and after the next create (the late snapshots).
   const auto waitForDelayed = [&] {
@@ -247,16 +382,16 @@ Outcome FaultMatrix::RunCell(MatrixHost& host, Flow flow, const Cell* cell) {
       std::this_thread::sleep_until(start + std::chrono::milliseconds(kDelayedMs + 300));
   };
   if (flow != Flow::Create && flow != Flow::Abort) waitForDelayed();
-  Check(flow, host, eventsBefore, outcome);
+  Check(flow, eventsBefore, outcome);
   if (outcome.setFailed && cell != nullptr) {  // (the baseline's request log lists the flow's own operations)
     waitForDelayed();
-    host.sim().clearFaults();  // a fault that never struck is not the next create's
+    sim().clearFaults();  // a fault that never struck is not the next create's
     // What is left of a failed set must be gone after the next create of the same volumes.
-    faultmatrix::ProviderPtr next = host.NewProvider();
-    const Calls created = host.CreateSet(*next, wincompat::NewGuid(), true);
+    ProviderPtr next = NewProvider();
+    const Calls created = CreateSet(*next, wincompat::NewGuid(), true);
     if (!created.AllSucceeded()) outcome.problems.push_back("the next create failed: " + created.Text());
-    const std::size_t snapshots = host.SnapshotCount();
-    outcome.leftAfterNextCreate = snapshots > host.volumes().size() ? snapshots - host.volumes().size() : 0;
+    const std::size_t snapshots = SnapshotCount();
+    outcome.leftAfterNextCreate = snapshots > volumes_.size() ? snapshots - volumes_.size() : 0;
     if (outcome.leftAfterNextCreate != 0)
       outcome.problems.push_back(std::to_string(outcome.leftAfterNextCreate) + " snapshots of the failed set left after the next create");
   }
@@ -271,9 +406,9 @@ Outcome FaultMatrix::RunCell(MatrixHost& host, Flow flow, const Cell* cell) {
     const bool mustSucceed = kind == "slow" || cell->op == "debug_log" || renewable || !outcome.struck;
     if (mustSucceed && !outcome.calls.AllSucceeded()) {
       std::string requests;
-      const nlohmann::json log = host.sim().requestLog();
+      const nlohmann::json log = sim().requestLog();
       for (const auto& r : log["requests"]) {
-        if (r["group"] == host.groups().back().id)
+        if (r["group"] == mGroups.back().id)
           requests += r["op"].get<std::string>() + "=" + std::to_string(r["status"].get<int>()) + " ";
       }
       outcome.problems.push_back("must ride out this fault but answered " + outcome.calls.Text() + "; requests " +
@@ -289,16 +424,15 @@ Outcome FaultMatrix::RunCell(MatrixHost& host, Flow flow, const Cell* cell) {
 
 void FaultMatrix::RunMatrix(Flow flow) {
   // The operations this flow sends to the faulted group, found by running it once unharmed.
-  MatrixHost host;
-  const Outcome baseline = RunCell(host, flow, nullptr);
+  const Outcome baseline = RunCell(flow, nullptr);
   ASSERT_TRUE(baseline.problems.empty()) << baseline.problems.front();
   std::set<std::string> ops;
-  const nlohmann::json log = host.sim().requestLog();
+  const nlohmann::json log = sim().requestLog();
   for (const auto& request : log["requests"]) {
     const std::string op = request["op"];
     // REST operations only: the host channel's iSCSI calls and the SOAP query are no part of it.
     const bool rest = op != "delete:tokens" && op != "unknown" && op != "soap" && !op.starts_with("iscsi_");
-    if (request["group"] == host.groups().back().id && rest) ops.insert(op);
+    if (request["group"] == mGroups.back().id && rest) ops.insert(op);
   }
   ASSERT_FALSE(ops.empty());
 
@@ -313,7 +447,7 @@ void FaultMatrix::RunMatrix(Flow flow) {
       cell.kind = &kind;
       cell.fault.op = op;
       kind.shape(cell.fault);
-      const Outcome outcome = RunCell(host, flow, &cell);
+      const Outcome outcome = RunCell(flow, &cell);
       ++cells;
       passed += outcome.problems.empty() ? 1 : 0;
       leftBehind += outcome.leftBehind;

@@ -105,9 +105,8 @@ TEST_F(ProviderAbort, LateSnapshotsOfAGivenUpSetAreSweptWhenItsGroupIsNextPrepar
   groupB_->onArray.push_back(late);
   groupB_->setOf[late.mId] = setText;
   groupB_->failCreate = false;
-  hw_->Release();
-  hw_ = NewProvider();
-  provider_ = static_cast<CVaVssHwProvider*>(hw_);
+  provider_ = NewProvider();
+  hw_ = provider_.get();
 
   // A set on group A alone does not touch group B; the next one on group B sweeps it. The entry
   // stays until a search made after the margin finds nothing.

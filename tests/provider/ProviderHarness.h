@@ -1,7 +1,9 @@
 #pragma once
-// The provider object wired to two scripted groups over an emulated registry and event log:
-// group A (127.1.0.1, also reached as 127.1.0.2) holds aaa1 and aaa2, group B (127.2.0.1)
-// holds bbb1. Tests change what discovery, the multipath driver and the protocol query say.
+// The provider object as the tests wire it to arrays: fake groups (ProviderHarness) or real
+// wrappers over HTTPS (OverWrappers). ProviderHarness's two scripted groups sit over an emulated
+// registry and event log: group A (127.1.0.1, also reached as 127.1.0.2) holds aaa1 and aaa2,
+// group B (127.2.0.1) holds bbb1. Tests change what discovery, the multipath driver and the
+// protocol query say.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -16,6 +18,7 @@
 #include "platform/Registry.h"
 #include "platform/emulated/EmulatedRegistry.h"
 #include "provider/LunInformation.h"
+#include "provider/VolumeOnline.h"
 #include "provider/VaVssHwProvider.h"
 #include "wincompat/Guid.h"
 
@@ -36,6 +39,34 @@ class Luns {
   std::vector<VDS_LUN_INFORMATION> view_;
 };
 
+struct ReleaseProvider {
+  void operator()(CVaVssHwProvider* p) const {
+    if (p != nullptr) static_cast<IVssHardwareSnapshotProviderEx*>(p)->Release();
+  }
+};
+using ProviderPtr = std::unique_ptr<CVaVssHwProvider, ReleaseProvider>;
+
+// A provider object, as VSS makes one per run, that reaches the arrays through `access`.
+inline ProviderPtr WireProvider(provider::ArrayAccess access,
+                                const provider::RestoreSettings& restore = provider::DefaultRestoreSettings()) {
+  void* object = nullptr;
+  EXPECT_EQ(CreateVaVssHwProvider(wincompat::kIID_IVssHardwareSnapshotProviderEx, &object), S_OK);
+  ProviderPtr wired(static_cast<CVaVssHwProvider*>(static_cast<IVssHardwareSnapshotProviderEx*>(object)));
+  wired->UseArrayAccess(std::move(access));
+  wired->UseRestoreSettings(restore);
+  return wired;
+}
+
+// The groups `discovered` gives, each reached through a real wrapper; the multipath driver
+// knows no LUN and every group speaks REST.
+inline provider::ArrayAccess OverWrappers(std::map<std::string, Vantor::LoginInfo> discovered) {
+  return {[discovered] { return discovered; }, [](const std::string&) { return std::string(); },
+          [](const std::string&) { return provider::RestSupport::Supported; },
+          [](const std::string& address, const Vantor::LoginInfo& login) {
+            return std::make_shared<VaVssArrayWrapper>(address, login);
+          }};
+}
+
 class ProviderHarness : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -46,41 +77,37 @@ class ProviderHarness : public ::testing::Test {
     groupB_->AddVolume("bbb1", "vol-b1");
     discovered_ = {{"127.1.0.1", Vantor::LoginInfo("admin", "pw")}, {"127.2.0.1", Vantor::LoginInfo("admin", "pw")}};
 
-    hw_ = NewProvider();
-    provider_ = static_cast<CVaVssHwProvider*>(hw_);
+    provider_ = NewProvider();
+    hw_ = provider_.get();
   }
-  void TearDown() override { hw_->Release(); }
+  void TearDown() override { provider_.reset(); }
 
   // A provider object over the two groups, as VSS makes one per run, with short restore waits.
-  IVssHardwareSnapshotProviderEx* NewProvider() {
-    IVssHardwareSnapshotProviderEx* hw = nullptr;
-    EXPECT_EQ(CreateVaVssHwProvider(wincompat::kIID_IVssHardwareSnapshotProviderEx, reinterpret_cast<void**>(&hw)),
-              S_OK);
-    auto* provider = static_cast<CVaVssHwProvider*>(hw);
-    provider->UseArrayAccess(provider::ArrayAccess{
-        [this] {
-          ++discoveries_;
-          return discovered_;
-        },
-        [this](const std::string& serial) {
-          const auto it = driverMap_.find(serial);
-          return it == driverMap_.end() ? std::string() : it->second;
-        },
-        [this](const std::string& address) {
-          const auto it = restSupport_.find(address);
-          return it == restSupport_.end() ? provider::RestSupport::Supported : it->second;
-        },
-        [this](const std::string& address, const Vantor::LoginInfo&) -> std::shared_ptr<VaVssArrayWrapper> {
-          ++connects_;
-          if (address == "127.1.0.1" || address == "127.1.0.2") return groupA_;
-          return groupB_;
-        }});
+  ProviderPtr NewProvider() {
     provider::RestoreSettings restore;
     restore.onlineDeadline = std::chrono::milliseconds(300);
     restore.retryPause = std::chrono::milliseconds(5);
     restore.hostInitiators = [] { return std::vector<std::string>{FakeArray::kThisHost}; };
-    provider->UseRestoreSettings(restore);
-    return hw;
+    return WireProvider(
+        provider::ArrayAccess{
+            [this] {
+              ++discoveries_;
+              return discovered_;
+            },
+            [this](const std::string& serial) {
+              const auto it = driverMap_.find(serial);
+              return it == driverMap_.end() ? std::string() : it->second;
+            },
+            [this](const std::string& address) {
+              const auto it = restSupport_.find(address);
+              return it == restSupport_.end() ? provider::RestSupport::Supported : it->second;
+            },
+            [this](const std::string& address, const Vantor::LoginInfo&) -> std::shared_ptr<VaVssArrayWrapper> {
+              ++connects_;
+              if (address == "127.1.0.1" || address == "127.1.0.2") return groupA_;
+              return groupB_;
+            }},
+        restore);
   }
 
   int EventCount(DWORD id) const { return static_cast<int>(events_.WithId(id).size()); }
@@ -104,6 +131,6 @@ class ProviderHarness : public ::testing::Test {
   std::map<std::string, provider::RestSupport> restSupport_;  // the protocol query's answers
   int connects_ = 0;
   int discoveries_ = 0;
-  IVssHardwareSnapshotProviderEx* hw_ = nullptr;
-  CVaVssHwProvider* provider_ = nullptr;
+  ProviderPtr provider_;
+  IVssHardwareSnapshotProviderEx* hw_ = nullptr;  // provider_ as VSS holds it
 };
