@@ -99,7 +99,6 @@ struct Calls {
 };
 
 struct Cell {
-  std::string op;
   const FaultKind* kind = nullptr;
   arraysim::FaultSpec fault;
 };
@@ -109,8 +108,6 @@ struct Outcome {
   double seconds = 0;
   bool struck = false;        // the fault met a request
   bool setFailed = false;     // a create that vetoed, or an abort
-  std::size_t leftBehind = 0;
-  std::size_t leftAfterNextCreate = 0;  // snapshots of the failed set that the next create left
   std::vector<std::string> problems;
 };
 
@@ -319,16 +316,13 @@ void FaultMatrix::Check(Flow flow, std::size_t eventsBefore, Outcome& outcome) {
         if (snapshots != volumes) problem("committed set has " + std::to_string(snapshots) + " snapshots");
         break;
       }
-      outcome.setFailed = true;
       if (!calls.Called("AbortSnapshots")) problem("failed set was not aborted");
-      if (eventsOf(VA_MSG_ABORTING_SET, EVENTLOG_INFORMATION_TYPE) != 1) problem("no abort event 4230");
       if (eventsOf(VA_MSG_SET_COMMITTED, EVENTLOG_INFORMATION_TYPE) != 0) problem("commit event of a failed set");
-      outcome.leftBehind = snapshots;
-      break;
+      [[fallthrough]];
     case Flow::Abort:
       outcome.setFailed = true;
       if (eventsOf(VA_MSG_ABORTING_SET, EVENTLOG_INFORMATION_TYPE) != 1) problem("no abort event 4230");
-      outcome.leftBehind = snapshots;
+      if (snapshots != 0) problem(std::to_string(snapshots) + " snapshots left behind");
       break;
     case Flow::Import:
       if (calls.AllSucceeded() &&
@@ -351,7 +345,6 @@ void FaultMatrix::Check(Flow flow, std::size_t eventsBefore, Outcome& outcome) {
       if (eventsOf(VA_MSG_VOLUME_ONLINE_FAILED, EVENTLOG_ERROR_TYPE) != 0) problem("event 4320 for a volume the array put online");
       break;
   }
-  if (outcome.leftBehind != 0) problem(std::to_string(outcome.leftBehind) + " snapshots left behind");
 }
 
 Outcome FaultMatrix::RunCell(Flow flow, const Cell* cell) {
@@ -390,10 +383,8 @@ Outcome FaultMatrix::RunCell(Flow flow, const Cell* cell) {
     ProviderPtr next = NewProvider();
     const Calls created = CreateSet(*next, wincompat::NewGuid(), true);
     if (!created.AllSucceeded()) outcome.problems.push_back("the next create failed: " + created.Text());
-    const std::size_t snapshots = SnapshotCount();
-    outcome.leftAfterNextCreate = snapshots > volumes_.size() ? snapshots - volumes_.size() : 0;
-    if (outcome.leftAfterNextCreate != 0)
-      outcome.problems.push_back(std::to_string(outcome.leftAfterNextCreate) + " snapshots of the failed set left after the next create");
+    if (const std::size_t snapshots = SnapshotCount(); snapshots > volumes_.size())
+      outcome.problems.push_back(std::to_string(snapshots - volumes_.size()) + " snapshots of the failed set left after the next create");
   }
 
   // Cells whose fault the provider must ride out: a slow answer, a log line the array refused,
@@ -402,8 +393,8 @@ Outcome FaultMatrix::RunCell(Flow flow, const Cell* cell) {
   // the first login, so a 401 there fails it.
   if (cell != nullptr) {
     const std::string kind = cell->kind->name;
-    const bool renewable = kind == "401" && cell->op != "tokens" && cell->op != "search:groups";
-    const bool mustSucceed = kind == "slow" || cell->op == "debug_log" || renewable || !outcome.struck;
+    const bool renewable = kind == "401" && cell->fault.op != "tokens" && cell->fault.op != "search:groups";
+    const bool mustSucceed = kind == "slow" || cell->fault.op == "debug_log" || renewable || !outcome.struck;
     if (mustSucceed && !outcome.calls.AllSucceeded()) {
       std::string requests;
       const nlohmann::json log = sim().requestLog();
@@ -436,43 +427,25 @@ void FaultMatrix::RunMatrix(Flow flow) {
   }
   ASSERT_FALSE(ops.empty());
 
-  std::size_t cells = 0, passed = 0, leftBehind = 0, leftAfterNext = 0, failedSets = 0, struck = 0;
-  double slowest = 0;
-  std::map<std::string, std::pair<int, int>> byKind;  // kind: (succeeded, failed)
+  std::size_t cells = 0, struck = 0, failedSets = 0;
   for (const auto& op : ops) {
     for (const auto& kind : FaultKinds()) {
       if (kind.name == std::string("delayed") && !IsWrite(op)) continue;  // a late read is a drop
       Cell cell;
-      cell.op = op;
       cell.kind = &kind;
       cell.fault.op = op;
       kind.shape(cell.fault);
       const Outcome outcome = RunCell(flow, &cell);
       ++cells;
-      passed += outcome.problems.empty() ? 1 : 0;
-      leftBehind += outcome.leftBehind;
-      leftAfterNext += outcome.leftAfterNextCreate;
-      failedSets += outcome.setFailed ? 1 : 0;
       struck += outcome.struck ? 1 : 0;
-      slowest = std::max(slowest, outcome.seconds);
-      auto& tally = byKind[kind.name];
-      (outcome.calls.AllSucceeded() ? tally.first : tally.second)++;
+      failedSets += outcome.setFailed ? 1 : 0;
       for (const auto& p : outcome.problems)
         ADD_FAILURE() << FlowName(flow) << " x " << op << " x " << kind.name << ": " << p << " ["
                       << outcome.calls.Text() << "]";
     }
   }
-  std::ostringstream summary;
-  summary << "fault-matrix " << FlowName(flow) << ": operations";
-  for (const auto& op : ops) summary << ' ' << op;
-  summary << "; cells " << cells << ", passed " << passed << ", struck " << struck << ", failed or aborted sets "
-          << failedSets << ", snapshots left behind " << leftBehind << " (after the next create " << leftAfterNext
-          << "), slowest cell " << slowest << " s\n";
-  for (const auto& [kind, tally] : byKind)
-    summary << "  " << kind << ": succeeded " << tally.first << ", failed " << tally.second << "\n";
-  std::cout << summary.str();
-  EXPECT_EQ(leftAfterNext, 0u);
-  EXPECT_EQ(passed, cells);
+  std::cout << "fault-matrix " << FlowName(flow) << ": " << ops.size() << " operations, cells " << cells << ", struck "
+            << struck << ", failed or aborted sets " << failedSets << "\n";
 }
 
 }  // namespace

@@ -41,31 +41,14 @@ TEST_F(ProviderOperationsTest, FirstUnsupportedLunEndsTheCheckAndOnlyExactVendor
   EXPECT_FALSE(Supported(*hw_, {{"Vantor", "Server", "aaa1"}, {"Vantor ", "Server", "aaa2"}, {"Vantor", "Server", "bbb1"}}, 3));
   EXPECT_EQ(EventCount(4190), 1);  // the third LUN was never examined
   EXPECT_FALSE(Supported(*hw_, {{"vantor", "Server", "aaa1"}}));
-}
-
-TEST_F(ProviderOperationsTest, RepeatedLunIsRecordedOnceAndEachGroupCommitsOnce) {
-  const VSS_ID set = Prepare({"aaa2", "bbb1", "aaa1", "aaa1"});
-  EXPECT_EQ(EventCount(4200), 3);
-  ASSERT_EQ(Sets().EndPrepareSnapshots(set), S_OK);
-  ASSERT_EQ(Sets().CommitSnapshots(set), S_OK);
-  // Serial order aaa1, aaa2, bbb1: group A first with two LUNs, then group B with one.
-  EXPECT_EQ(groupA_->operations, std::vector<std::string>{"create:2"});
-  EXPECT_EQ(groupB_->operations, std::vector<std::string>{"create:1"});
-  EXPECT_EQ(EventCount(4260), 1);
-  const auto described = provider_->DescribeSnapshotSet(set);
-  ASSERT_EQ(described.size(), 3u);
-  EXPECT_EQ(described[0].snapshotSerial, "saaa1");
-  // Every LUN's context goes to its group's log.
-  EXPECT_EQ(groupA_->messages.size(), 2u);
-  EXPECT_EQ(groupA_->messages[0], "LUN aaa1: Context=0x0. AutoRecovery=0, TxFRecovery=0, Transportable=0");
-  EXPECT_EQ(Sets().PostFinalCommitSnapshots(set), S_OK);
-  EXPECT_EQ(provider_->SnapshotSetCount(), 0u);
+  EXPECT_FALSE(provider::IsArrayLun(VDS_LUN_INFORMATION{}));  // null strings never match
 }
 
 // The groups of a set are asked at the same time: each create waits (a while) for the other to
 // arrive, which only a concurrent commit lets happen. Each group's trace lines stay together
 // although the two creates run side by side, the commit returns only when both are over, and
-// one group's failure vetoes the set and leaves every group's snapshots for the abort.
+// one group's failure vetoes the set and leaves every group's snapshots for the abort. A LUN
+// named twice is recorded once, and each group gets one create for all its LUNs.
 TEST_F(ProviderOperationsTest, CommitAsksEveryGroupAtOnceAndAnyFailureVetoes) {
   for (const bool failB : {false, true}) {
     SCOPED_TRACE(failB ? "group B fails" : "both succeed");
@@ -87,11 +70,17 @@ TEST_F(ProviderOperationsTest, CommitAsksEveryGroupAtOnceAndAnyFailureVetoes) {
     groupB_->createTakesMs = 50;  // B, on a worker, is still busy when A is done
     groupB_->failCreate = failB;
     const int committedBefore = EventCount(4260);
-    const VSS_ID set = Prepare({"aaa1", "bbb1"});
+    const int recordedBefore = EventCount(4200);
+    groupA_->messages.clear();
+    const VSS_ID set = Prepare({"aaa2", "bbb1", "aaa1", "aaa1"});
+    EXPECT_EQ(EventCount(4200) - recordedBefore, 3);
     ASSERT_EQ(Sets().EndPrepareSnapshots(set), S_OK);
     EXPECT_EQ(Sets().CommitSnapshots(set), failB ? VSS_E_PROVIDER_VETO : S_OK);
     EXPECT_EQ(met.load(), 2);
-    EXPECT_EQ(groupA_->operations, std::vector<std::string>{"create:1"});
+    // Every LUN's context goes to its group's log, in serial order.
+    EXPECT_EQ(groupA_->messages, (Operations{"LUN aaa1: Context=0x0. AutoRecovery=0, TxFRecovery=0, Transportable=0",
+                                             "LUN aaa2: Context=0x0. AutoRecovery=0, TxFRecovery=0, Transportable=0"}));
+    EXPECT_EQ(groupA_->operations, std::vector<std::string>{"create:2"});
     EXPECT_EQ(groupB_->operations, std::vector<std::string>{"create:1"});
     EXPECT_EQ(EventCount(4260) - committedBefore, failB ? 0 : 1);
     // The fakes' lines in trace order, by group: each group's two lines one after the other.
@@ -106,9 +95,11 @@ TEST_F(ProviderOperationsTest, CommitAsksEveryGroupAtOnceAndAnyFailureVetoes) {
       EXPECT_TRUE(groupB_->onArray.empty());
     } else {
       const auto described = provider_->DescribeSnapshotSet(set);
-      ASSERT_EQ(described.size(), 2u);
-      EXPECT_EQ(described[1].snapshotSerial, "sbbb1");
+      ASSERT_EQ(described.size(), 3u);
+      EXPECT_EQ(described[0].snapshotSerial, "saaa1");
+      EXPECT_EQ(described[2].snapshotSerial, "sbbb1");
       EXPECT_EQ(Sets().PostFinalCommitSnapshots(set), S_OK);
+      EXPECT_EQ(provider_->SnapshotSetCount(), 0u);
     }
   }
 }
