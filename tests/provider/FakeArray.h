@@ -92,7 +92,7 @@ class FakeArray : public VaVssArrayWrapper {
     if (createTakesMs > 0) std::this_thread::sleep_for(std::chrono::milliseconds(createTakesMs));
     --createsInFlight;
     operations.push_back("create:" + std::to_string(luns.size()));
-    if (failCreate && !madeButUnanswered) return VSS_E_PROVIDER_VETO;
+    if (failCreate) return VSS_E_PROVIDER_VETO;
     for (const auto& lun : luns) {
       Vantor::SnapshotRecord made;
       made.mId = "snap-of-" + lun->mSourceSerialNumber;
@@ -100,7 +100,6 @@ class FakeArray : public VaVssArrayWrapper {
       made.mVolName = lun->mVolumeName;
       onArray.push_back(made);
       setOf[made.mId] = wincompat::GuidToString(set);
-      if (failCreate) continue;  // the array made it, the provider never heard
       lun->mSnapshotId = made.mId;
       lun->mSnapshotName = made.mName;
       lun->mSnapshotSerialNumber = "s" + lun->mSourceSerialNumber;
@@ -113,7 +112,7 @@ class FakeArray : public VaVssArrayWrapper {
         lun->mSnapshotEui64[i] = static_cast<std::uint8_t>(lun->mSnapshotSerialNumber.size() + i);
       lun->mSnapshotExists = true;
     }
-    return failCreate ? VSS_E_PROVIDER_VETO : S_OK;
+    return S_OK;
   }
   HRESULT FindSnapshotsOfSet(const GUID& set, std::vector<Vantor::SnapshotRecord>& found) override {
     operations.push_back("find-set");
@@ -193,7 +192,6 @@ class FakeArray : public VaVssArrayWrapper {
   // Snapshots the group holds (made by its creates, until deleted).
   std::vector<Vantor::SnapshotRecord> onArray;
   bool failCreate = false;
-  bool madeButUnanswered = false;  // a failing create still makes its snapshots
   bool failFind = false;
   bool failDelete = false;
   int deleteFailures = 0;  // so many deletes fail before they work again

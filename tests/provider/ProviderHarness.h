@@ -1,9 +1,9 @@
 #pragma once
 // The provider object as the tests wire it to arrays: fake groups (ProviderHarness) or real
 // wrappers over HTTPS (OverWrappers). ProviderHarness's two scripted groups sit over an emulated
-// registry and event log: group A (127.1.0.1, also reached as 127.1.0.2) holds aaa1 and aaa2,
-// group B (127.2.0.1) holds bbb1. Tests change what discovery, the multipath driver and the
-// protocol query say.
+// registry (with a short REST receive timeout), event log and captured trace: group A
+// (127.1.0.1, also reached as 127.1.0.2) holds aaa1 and aaa2, group B (127.2.0.1) holds bbb1.
+// Tests change what discovery, the multipath driver and the protocol query say.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -15,6 +15,7 @@
 
 #include "FakeArray.h"
 #include "HostTestSupport.h"
+#include "discovery/ConfigurationValues.h"
 #include "platform/Registry.h"
 #include "platform/emulated/EmulatedRegistry.h"
 #include "provider/LunInformation.h"
@@ -67,9 +68,20 @@ inline provider::ArrayAccess OverWrappers(std::map<std::string, Vantor::LoginInf
           }};
 }
 
+using Operations = std::vector<std::string>;
+
 class ProviderHarness : public ::testing::Test {
  protected:
+  // The REST receive timeout the restore's watch takes as the lost request's timeout.
+  static constexpr int kReceiveTimeoutMs = 100;
+
   void SetUp() override {
+    discovery::ResetConfigurationCaches();
+    ASSERT_FALSE(static_cast<platform::EmulatedRegistry&>(registry_.get())
+                     .LoadText("Windows Registry Editor Version 5.00\r\n\r\n"
+                               "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Vantor Storage\\Configuration]\r\n"
+                               "\"RestReceiveTimeout\"=dword:00000064\r\n")
+                     .has_value());
     groupA_ = std::make_shared<FakeArray>("uid-a", "127.1.0.1");
     groupB_ = std::make_shared<FakeArray>("uid-b", "127.2.0.1");
     groupA_->AddVolume("aaa1", "vol-a1");
@@ -80,7 +92,10 @@ class ProviderHarness : public ::testing::Test {
     provider_ = NewProvider();
     hw_ = provider_.get();
   }
-  void TearDown() override { provider_.reset(); }
+  void TearDown() override {
+    provider_.reset();
+    discovery::ResetConfigurationCaches();
+  }
 
   // A provider object over the two groups, as VSS makes one per run, with short restore waits.
   ProviderPtr NewProvider() {
@@ -121,9 +136,20 @@ class ProviderHarness : public ::testing::Test {
     return set;
   }
   IVssProviderCreateSnapshotSet& Sets() { return *provider_; }
+  // A set over `serials` that got as far as the commit; returns the commit's answer.
+  HRESULT Commit(VSS_ID& set, const std::vector<std::string>& serials) {
+    set = Prepare(serials);
+    EXPECT_EQ(provider_->EndPrepareSnapshots(set), S_OK);
+    return provider_->CommitSnapshots(set);
+  }
+  void ForgetOperations() {
+    groupA_->operations.clear();
+    groupB_->operations.clear();
+  }
 
   hosttest::ScopedSeam<platform::Registry> registry_{std::make_unique<platform::EmulatedRegistry>()};
   hosttest::EventCapture events_;
+  hosttest::TraceCapture trace_;
   std::shared_ptr<FakeArray> groupA_;
   std::shared_ptr<FakeArray> groupB_;
   std::map<std::string, Vantor::LoginInfo> discovered_;

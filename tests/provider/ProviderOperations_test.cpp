@@ -22,8 +22,6 @@
 
 namespace {
 
-using Operations = std::vector<std::string>;
-
 constexpr const wchar_t* kLogSource = L"ProviderOperationsTest";
 
 // What AreLunsSupported answers for `luns`.

@@ -1,12 +1,12 @@
 // ResyncLuns against scripted groups: one result per pair, a volume that always ends online
 // whatever its offline, restore or online answered; and which volumes are this host's.
-#include "ScriptedGroups.h"
+#include "ProviderHarness.h"
 #include "messages/VantorVssMessages.h"
 #include "provider/HostInitiators.h"
 
 namespace {
 
-class ProviderResync : public ScriptedGroups {
+class ProviderResync : public ProviderHarness {
  protected:
   // ResyncLuns over (snapshot serial, volume serial) pairs; the async object is released.
   HRESULT Resync(const std::vector<std::pair<std::string, std::string>>& pairs, const char* targetVendor = "Vantor") {
