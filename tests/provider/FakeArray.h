@@ -103,13 +103,6 @@ class FakeArray : public VaVssArrayWrapper {
       lun->mSnapshotId = made.mId;
       lun->mSnapshotName = made.mName;
       lun->mSnapshotSerialNumber = "s" + lun->mSourceSerialNumber;
-      // Designators that tell the snapshots apart: the serial as the vendor id, a count as EUI-64.
-      lun->mSnapshotVendorId.fill(0);
-      std::copy_n(lun->mSnapshotSerialNumber.begin(),
-                  std::min(lun->mSnapshotSerialNumber.size(), lun->mSnapshotVendorId.size()),
-                  lun->mSnapshotVendorId.begin());
-      for (std::size_t i = 0; i < lun->mSnapshotEui64.size(); ++i)
-        lun->mSnapshotEui64[i] = static_cast<std::uint8_t>(lun->mSnapshotSerialNumber.size() + i);
       lun->mSnapshotExists = true;
     }
     return S_OK;

@@ -165,50 +165,6 @@ TEST_F(ProviderOperationsTest, GroupWithoutRestIsLeftOutAndOneThatCouldNotBeAske
   EXPECT_EQ(provider_->CachedGroupUids(), (std::vector<std::string>{"uid-a", "uid-b"}));
 }
 
-// VSS asks for each snapshot LUN's identity by its source LUN, which a set knows by the serial
-// VSS gave (a virtual disk's own). An unknown LUN vetoes; the others are answered all the same.
-TEST_F(ProviderOperationsTest, TargetLunsCarryEachSnapshotsIdentityAndAnUnknownLunVetoes) {
-  groupB_->AddVirtualDisk("6000c29a", "vvv1", "vm-disk");
-  ASSERT_TRUE(Supported(*hw_, {{"VMware", "Virtual disk", "6000c29a"}}));
-  const VSS_ID set = Prepare({"aaa1", "6000c29a"});
-  ASSERT_EQ(Sets().EndPrepareSnapshots(set), S_OK);
-  ASSERT_EQ(Sets().CommitSnapshots(set), S_OK);
-
-  Luns sources{{"Vantor", "Server", "aaa1"}, {"Vantor", "Server", "nope"}, {"VMware", "Virtual disk", "6000c29a"}};
-  std::vector<VDS_LUN_INFORMATION> targets(3);
-  EXPECT_EQ(hw_->GetTargetLuns(3, nullptr, sources.data(), targets.data()), VSS_E_PROVIDER_VETO);
-  std::vector<provider::OwnedLunInformation> answered(3);  // frees what the provider allocated
-  for (std::size_t i = 0; i < targets.size(); ++i) answered[i].get() = targets[i];
-  EXPECT_EQ(EventCount(4110), 1);
-
-  const struct {
-    const char* serial;
-    const char* vendor;
-  } expected[] = {{"saaa1", "Vantor"}, {nullptr, nullptr}, {"svvv1", "VMware"}};
-  for (std::size_t i = 0; i < 3; ++i) {
-    const VDS_LUN_INFORMATION& target = answered[i].get();
-    if (!expected[i].serial) {
-      EXPECT_EQ(target.m_szSerialNumber, nullptr) << i;
-      continue;
-    }
-    EXPECT_STREQ(provider::LunString(target.m_szSerialNumber), expected[i].serial) << i;
-    EXPECT_STREQ(provider::LunString(target.m_szVendorId), expected[i].vendor) << i;
-    EXPECT_STREQ(provider::LunString(target.m_szProductId), i == 0 ? "Server" : "Virtual disk") << i;
-    const VDS_STORAGE_DEVICE_ID_DESCRIPTOR& descriptor = target.m_deviceIdDescriptor;
-    EXPECT_EQ(descriptor.m_version, 16u) << i;
-    ASSERT_EQ(descriptor.m_cIdentifiers, 2u) << i;
-    const VDS_STORAGE_IDENTIFIER& vendorId = descriptor.m_rgIdentifiers[0];
-    EXPECT_EQ(vendorId.m_Type, VDSStorageIdTypeVendorId) << i;
-    ASSERT_GE(vendorId.m_cbIdentifier, 5u) << i;
-    EXPECT_EQ(std::string(reinterpret_cast<const char*>(vendorId.m_rgbIdentifier), 5), expected[i].serial) << i;
-    const VDS_STORAGE_IDENTIFIER& eui = descriptor.m_rgIdentifiers[1];
-    EXPECT_EQ(eui.m_Type, VDSStorageIdTypeEUI64) << i;
-    ASSERT_EQ(eui.m_cbIdentifier, 16u) << i;
-    EXPECT_EQ(eui.m_rgbIdentifier[0], 5u) << i;
-    EXPECT_EQ(eui.m_rgbIdentifier[15], 20u) << i;
-  }
-}
-
 TEST_F(ProviderOperationsTest, UnknownSetIsVetoedWithItsEvents) {
   const VSS_ID unknown = wincompat::NewGuid();
   EXPECT_EQ(Sets().AbortSnapshots(unknown), VSS_E_PROVIDER_VETO);
@@ -274,28 +230,6 @@ TEST_F(ProviderOperationsTest, LunThatTheDriverPlacesOnTheWrongGroupIsFoundByPol
   EXPECT_EQ(groupA_->operations, std::vector<std::string>{"create:1"});
   EXPECT_TRUE(groupB_->operations.empty());
   EXPECT_EQ(groupB_->lookups.front(), "deep:aaa1");  // the driver's group was asked first
-}
-
-TEST_F(ProviderOperationsTest, SetOfVirtualDisksIsGroupedWithoutRefreshingTheArrays) {
-  groupB_->AddVirtualDisk("6000c29a", "vvv1", "vm-disk");
-  ASSERT_TRUE(Supported(*hw_, {{"VMware", "Virtual disk", "6000c29a"}}));
-  EXPECT_EQ(EventCount(4350), 1);
-
-  const VSS_ID set = Prepare({"6000c29a"});
-  const int discoveriesBefore = discoveries_;
-  ASSERT_EQ(Sets().EndPrepareSnapshots(set), S_OK);
-  EXPECT_EQ(discoveries_, discoveriesBefore);
-  ASSERT_EQ(Sets().CommitSnapshots(set), S_OK);
-  EXPECT_EQ(groupB_->operations, std::vector<std::string>{"create:1"});
-  // The snapshot is known by the backing volume's serial, VSS by the disk's own.
-  const auto described = provider_->DescribeSnapshotSet(set);
-  ASSERT_EQ(described.size(), 1u);
-  EXPECT_EQ(described[0].sourceSerial, "6000c29a");
-  EXPECT_EQ(described[0].snapshotSerial, "svvv1");
-
-  // A virtual disk no group backs is not supported.
-  EXPECT_FALSE(Supported(*hw_, {{"VMware", "Virtual disk", "unknown"}}));
-  EXPECT_EQ(EventCount(4370), 1);
 }
 
 namespace {
@@ -388,16 +322,49 @@ TEST_F(ProviderOperationsTest, FillInLunInfoGivesTheDevicesDesignatorsAndRecogni
   platform::StorageDevicesSlot::Install(std::move(previous));
 }
 
-TEST_F(ProviderOperationsTest, VirtualDiskAskedAboutButNotPreparedDoesNotSkipTheRefresh) {
-  // The group of aaa1 is configured only after the virtual disk was asked about.
+// A virtual disk is supported when a group backs it. A set with another LUN refreshes the
+// arrays, though the disk was asked about before that LUN's group was configured; a set of
+// virtual disks alone does not. VSS asks for each snapshot LUN by its source LUN,
+// which a set knows by the serial VSS gave (a virtual disk's own): an unknown LUN vetoes, the
+// others are answered all the same (their designators are checked end to end, on import).
+TEST_F(ProviderOperationsTest, VirtualDisksAreGroupedByTheirBackingVolumeAndTargetLunsAnswerEachKnownLun) {
   groupB_->AddVirtualDisk("6000c29a", "vvv1", "vm-disk");
   discovered_.erase("127.1.0.1");
   ASSERT_TRUE(Supported(*hw_, {{"VMware", "Virtual disk", "6000c29a"}}));
+  EXPECT_EQ(EventCount(4350), 1);
+  EXPECT_FALSE(Supported(*hw_, {{"VMware", "Virtual disk", "unknown"}}));
+  EXPECT_EQ(EventCount(4370), 1);
   discovered_["127.1.0.1"] = Vantor::LoginInfo("admin", "pw");
 
-  const VSS_ID set = Prepare({"aaa1"});
+  const VSS_ID set = Prepare({"aaa1", "6000c29a"});
   ASSERT_EQ(Sets().EndPrepareSnapshots(set), S_OK);
   ASSERT_EQ(Sets().CommitSnapshots(set), S_OK);
-  EXPECT_EQ(groupA_->operations, std::vector<std::string>{"create:1"});
   EXPECT_EQ(EventCount(4100), 0);
+  EXPECT_EQ(groupA_->operations, Operations{"create:1"});
+  EXPECT_EQ(groupB_->operations, Operations{"create:1"});
+  const auto described = provider_->DescribeSnapshotSet(set);
+  ASSERT_EQ(described.size(), 2u);
+  EXPECT_EQ(described[0].sourceSerial, "6000c29a");
+  EXPECT_EQ(described[0].snapshotSerial, "svvv1");
+
+  Luns sources{{"Vantor", "Server", "aaa1"}, {"Vantor", "Server", "nope"}, {"VMware", "Virtual disk", "6000c29a"}};
+  std::vector<VDS_LUN_INFORMATION> targets(3);
+  EXPECT_EQ(hw_->GetTargetLuns(3, nullptr, sources.data(), targets.data()), VSS_E_PROVIDER_VETO);
+  std::vector<provider::OwnedLunInformation> answered(3);  // frees what the provider allocated
+  for (std::size_t i = 0; i < targets.size(); ++i) answered[i].get() = targets[i];
+  EXPECT_EQ(EventCount(4110), 1);
+  EXPECT_STREQ(provider::LunString(answered[0].get().m_szSerialNumber), "saaa1");
+  EXPECT_STREQ(provider::LunString(answered[0].get().m_szProductId), "Server");
+  EXPECT_EQ(answered[1].get().m_szSerialNumber, nullptr);
+  EXPECT_STREQ(provider::LunString(answered[2].get().m_szSerialNumber), "svvv1");
+  EXPECT_STREQ(provider::LunString(answered[2].get().m_szVendorId), "VMware");
+  EXPECT_EQ(answered[2].get().m_deviceIdDescriptor.m_cIdentifiers, 2u);
+
+  // Each preparation forgets the disks asked about; asked again, a set of them alone is grouped
+  // without a refresh.
+  ASSERT_TRUE(Supported(*hw_, {{"VMware", "Virtual disk", "6000c29a"}}));
+  const VSS_ID disks = Prepare({"6000c29a"});
+  const int discoveriesBefore = discoveries_;
+  ASSERT_EQ(Sets().EndPrepareSnapshots(disks), S_OK);
+  EXPECT_EQ(discoveries_, discoveriesBefore);
 }
