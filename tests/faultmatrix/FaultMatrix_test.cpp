@@ -65,14 +65,8 @@ const std::vector<FaultKind>& FaultKinds() {
 enum class Flow { Create, Abort, Import, Hide, Resync };
 
 const char* FlowName(Flow flow) {
-  switch (flow) {
-    case Flow::Create: return "create";
-    case Flow::Abort: return "abort";
-    case Flow::Import: return "import";
-    case Flow::Hide: return "hide";
-    case Flow::Resync: return "resync";
-  }
-  return "?";
+  constexpr const char* kNames[] = {"create", "abort", "import", "hide", "resync"};
+  return kNames[static_cast<int>(flow)];
 }
 
 bool IsVeto(HRESULT hr) { return hr == VSS_E_PROVIDER_VETO; }

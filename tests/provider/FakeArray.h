@@ -50,18 +50,10 @@ class FakeArray : public VaVssArrayWrapper {
   const Vantor::LoginInfo& GetLoginInfo() const override { return login_; }
 
   bool FindVolume(const std::string& serial, bool deep, std::shared_ptr<Vantor::VolumeRecord>& out) override {
-    lookups.push_back((deep ? "deep:" : "cache:") + serial);
-    const auto it = volumes_.find(serial);
-    if (it == volumes_.end() || (!deep && !inCache_)) return false;
-    out = it->second;
-    return true;
+    return Find(volumes_, serial, deep, out);
   }
   bool FindSnapshot(const std::string& serial, bool deep, std::shared_ptr<Vantor::SnapshotRecord>& out) override {
-    lookups.push_back((deep ? "deep:" : "cache:") + serial);
-    const auto it = snapshots_.find(serial);
-    if (it == snapshots_.end() || (!deep && !inCache_)) return false;
-    out = it->second;
-    return true;
+    return Find(snapshots_, serial, deep, out);
   }
   bool FindSerial(const std::string& serial, std::shared_ptr<Vantor::VolumeRecord>& out) override {
     return FindVolume(serial, true, out);
@@ -202,6 +194,16 @@ class FakeArray : public VaVssArrayWrapper {
   std::atomic<int> mostCreatesInFlight{0};
 
  private:
+  // A lookup by serial: recorded, and answered from the cache only once it holds everything.
+  template <class Record>
+  bool Find(const std::map<std::string, std::shared_ptr<Record>>& records, const std::string& serial, bool deep,
+            std::shared_ptr<Record>& out) {
+    lookups.push_back((deep ? "deep:" : "cache:") + serial);
+    const auto it = records.find(serial);
+    if (it == records.end() || (!deep && !inCache_)) return false;
+    out = it->second;
+    return true;
+  }
   static HRESULT Next(std::vector<HRESULT>& queue) {
     const HRESULT hr = queue.front();
     queue.erase(queue.begin());
