@@ -2,7 +2,7 @@
 // crossed with every way an array fails: per cell the provider must answer in time with the
 // HRESULTs and events it owes VSS, and a failed or aborted set must leave no snapshot behind.
 // The cells of a flow share one simulator, reset between them; the fault strikes the second
-// group ("west").
+// group. And the commit's window against an array slower than VSS allows.
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -112,18 +112,12 @@ class FaultMatrix : public arraytest::OverSimulatedArray {
  protected:
   void SetUp() override {
     OverSimulatedArray::SetUp();
-    std::ostringstream reg;
-    reg << "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Vantor Storage\\Configuration]\r\n"
-        << "\"RestReceiveTimeout\"=dword:" << std::hex << kReceiveTimeoutMs << "\r\n";
-    SetRegistry(reg.str());
     AddGroup("6.1.0.0-12345-opt");
     for (const auto& g : mGroups) volumes_.push_back(host.AddVolume(g.id, g.address + "-data"));
   }
   void TearDown() override { discovery::ResetConfigurationCaches(); }
 
   void RunMatrix(Flow flow);
-
- private:
   // Back to the state SetUp left: no faults, snapshots, iSCSI sessions or log, every volume
   // online. Cheaper than a new simulator, whose servers take a while to stop.
   void Reset();
@@ -149,12 +143,14 @@ class FaultMatrix : public arraytest::OverSimulatedArray {
   std::vector<nlohmann::json> Records(const char* kind);
   std::size_t SnapshotCount() { return Records("snapshots").size(); }
 
+ private:
   // What happens before the fault is armed; false when that failed (the cell cannot run).
   bool Prepare(Flow flow, ProviderPtr& provider, VSS_ID& set);
   Calls Act(Flow flow, ProviderPtr& provider, const VSS_ID& set);
   Outcome RunCell(Flow flow, const Cell* cell);
   void Check(Flow flow, std::size_t eventsBefore, Outcome& outcome);
 
+ protected:
   std::vector<arraysim::VolumeInfo> volumes_;
 };
 
@@ -408,6 +404,11 @@ Outcome FaultMatrix::RunCell(Flow flow, const Cell* cell) {
 }
 
 void FaultMatrix::RunMatrix(Flow flow) {
+  std::ostringstream reg;
+  reg << "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Vantor Storage\\Configuration]\r\n"
+      << "\"RestReceiveTimeout\"=dword:" << std::hex << kReceiveTimeoutMs << "\r\n";
+  SetRegistry(reg.str());
+  discovery::ResetConfigurationCaches();
   // The operations this flow sends to the faulted group, found by running it once unharmed.
   const Outcome baseline = RunCell(flow, nullptr);
   ASSERT_TRUE(baseline.problems.empty()) << baseline.problems.front();
@@ -449,3 +450,54 @@ TEST_F(FaultMatrix, Abort) { RunMatrix(Flow::Abort); }
 TEST_F(FaultMatrix, Import) { RunMatrix(Flow::Import); }
 TEST_F(FaultMatrix, Hide) { RunMatrix(Flow::Hide); }
 TEST_F(FaultMatrix, Resync) { RunMatrix(Flow::Resync); }
+
+// VSS holds the host's writes for at most 10 seconds while CommitSnapshots runs: an array that
+// answers later (within the usual receive timeout) makes the provider veto the set within that
+// window, and the abort that follows still reaches the arrays and removes what they made, also
+// what the slow one made after the provider gave up. Both groups are asked at the same time.
+TEST_F(FaultMatrix, SlowArrayIsVetoedAtTheWindowsEndAndAbortLeavesNothing) {
+  using std::chrono::milliseconds;
+  const ProviderPtr provider = NewProvider();
+  const VSS_ID set = wincompat::NewGuid();
+  Luns luns{{"Vantor", "Server", volumes_[0].serialNumber}, {"Vantor", "Server", volumes_[1].serialNumber}};
+  ASSERT_EQ(provider->BeginPrepareSnapshot(set, wincompat::NewGuid(), 0, 2, nullptr, luns.data()), S_OK);
+  ASSERT_EQ(provider->EndPrepareSnapshots(set), S_OK);
+  const auto snapshotsOf = [this](const arraysim::VolumeInfo& volume) {
+    const auto all = Records("snapshots");
+    return std::count_if(all.begin(), all.end(), [&](const nlohmann::json& s) { return s["vol_id"] == volume.id; });
+  };
+
+  // The slow array answers well after the window: a commit that waited for it instead of
+  // giving up at the window's end takes 16 s or more, however loaded the machine.
+  constexpr auto kSlowAnswer = std::chrono::seconds(16);
+  arraysim::FaultSpec slowCreate;
+  slowCreate.group = mGroups.back().id;
+  slowCreate.op = "bulk_create";
+  slowCreate.delayMs = static_cast<int>(milliseconds(kSlowAnswer).count());
+  sim().injectFault(slowCreate);
+
+  const auto started = std::chrono::steady_clock::now();
+  EXPECT_EQ(provider->CommitSnapshots(set), VSS_E_PROVIDER_VETO);
+  const auto took = std::chrono::duration_cast<milliseconds>(std::chrono::steady_clock::now() - started);
+  // It waited for the array as long as the window allowed (9 s of VSS's 10, kept from the
+  // call on), not less; and gave up then, not when the array answered. The upper bound leaves
+  // the work after the window's end room for a loaded machine; the window itself is fixed by
+  // the lower bound, which no load can make shorter.
+  EXPECT_GE(took, milliseconds(8500));
+  EXPECT_LT(took, kSlowAnswer - std::chrono::seconds(3));
+  EXPECT_EQ(snapshotsOf(volumes_[1]), 0) << "the commit returned only after the slow array answered";
+  EXPECT_TRUE(trace.Contains("the arrays did not finish within the 10 seconds that VSS holds the writes"))
+      << trace.LinesWith("CommitSnapshots");
+  EXPECT_EQ(snapshotsOf(volumes_[0]), 1);
+
+  // The slow array carries the create out after the provider stopped waiting.
+  const auto giveUp = started + kSlowAnswer + std::chrono::seconds(8);
+  while (snapshotsOf(volumes_[1]) == 0 && std::chrono::steady_clock::now() < giveUp)
+    std::this_thread::sleep_for(milliseconds(100));
+  ASSERT_EQ(snapshotsOf(volumes_[1]), 1);
+
+  // The window ended with the commit: the abort's requests get the arrays' usual time, and
+  // the abort leaves nothing on either group.
+  EXPECT_EQ(provider->AbortSnapshots(set), S_OK);
+  EXPECT_EQ(SnapshotCount(), 0u);
+}
