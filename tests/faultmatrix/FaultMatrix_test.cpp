@@ -385,6 +385,13 @@ Outcome FaultMatrix::RunCell(Flow flow, const Cell* cell) {
     const std::string kind = cell->kind->name;
     const bool renewable = kind == "401" && cell->fault.op != "tokens" && cell->fault.op != "search:groups";
     const bool mustSucceed = kind == "slow" || cell->fault.op == "debug_log" || renewable || !outcome.struck;
+    // An abort whose delete or search failed outright answers a veto, though its retry left
+    // nothing behind.
+    const bool failedOutright = kind == "500" || kind == "503" || kind == "drop" || kind == "malformed" ||
+                                kind == "lost" || kind == "late" || kind == "delayed";
+    if (flow == Flow::Abort && outcome.struck && failedOutright && cell->fault.op != "update:snapshots" &&
+        outcome.calls.AllSucceeded())
+      outcome.problems.push_back("the abort answered S_OK although its " + cell->fault.op + " failed");
     if (mustSucceed && !outcome.calls.AllSucceeded()) {
       std::string requests;
       const nlohmann::json log = sim().requestLog();

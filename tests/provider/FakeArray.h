@@ -104,7 +104,7 @@ class FakeArray : public VaVssArrayWrapper {
     found.clear();
     for (const auto& s : onArray)
       if (setOf[s.mId] == wincompat::GuidToString(set)) found.push_back(s);
-    return failFind ? E_FAIL : S_OK;
+    return S_OK;
   }
   HRESULT OfflineSnapshot(const std::string& id, const std::string&, const std::string&) override {
     operations.push_back("offline:" + id);
@@ -177,7 +177,6 @@ class FakeArray : public VaVssArrayWrapper {
   // Snapshots the group holds (made by its creates, until deleted).
   std::vector<Vantor::SnapshotRecord> onArray;
   bool failCreate = false;
-  bool failFind = false;
   bool failDelete = false;
   int deleteFailures = 0;  // so many deletes fail before they work again
   int onlineFailures = 0;  // so many onlines fail before they work again (-1: all)
