@@ -33,15 +33,13 @@ class FakeArray : public VaVssArrayWrapper {
     volumes_[serial] = v;
     return v;
   }
-  std::shared_ptr<Vantor::SnapshotRecord> AddSnapshot(const std::string& serial, const std::string& name,
-                                                      const std::string& volumeName) {
+  void AddSnapshot(const std::string& serial, const std::string& name, const std::string& volumeName) {
     auto s = std::make_shared<Vantor::SnapshotRecord>();
     s->mId = "snap-" + serial;
     s->mName = name;
     s->mSerialNumber = serial;
     s->mVolName = volumeName;
     snapshots_[serial] = s;
-    return s;
   }
 
   const std::string& GetGroupUid() const override { return uid_; }
@@ -169,6 +167,10 @@ class FakeArray : public VaVssArrayWrapper {
   void LogMessageToGMD(const std::string& message, const std::string&) override { messages.push_back(message); }
 
   void PutEverythingInCache() { inCache_ = true; }
+  // How many of the operations begin with `prefix`.
+  int Count(const std::string& prefix) const {
+    return static_cast<int>(std::ranges::count_if(operations, [&](const std::string& op) { return op.starts_with(prefix); }));
+  }
 
   std::vector<std::string> operations;
   std::vector<std::string> lookups;

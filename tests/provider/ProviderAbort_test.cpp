@@ -24,10 +24,22 @@ TEST_F(ProviderAbort, DeleteThatKeepsFailingIsTriedTwiceAndTheSetEndsWithAVeto) 
   EXPECT_EQ(provider_->SnapshotSetCount(), 0u);
 }
 
-// What a group whose create failed may hold is found by searching it, and a group that cannot
-// be searched vetoes the abort (the fault matrix's create and abort cells). A group never asked
-// to create is not searched: the set failed before its commit.
-TEST_F(ProviderAbort, GroupNeverAskedToCreateIsNotSearched) {
+// A set VSS never began: its abort and the other steps with work veto with their events, those
+// without answer S_OK. A set that failed before its commit holds nothing: its abort succeeds
+// and searches no group. (What a group whose create failed may hold is found by searching it,
+// and a group that cannot be searched vetoes the abort: the fault matrix's create and abort cells.)
+TEST_F(ProviderAbort, UnknownSetVetoesAndOneThatFailedBeforeItsCommitSearchesNoGroup) {
+  const VSS_ID unknown = wincompat::NewGuid();
+  EXPECT_EQ(provider_->AbortSnapshots(unknown), VSS_E_PROVIDER_VETO);
+  EXPECT_EQ(EventCount(4230), 1);
+  EXPECT_EQ(EventCount(4090), 1);
+  EXPECT_EQ(provider_->EndPrepareSnapshots(unknown), VSS_E_PROVIDER_VETO);
+  EXPECT_EQ(provider_->CommitSnapshots(unknown), VSS_E_PROVIDER_VETO);
+  EXPECT_EQ(provider_->PostFinalCommitSnapshots(unknown), VSS_E_PROVIDER_VETO);
+  EXPECT_EQ(EventCount(4090), 4);
+  EXPECT_EQ(provider_->PreCommitSnapshots(unknown), S_OK);
+  EXPECT_EQ(provider_->PostCommitSnapshots(unknown, 0), S_OK);
+
   const VSS_ID set = Prepare({"zzz9"});
   ASSERT_EQ(provider_->EndPrepareSnapshots(set), VSS_E_PROVIDER_VETO);
   EXPECT_EQ(provider_->AbortSnapshots(set), S_OK);

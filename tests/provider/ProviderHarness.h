@@ -135,7 +135,6 @@ class ProviderHarness : public ::testing::Test {
                 S_OK);
     return set;
   }
-  IVssProviderCreateSnapshotSet& Sets() { return *provider_; }
   // A set over `serials` that got as far as the commit; returns the commit's answer.
   HRESULT Commit(VSS_ID& set, const std::vector<std::string>& serials) {
     set = Prepare(serials);

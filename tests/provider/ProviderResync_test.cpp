@@ -22,9 +22,6 @@ class ProviderResync : public ProviderHarness {
     if (async != nullptr) async->Release();
     return hr;
   }
-  int Count(const FakeArray& group, const std::string& operation) const {
-    return static_cast<int>(std::count(group.operations.begin(), group.operations.end(), operation));
-  }
   bool asyncMade_ = false;
 };
 
@@ -44,9 +41,9 @@ TEST_F(ProviderResync, EveryPairHasItsOwnLineAndAVolumeNamedTwiceIsRestoredOnce)
   groupA_->failRestore = false;
   ForgetOperations();
   EXPECT_EQ(Resync({{"sa1", "aaa1"}, {"sa1", "aaa1"}, {"sa1-older", "aaa1"}, {"sa2", "aaa2"}}), VSS_E_PROVIDER_VETO);
-  EXPECT_EQ(Count(*groupA_, "offline-volume:vol-aaa1"), 1);
-  EXPECT_EQ(Count(*groupA_, "restore:vol-aaa1<-snap-sa1"), 1);
-  EXPECT_EQ(Count(*groupA_, "restore:vol-aaa1<-snap-sa1-older"), 0);
+  EXPECT_EQ(groupA_->Count("offline-volume:vol-aaa1"), 1);
+  EXPECT_EQ(groupA_->Count("restore:vol-aaa1<-snap-sa1"), 1);
+  EXPECT_EQ(groupA_->Count("restore:vol-aaa1<-snap-sa1-older"), 0);
   EXPECT_EQ(trace_.Count("Snapshot Name :set-1 Target Vol Name: vol-a1 Restore Operation Result : SUCCESS"), 2u);
   EXPECT_TRUE(trace_.Contains("Snapshot Name :set-0 Target Vol Name: vol-a1 Restore Operation Result : FAILED"));
   EXPECT_TRUE(trace_.Contains("Snapshot Name :set-1 Target Vol Name: vol-a2 Restore Operation Result : SUCCESS"));
@@ -92,10 +89,10 @@ TEST_F(ProviderResync, VolumeEndsOnlineWhateverTheOfflineRestoreOrOnlineAnswered
     groupA_->onlineFailures = c.onlineFailures;
     const std::size_t stranded = events_.WithId(VA_MSG_VOLUME_ONLINE_FAILED).size();
     EXPECT_EQ(Resync({{"sa1", "aaa1"}}), c.result);
-    EXPECT_EQ(Count(*groupA_, "restore:vol-aaa1<-snap-sa1"), c.restoreSent ? 1 : 0);
+    EXPECT_EQ(groupA_->Count("restore:vol-aaa1<-snap-sa1"), c.restoreSent ? 1 : 0);
     EXPECT_EQ(groupA_->offline.empty(), c.onlineAtEnd);
     if (c.onlinesSent >= 0) {
-      EXPECT_EQ(Count(*groupA_, "online-volume:vol-aaa1"), c.onlinesSent);
+      EXPECT_EQ(groupA_->Count("online-volume:vol-aaa1"), c.onlinesSent);
     }
     EXPECT_EQ(events_.WithId(VA_MSG_VOLUME_ONLINE_FAILED).size() - stranded, c.onlineAtEnd ? 0u : 1u);
     // Logged in again unless the array refused the offline (and so ended no session).
