@@ -15,10 +15,6 @@ char* CoTaskStrDup(const char* text);
 // Frees everything `lun` owns and zeroes it; the struct itself stays (it is often an array slot).
 void FreeLunInformation(VDS_LUN_INFORMATION& lun);
 
-// Deep copy of `from` into `to` (which must own nothing); false on allocation failure, in which
-// case `to` owns nothing.
-bool CopyLunInformation(const VDS_LUN_INFORMATION& from, VDS_LUN_INFORMATION& to);
-
 // Replaces identifier `identifier` of `lun`'s descriptor by `bytes` (fresh task memory);
 // false on allocation failure, leaving the old bytes in place.
 bool ReplaceIdentifierBytes(VDS_STORAGE_IDENTIFIER& identifier, const std::uint8_t* bytes, ULONG size);

@@ -5,11 +5,8 @@
 
 #include <algorithm>
 
+#include "ProviderHarness.h"
 #include "ScriptedArray.h"
-#include "array/VaVssArrayWrapper.h"
-#include "provider/LunInformation.h"
-#include "provider/VaVssHwProvider.h"
-#include "wincompat/Guid.h"
 
 namespace {
 
@@ -42,27 +39,16 @@ TEST_F(CredentialAddress, DriverOnlyAddressOfAConfiguredGroupNeverGetsItsPasswor
   std::vector<std::string> logins;
   VantorStorage::WS::ApiLibrary::getInstance().setTransportFactory(
       [&] { return std::make_unique<AnswersAsOneGroup>(logins); });
-  IVssHardwareSnapshotProviderEx* hw = nullptr;
-  ASSERT_EQ(CreateVaVssHwProvider(wincompat::kIID_IVssHardwareSnapshotProviderEx, reinterpret_cast<void**>(&hw)), S_OK);
-  auto* provider = static_cast<CVaVssHwProvider*>(hw);
-  provider->UseArrayAccess(provider::ArrayAccess{
-      [] {  // the driver-only address comes first in address order
-        return std::map<std::string, Vantor::LoginInfo>{{"10.0.0.1", {}}, {"10.0.0.2", {"admin", kPassword}}};
-      },
-      [](const std::string&) { return std::string(); },
-      [](const std::string&) { return provider::RestSupport::Supported; },
-      [](const std::string& address, const Vantor::LoginInfo& login) {
-        return std::make_shared<VaVssArrayWrapper>(address, login);
-      }});
+  // The driver-only address comes first in address order.
+  ProviderPtr provider = WireProvider(OverWrappers({{"10.0.0.1", {}}, {"10.0.0.2", {"admin", kPassword}}}));
   for (int refresh = 0; refresh < 2; ++refresh) {  // an add, then an update of both addresses
-    provider::OwnedLunInformation lun;
-    ASSERT_TRUE(provider::BuildLunInformation(lun.get(), "Vantor", "Server", "1.0", "aaa1", {}));
     const VSS_ID set = wincompat::NewGuid();
-    ASSERT_EQ(hw->BeginPrepareSnapshot(set, wincompat::NewGuid(), 0, 1, nullptr, &lun.get()), S_OK);
+    ASSERT_EQ(provider->BeginPrepareSnapshot(set, wincompat::NewGuid(), 0, 1, nullptr, Luns{{"Vantor", "Server", "aaa1"}}.data()),
+              S_OK);
     provider->EndPrepareSnapshots(set);  // searches the group, then vetoes: no group holds the LUN
   }
   EXPECT_EQ(provider->CachedGroupUids(), std::vector<std::string>{"0011aa"});
-  hw->Release();
+  provider.reset();
   EXPECT_EQ(std::count(logins.begin(), logins.end(), "10.0.0.1"), 0);
   EXPECT_GE(std::count(logins.begin(), logins.end(), "10.0.0.2"), 1);
   EXPECT_TRUE(trace.Contains("the session of configured address 10.0.0.2 replaces the one with 10.0.0.1"));

@@ -33,15 +33,13 @@ class FakeArray : public VaVssArrayWrapper {
     volumes_[serial] = v;
     return v;
   }
-  std::shared_ptr<Vantor::SnapshotRecord> AddSnapshot(const std::string& serial, const std::string& name,
-                                                      const std::string& volumeName) {
+  void AddSnapshot(const std::string& serial, const std::string& name, const std::string& volumeName) {
     auto s = std::make_shared<Vantor::SnapshotRecord>();
     s->mId = "snap-" + serial;
     s->mName = name;
     s->mSerialNumber = serial;
     s->mVolName = volumeName;
     snapshots_[serial] = s;
-    return s;
   }
 
   const std::string& GetGroupUid() const override { return uid_; }
@@ -50,18 +48,10 @@ class FakeArray : public VaVssArrayWrapper {
   const Vantor::LoginInfo& GetLoginInfo() const override { return login_; }
 
   bool FindVolume(const std::string& serial, bool deep, std::shared_ptr<Vantor::VolumeRecord>& out) override {
-    lookups.push_back((deep ? "deep:" : "cache:") + serial);
-    const auto it = volumes_.find(serial);
-    if (it == volumes_.end() || (!deep && !inCache_)) return false;
-    out = it->second;
-    return true;
+    return Find(volumes_, serial, deep, out);
   }
   bool FindSnapshot(const std::string& serial, bool deep, std::shared_ptr<Vantor::SnapshotRecord>& out) override {
-    lookups.push_back((deep ? "deep:" : "cache:") + serial);
-    const auto it = snapshots_.find(serial);
-    if (it == snapshots_.end() || (!deep && !inCache_)) return false;
-    out = it->second;
-    return true;
+    return Find(snapshots_, serial, deep, out);
   }
   bool FindSerial(const std::string& serial, std::shared_ptr<Vantor::VolumeRecord>& out) override {
     return FindVolume(serial, true, out);
@@ -92,7 +82,7 @@ class FakeArray : public VaVssArrayWrapper {
     if (createTakesMs > 0) std::this_thread::sleep_for(std::chrono::milliseconds(createTakesMs));
     --createsInFlight;
     operations.push_back("create:" + std::to_string(luns.size()));
-    if (failCreate && !madeButUnanswered) return VSS_E_PROVIDER_VETO;
+    if (failCreate) return VSS_E_PROVIDER_VETO;
     for (const auto& lun : luns) {
       Vantor::SnapshotRecord made;
       made.mId = "snap-of-" + lun->mSourceSerialNumber;
@@ -100,27 +90,19 @@ class FakeArray : public VaVssArrayWrapper {
       made.mVolName = lun->mVolumeName;
       onArray.push_back(made);
       setOf[made.mId] = wincompat::GuidToString(set);
-      if (failCreate) continue;  // the array made it, the provider never heard
       lun->mSnapshotId = made.mId;
       lun->mSnapshotName = made.mName;
       lun->mSnapshotSerialNumber = "s" + lun->mSourceSerialNumber;
-      // Designators that tell the snapshots apart: the serial as the vendor id, a count as EUI-64.
-      lun->mSnapshotVendorId.fill(0);
-      std::copy_n(lun->mSnapshotSerialNumber.begin(),
-                  std::min(lun->mSnapshotSerialNumber.size(), lun->mSnapshotVendorId.size()),
-                  lun->mSnapshotVendorId.begin());
-      for (std::size_t i = 0; i < lun->mSnapshotEui64.size(); ++i)
-        lun->mSnapshotEui64[i] = static_cast<std::uint8_t>(lun->mSnapshotSerialNumber.size() + i);
       lun->mSnapshotExists = true;
     }
-    return failCreate ? VSS_E_PROVIDER_VETO : S_OK;
+    return S_OK;
   }
   HRESULT FindSnapshotsOfSet(const GUID& set, std::vector<Vantor::SnapshotRecord>& found) override {
     operations.push_back("find-set");
     found.clear();
     for (const auto& s : onArray)
       if (setOf[s.mId] == wincompat::GuidToString(set)) found.push_back(s);
-    return failFind ? E_FAIL : S_OK;
+    return S_OK;
   }
   HRESULT OfflineSnapshot(const std::string& id, const std::string&, const std::string&) override {
     operations.push_back("offline:" + id);
@@ -185,6 +167,10 @@ class FakeArray : public VaVssArrayWrapper {
   void LogMessageToGMD(const std::string& message, const std::string&) override { messages.push_back(message); }
 
   void PutEverythingInCache() { inCache_ = true; }
+  // How many of the operations begin with `prefix`.
+  int Count(const std::string& prefix) const {
+    return static_cast<int>(std::ranges::count_if(operations, [&](const std::string& op) { return op.starts_with(prefix); }));
+  }
 
   std::vector<std::string> operations;
   std::vector<std::string> lookups;
@@ -193,8 +179,6 @@ class FakeArray : public VaVssArrayWrapper {
   // Snapshots the group holds (made by its creates, until deleted).
   std::vector<Vantor::SnapshotRecord> onArray;
   bool failCreate = false;
-  bool madeButUnanswered = false;  // a failing create still makes its snapshots
-  bool failFind = false;
   bool failDelete = false;
   int deleteFailures = 0;  // so many deletes fail before they work again
   int onlineFailures = 0;  // so many onlines fail before they work again (-1: all)
@@ -211,6 +195,16 @@ class FakeArray : public VaVssArrayWrapper {
   std::atomic<int> mostCreatesInFlight{0};
 
  private:
+  // A lookup by serial: recorded, and answered from the cache only once it holds everything.
+  template <class Record>
+  bool Find(const std::map<std::string, std::shared_ptr<Record>>& records, const std::string& serial, bool deep,
+            std::shared_ptr<Record>& out) {
+    lookups.push_back((deep ? "deep:" : "cache:") + serial);
+    const auto it = records.find(serial);
+    if (it == records.end() || (!deep && !inCache_)) return false;
+    out = it->second;
+    return true;
+  }
   static HRESULT Next(std::vector<HRESULT>& queue) {
     const HRESULT hr = queue.front();
     queue.erase(queue.begin());

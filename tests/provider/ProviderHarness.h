@@ -1,7 +1,9 @@
 #pragma once
-// The provider object wired to two scripted groups over an emulated registry and event log:
-// group A (127.1.0.1, also reached as 127.1.0.2) holds aaa1 and aaa2, group B (127.2.0.1)
-// holds bbb1. Tests change what discovery, the multipath driver and the protocol query say.
+// The provider object as the tests wire it to arrays: fake groups (ProviderHarness) or real
+// wrappers over HTTPS (OverWrappers). ProviderHarness's two scripted groups sit over an emulated
+// registry (with a short REST receive timeout), event log and captured trace: group A
+// (127.1.0.1, also reached as 127.1.0.2) holds aaa1 and aaa2, group B (127.2.0.1) holds bbb1.
+// Tests change what discovery, the multipath driver and the protocol query say.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -13,9 +15,11 @@
 
 #include "FakeArray.h"
 #include "HostTestSupport.h"
+#include "discovery/ConfigurationValues.h"
 #include "platform/Registry.h"
 #include "platform/emulated/EmulatedRegistry.h"
 #include "provider/LunInformation.h"
+#include "provider/VolumeOnline.h"
 #include "provider/VaVssHwProvider.h"
 #include "wincompat/Guid.h"
 
@@ -36,9 +40,48 @@ class Luns {
   std::vector<VDS_LUN_INFORMATION> view_;
 };
 
+struct ReleaseProvider {
+  void operator()(CVaVssHwProvider* p) const {
+    if (p != nullptr) static_cast<IVssHardwareSnapshotProviderEx*>(p)->Release();
+  }
+};
+using ProviderPtr = std::unique_ptr<CVaVssHwProvider, ReleaseProvider>;
+
+// A provider object, as VSS makes one per run, that reaches the arrays through `access`.
+inline ProviderPtr WireProvider(provider::ArrayAccess access,
+                                const provider::RestoreSettings& restore = provider::DefaultRestoreSettings()) {
+  void* object = nullptr;
+  EXPECT_EQ(CreateVaVssHwProvider(wincompat::kIID_IVssHardwareSnapshotProviderEx, &object), S_OK);
+  ProviderPtr wired(static_cast<CVaVssHwProvider*>(static_cast<IVssHardwareSnapshotProviderEx*>(object)));
+  wired->UseArrayAccess(std::move(access));
+  wired->UseRestoreSettings(restore);
+  return wired;
+}
+
+// The groups `discovered` gives, each reached through a real wrapper; the multipath driver
+// knows no LUN and every group speaks REST.
+inline provider::ArrayAccess OverWrappers(std::map<std::string, Vantor::LoginInfo> discovered) {
+  return {[discovered] { return discovered; }, [](const std::string&) { return std::string(); },
+          [](const std::string&) { return provider::RestSupport::Supported; },
+          [](const std::string& address, const Vantor::LoginInfo& login) {
+            return std::make_shared<VaVssArrayWrapper>(address, login);
+          }};
+}
+
+using Operations = std::vector<std::string>;
+
 class ProviderHarness : public ::testing::Test {
  protected:
+  // The REST receive timeout the restore's watch takes as the lost request's timeout.
+  static constexpr int kReceiveTimeoutMs = 100;
+
   void SetUp() override {
+    discovery::ResetConfigurationCaches();
+    ASSERT_FALSE(static_cast<platform::EmulatedRegistry&>(registry_.get())
+                     .LoadText("Windows Registry Editor Version 5.00\r\n\r\n"
+                               "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Vantor Storage\\Configuration]\r\n"
+                               "\"RestReceiveTimeout\"=dword:00000064\r\n")
+                     .has_value());
     groupA_ = std::make_shared<FakeArray>("uid-a", "127.1.0.1");
     groupB_ = std::make_shared<FakeArray>("uid-b", "127.2.0.1");
     groupA_->AddVolume("aaa1", "vol-a1");
@@ -46,41 +89,40 @@ class ProviderHarness : public ::testing::Test {
     groupB_->AddVolume("bbb1", "vol-b1");
     discovered_ = {{"127.1.0.1", Vantor::LoginInfo("admin", "pw")}, {"127.2.0.1", Vantor::LoginInfo("admin", "pw")}};
 
-    hw_ = NewProvider();
-    provider_ = static_cast<CVaVssHwProvider*>(hw_);
+    provider_ = NewProvider();
+    hw_ = provider_.get();
   }
-  void TearDown() override { hw_->Release(); }
+  void TearDown() override {
+    provider_.reset();
+    discovery::ResetConfigurationCaches();
+  }
 
   // A provider object over the two groups, as VSS makes one per run, with short restore waits.
-  IVssHardwareSnapshotProviderEx* NewProvider() {
-    IVssHardwareSnapshotProviderEx* hw = nullptr;
-    EXPECT_EQ(CreateVaVssHwProvider(wincompat::kIID_IVssHardwareSnapshotProviderEx, reinterpret_cast<void**>(&hw)),
-              S_OK);
-    auto* provider = static_cast<CVaVssHwProvider*>(hw);
-    provider->UseArrayAccess(provider::ArrayAccess{
-        [this] {
-          ++discoveries_;
-          return discovered_;
-        },
-        [this](const std::string& serial) {
-          const auto it = driverMap_.find(serial);
-          return it == driverMap_.end() ? std::string() : it->second;
-        },
-        [this](const std::string& address) {
-          const auto it = restSupport_.find(address);
-          return it == restSupport_.end() ? provider::RestSupport::Supported : it->second;
-        },
-        [this](const std::string& address, const Vantor::LoginInfo&) -> std::shared_ptr<VaVssArrayWrapper> {
-          ++connects_;
-          if (address == "127.1.0.1" || address == "127.1.0.2") return groupA_;
-          return groupB_;
-        }});
+  ProviderPtr NewProvider() {
     provider::RestoreSettings restore;
     restore.onlineDeadline = std::chrono::milliseconds(300);
     restore.retryPause = std::chrono::milliseconds(5);
     restore.hostInitiators = [] { return std::vector<std::string>{FakeArray::kThisHost}; };
-    provider->UseRestoreSettings(restore);
-    return hw;
+    return WireProvider(
+        provider::ArrayAccess{
+            [this] {
+              ++discoveries_;
+              return discovered_;
+            },
+            [this](const std::string& serial) {
+              const auto it = driverMap_.find(serial);
+              return it == driverMap_.end() ? std::string() : it->second;
+            },
+            [this](const std::string& address) {
+              const auto it = restSupport_.find(address);
+              return it == restSupport_.end() ? provider::RestSupport::Supported : it->second;
+            },
+            [this](const std::string& address, const Vantor::LoginInfo&) -> std::shared_ptr<VaVssArrayWrapper> {
+              ++connects_;
+              if (address == "127.1.0.1" || address == "127.1.0.2") return groupA_;
+              return groupB_;
+            }},
+        restore);
   }
 
   int EventCount(DWORD id) const { return static_cast<int>(events_.WithId(id).size()); }
@@ -93,10 +135,20 @@ class ProviderHarness : public ::testing::Test {
                 S_OK);
     return set;
   }
-  IVssProviderCreateSnapshotSet& Sets() { return *provider_; }
+  // A set over `serials` that got as far as the commit; returns the commit's answer.
+  HRESULT Commit(VSS_ID& set, const std::vector<std::string>& serials) {
+    set = Prepare(serials);
+    EXPECT_EQ(provider_->EndPrepareSnapshots(set), S_OK);
+    return provider_->CommitSnapshots(set);
+  }
+  void ForgetOperations() {
+    groupA_->operations.clear();
+    groupB_->operations.clear();
+  }
 
   hosttest::ScopedSeam<platform::Registry> registry_{std::make_unique<platform::EmulatedRegistry>()};
   hosttest::EventCapture events_;
+  hosttest::TraceCapture trace_;
   std::shared_ptr<FakeArray> groupA_;
   std::shared_ptr<FakeArray> groupB_;
   std::map<std::string, Vantor::LoginInfo> discovered_;
@@ -104,6 +156,6 @@ class ProviderHarness : public ::testing::Test {
   std::map<std::string, provider::RestSupport> restSupport_;  // the protocol query's answers
   int connects_ = 0;
   int discoveries_ = 0;
-  IVssHardwareSnapshotProviderEx* hw_ = nullptr;
-  CVaVssHwProvider* provider_ = nullptr;
+  ProviderPtr provider_;
+  IVssHardwareSnapshotProviderEx* hw_ = nullptr;  // provider_ as VSS holds it
 };

@@ -1,56 +1,31 @@
-#include <gtest/gtest.h>
-
-#include <memory>
-
-#include "HostTestSupport.h"
-#include "provider/VaVssHwProvider.h"
+// The provider object itself: its COM identity, the operations it does not implement, what it
+// reads at construction, and the local server's lifetime.
+#include "ProviderHarness.h"
 #include "provider/VssAsync.h"
 
 namespace {
-
-// An emulated host with just a registry and an event log, installed for one test.
-class ProviderObjectTest : public ::testing::Test {
- protected:
-  void LoadRegistry(const char* text) { ASSERT_FALSE(registry_.get().LoadText(text).has_value()); }
-
-  hosttest::ScopedEmulatedRegistry registry_;
-  hosttest::EventCapture events_;
-};
-
-struct ProviderRef {
-  IVssHardwareSnapshotProviderEx* p = nullptr;
-  ~ProviderRef() {
-    if (p) p->Release();
-  }
-};
-
+using ProviderObjectTest = ProviderHarness;
 }  // namespace
 
 TEST_F(ProviderObjectTest, UnsupportedOperationsAnswerNotImplementedAndWriteNothing) {
-  ProviderRef provider;
-  ASSERT_EQ(CreateVaVssHwProvider(wincompat::kIID_IVssHardwareSnapshotProviderEx, reinterpret_cast<void**>(&provider.p)),
-            S_OK);
   ULONGLONG mask = 0x1234;
-  EXPECT_EQ(provider.p->GetProviderCapabilities(&mask), static_cast<HRESULT>(0x80004001u));
+  EXPECT_EQ(hw_->GetProviderCapabilities(&mask), static_cast<HRESULT>(0x80004001u));
   EXPECT_EQ(mask, 0x1234u);
-  EXPECT_EQ(provider.p->OnReuseLuns(nullptr, nullptr, 0), static_cast<HRESULT>(0x80004001u));
+  EXPECT_EQ(hw_->OnReuseLuns(nullptr, nullptr, 0), static_cast<HRESULT>(0x80004001u));
   EXPECT_TRUE(events_.Records().empty());
 }
 
 TEST_F(ProviderObjectTest, InterfacesShareOneIdentityAndUnknownOnesAreRefused) {
-  ProviderRef provider;
-  ASSERT_EQ(CreateVaVssHwProvider(wincompat::kIID_IUnknown, reinterpret_cast<void**>(&provider.p)), S_OK);
   IVssProviderNotifications* notifications = nullptr;
-  ASSERT_EQ(provider.p->QueryInterface(wincompat::kIID_IVssProviderNotifications,
-                                       reinterpret_cast<void**>(&notifications)),
+  ASSERT_EQ(hw_->QueryInterface(wincompat::kIID_IVssProviderNotifications, reinterpret_cast<void**>(&notifications)),
             S_OK);
   IUnknown* viaNotifications = nullptr;
   ASSERT_EQ(notifications->QueryInterface(wincompat::kIID_IUnknown, reinterpret_cast<void**>(&viaNotifications)), S_OK);
-  EXPECT_EQ(static_cast<IUnknown*>(provider.p), viaNotifications);
+  EXPECT_EQ(static_cast<IUnknown*>(hw_), viaNotifications);
   viaNotifications->Release();
 
   void* other = reinterpret_cast<void*>(0x1);
-  EXPECT_EQ(provider.p->QueryInterface(wincompat::kIID_IVssAsync, &other), E_NOINTERFACE);
+  EXPECT_EQ(hw_->QueryInterface(wincompat::kIID_IVssAsync, &other), E_NOINTERFACE);
   EXPECT_EQ(other, nullptr);
 
   // Load and unload report their events and touch nothing else.
@@ -73,12 +48,8 @@ TEST_F(ProviderObjectTest, DigestPolicyIsReadOnceAtConstructionAndFallsBackToZer
                                                  {key, 0},
                                                  {header, 0}};
   for (const auto& [registry, expected] : cases) {
-    LoadRegistry(registry.c_str());
-    ProviderRef provider;
-    ASSERT_EQ(CreateVaVssHwProvider(wincompat::kIID_IVssHardwareSnapshotProviderEx,
-                                    reinterpret_cast<void**>(&provider.p)),
-              S_OK);
-    EXPECT_EQ(static_cast<CVaVssHwProvider*>(provider.p)->IscsiDigestPolicy(), expected) << registry;
+    ASSERT_FALSE(static_cast<platform::EmulatedRegistry&>(registry_.get()).LoadText(registry).has_value());
+    EXPECT_EQ(NewProvider()->IscsiDigestPolicy(), expected) << registry;
   }
 }
 
@@ -87,22 +58,19 @@ int gLastReleasedCalls = 0;
 }  // namespace
 
 TEST_F(ProviderObjectTest, LastReleasedObjectTellsTheLocalServerItMayEnd) {
+  provider_.reset();
   gLastReleasedCalls = 0;
   SetLastProviderReleasedHandler([] { ++gLastReleasedCalls; });
   const long before = LiveProviderObjects();
-  ProviderRef first;
-  ProviderRef second;
-  ASSERT_EQ(CreateVaVssHwProvider(wincompat::kIID_IUnknown, reinterpret_cast<void**>(&first.p)), S_OK);
-  ASSERT_EQ(CreateVaVssHwProvider(wincompat::kIID_IUnknown, reinterpret_cast<void**>(&second.p)), S_OK);
+  ProviderPtr first = NewProvider();
+  ProviderPtr second = NewProvider();
   EXPECT_EQ(LiveProviderObjects(), before + 2);
-  first.p->Release();
-  first.p = nullptr;
+  first.reset();
   EXPECT_EQ(gLastReleasedCalls, 0);
   // The async object of a restore outlives the provider that made it, and keeps the server.
   IVssAsync* async = CVssAsync::CreateFinished();
   ASSERT_NE(async, nullptr);
-  second.p->Release();
-  second.p = nullptr;
+  second.reset();
   EXPECT_EQ(gLastReleasedCalls, 0);
   async->Release();
   EXPECT_EQ(LiveProviderObjects(), before);
