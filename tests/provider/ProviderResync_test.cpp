@@ -48,9 +48,12 @@ TEST_F(ProviderResync, EveryPairHasItsOwnLineAndAVolumeNamedTwiceIsRestoredOnce)
   EXPECT_TRUE(trace_.Contains("Snapshot Name :set-0 Target Vol Name: vol-a1 Restore Operation Result : FAILED"));
   EXPECT_TRUE(trace_.Contains("Snapshot Name :set-1 Target Vol Name: vol-a2 Restore Operation Result : SUCCESS"));
 
-  // A virtual-disk target ends the call without an async object; no pairs at all: a veto, an
-  // async object, no array traffic. (A pair across groups: end to end.)
+  // A pair across groups fails on its own; a virtual-disk target ends the call without an
+  // async object; no pairs at all: a veto, an async object, no array traffic.
+  groupB_->AddSnapshot("sb1", "set-b", "vol-b1");
   ForgetOperations();
+  EXPECT_EQ(Resync({{"sb1", "aaa1"}}), VSS_E_PROVIDER_VETO);
+  EXPECT_EQ(events_.WithId(VA_MSG_RESTORE_ACROSS_GROUPS).size(), 1u);
   EXPECT_EQ(Resync({{"sa1", "aaa1"}}, "VMware"), static_cast<HRESULT>(0x8004232Fu));
   EXPECT_FALSE(asyncMade_);
   EXPECT_EQ(Resync({}), VSS_E_PROVIDER_VETO);
