@@ -176,6 +176,10 @@ void AppendString(std::wstring& out, const Field& field, const LogArg& arg) {
   if (arg.kind() == LogArg::Kind::Wide) {
     text = arg.asWide();
   } else if (arg.kind() == LogArg::Kind::Narrow) {
+    if (field.width == 0 && field.precision < 0) {  // the usual plain %S: straight into the line
+      wincompat::AppendWide(out, arg.asNarrow());
+      return;
+    }
     widened = wincompat::ToWide(arg.asNarrow());
     text = widened;
   } else {
@@ -235,7 +239,7 @@ class Formatter {
 
   std::wstring Run() {
     std::wstring out;
-    out.reserve(format_.size() + 16 * args_.size());
+    out.reserve(format_.size() + 48 * args_.size());
     while (pos_ < format_.size()) {
       // The text up to the next conversion goes in one piece.
       const std::size_t conversion = std::min(format_.find(L'%', pos_), format_.size());
@@ -311,6 +315,7 @@ class Formatter {
   }
 
   void ParseLength(Field& field) {
+    if (AtEnd() || std::wstring_view(L"hlLwIzjt").find(Peek()) == std::wstring_view::npos) return;
     if (Consume(L"hh")) field.length = Length::Char;
     else if (Consume(L"h")) field.length = Length::Short;
     else if (Consume(L"ll")) field.length = Length::LongLong;

@@ -3,6 +3,7 @@
 #include "Utf8.h"
 
 #include <array>
+#include <cstring>
 #include <stdexcept>
 
 namespace VantorStorage::WS::detail {
@@ -66,8 +67,10 @@ std::string loginBody(std::string_view user, std::string_view password, std::str
 }
 
 void wipeText(std::string& text) {
-  volatile char* bytes = text.data();
-  for (std::size_t i = 0; i < text.size(); ++i) bytes[i] = 0;
+  std::memset(text.data(), 0, text.size());
+  // The compiler must assume the cleared bytes are read here, so the clearing stays although
+  // the text is freed soon after.
+  asm volatile("" : : "r"(text.data()) : "memory");
   text.clear();
 }
 

@@ -7,7 +7,7 @@ namespace {
 
 constexpr char32_t kReplacement = 0xFFFD;
 
-void AppendWide(std::wstring& out, char32_t cp) {
+void AppendCodePoint(std::wstring& out, char32_t cp) {
   if constexpr (sizeof(wchar_t) == 2) {
     if (cp >= 0x10000) {
       cp -= 0x10000;
@@ -41,7 +41,12 @@ void AppendUtf8(std::string& out, char32_t cp) {
 
 std::wstring ToWide(std::string_view in) {
   std::wstring out;
-  out.reserve(in.size());
+  AppendWide(out, in);
+  return out;
+}
+
+void AppendWide(std::wstring& out, std::string_view in) {
+  out.reserve(out.size() + in.size());
   std::size_t i = 0;
   while (i < in.size()) {
     // Most text is ASCII: widen a run of it in one append.
@@ -57,7 +62,7 @@ std::wstring ToWide(std::string_view in) {
     const auto lead = static_cast<unsigned char>(in[i]);
     std::size_t len = lead < 0x80 ? 1 : (lead >> 5) == 0x6 ? 2 : (lead >> 4) == 0xE ? 3 : (lead >> 3) == 0x1E ? 4 : 0;
     if (len == 0 || i + len > in.size()) {
-      AppendWide(out, kReplacement);
+      AppendCodePoint(out, kReplacement);
       ++i;
       continue;
     }
@@ -69,14 +74,13 @@ std::wstring ToWide(std::string_view in) {
       cp = (cp << 6) | (c & 0x3F);
     }
     if (!valid || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF)) {
-      AppendWide(out, kReplacement);
+      AppendCodePoint(out, kReplacement);
       ++i;
       continue;
     }
-    AppendWide(out, cp);
+    AppendCodePoint(out, cp);
     i += len;
   }
-  return out;
 }
 
 std::string ToNarrow(std::wstring_view in) {

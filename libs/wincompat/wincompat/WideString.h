@@ -7,5 +7,7 @@
 
 namespace wincompat {
 std::wstring ToWide(std::string_view utf8);
+// The same, appended to `out`.
+void AppendWide(std::wstring& out, std::string_view utf8);
 std::string ToNarrow(std::wstring_view wide);
 }  // namespace wincompat
