@@ -2,18 +2,21 @@
 // Cuts an exchange off when its deadline passes. Some waits cannot be bounded from inside:
 // a read loop that receives one byte at a time, or a library that parses the answer's
 // headers through its own socket reads. The watchdog runs `cut` (which makes the blocked
-// call return, e.g. by shutting the socket down) once, on its own thread, if the deadline
-// passes before the watchdog is destroyed; the destructor waits for that thread, so `cut`
-// never outlives what it touches.
+// call return, e.g. by shutting the socket down) once, if the deadline passes before the
+// watchdog is stopped; stop() and the destructor wait for a cut under way, so `cut` never
+// outlives what it touches. Every watchdog of the process is served by one timer thread,
+// started at first use: an exchange costs no thread of its own.
 #include <atomic>
-#include <condition_variable>
 #include <functional>
-#include <mutex>
-#include <thread>
+#include <memory>
 
 #include "http/Deadline.h"
 
 namespace vantor::http {
+
+namespace detail {
+struct WatchedExchange;
+}
 
 class ExchangeWatchdog {
  public:
@@ -22,16 +25,13 @@ class ExchangeWatchdog {
   ExchangeWatchdog(const ExchangeWatchdog&) = delete;
   ExchangeWatchdog& operator=(const ExchangeWatchdog&) = delete;
 
-  // Stops watching (waits for the thread); after this fired() no longer changes.
+  // Stops watching (waits for a cut under way); after this fired() no longer changes.
   void stop();
-  bool fired() const { return mFired.load(); }
+  bool fired() const;
 
  private:
-  std::mutex mMutex;
-  std::condition_variable mWake;
-  bool mStopping = false;
-  std::atomic<bool> mFired{false};
-  std::thread mThread;
+  std::unique_ptr<detail::WatchedExchange> mWatched;
+  bool mStopped = false;
 };
 
 }  // namespace vantor::http
