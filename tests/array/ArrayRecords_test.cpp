@@ -26,11 +26,11 @@ class ArrayRecords : public arraytest::OverScriptedArray {
             {"size", 2048},
             {"name", "name-" + id},
             {"serial_number", "serial-" + id},
-            {"description", ""},
+            {"description", "about " + id},
             {"block_size", 4096},
             {"target_name", "iqn.target." + id},
-            {"parent_vol_name", ""},
-            {"base_snap_name", ""},
+            {"parent_vol_name", "parent-" + id},
+            {"base_snap_name", "base-" + id},
             {"num_connections", 1},
             {"access_control_records", json::array()},
             {"vpd_t10", "VANTOR  " + id},
@@ -57,9 +57,16 @@ TEST_F(ArrayRecords, VolumeBySerialTakesTheFirstMatchAndCutsLongDesignators) {
   call.Execute();
   const Vantor::VolumeRecord& volume = call.GetVolume();
   EXPECT_EQ(volume.mId, "v1");
+  EXPECT_EQ(volume.mName, "name-v1");
+  EXPECT_EQ(volume.mSerialNumber, "serial-v1");
+  EXPECT_EQ(volume.mDescription, "about v1");
+  EXPECT_EQ(volume.mTargetName, "iqn.target.v1");
+  EXPECT_EQ(volume.mParentVolName + " " + volume.mBaseSnapName, "parent-v1 base-v1");
+  EXPECT_EQ(volume.mNumConnections, 1);
   EXPECT_EQ(volume.mSize, 2048);
   EXPECT_EQ(volume.mBlockSize, 4096);
   EXPECT_EQ(volume.mAccessProtocols, (std::vector<std::uint32_t>{1, 0, 2}));
+  EXPECT_EQ(volume.mAccessInitiators, (std::vector<std::string>{"a", "b", "c"}));
   EXPECT_EQ(volume.mTargetScope, Vantor::TARGET_SCOPE_GROUP);
   EXPECT_FALSE(volume.mIsVirtualVolume);
   EXPECT_EQ(std::string(volume.mVpdT10.begin(), volume.mVpdT10.end()), std::string(56, 'T'));
@@ -87,12 +94,10 @@ TEST_F(ArrayRecords, VirtualVolumeSearchLowersTheSerialAndSkipsVolumesBeingDelet
   EXPECT_EQ(call.GetVolume().mId, "v2");
   EXPECT_TRUE(call.GetVolume().mIsVirtualVolume);
   EXPECT_EQ(call.GetVolume().mVolumeCollectionId, "vc-1");
-  EXPECT_EQ(call.GetVolume().mMetadata.size(), 2u);
-  const json filter = json::parse(array->LastBody())["filter"];
-  EXPECT_EQ(filter["operator"], "and");
-  EXPECT_EQ(filter["criteria"][0], (json{{"field", "agent_type"}, {"operator", "equals"}, {"value", "vvol"}}));
-  EXPECT_EQ(filter["criteria"][1]["field"], "metadata.vp_vs_VAN_VIRTUAL_DEVICE_ID");
-  EXPECT_EQ(filter["criteria"][1]["value"], "abcd");
+  EXPECT_EQ(call.GetVolume().mAgentType, "vvol");
+  ASSERT_EQ(call.GetVolume().mMetadata.size(), 2u);
+  EXPECT_EQ(call.GetVolume().mMetadata[0], (std::pair<std::string, std::string>{"vp_vs_VAN_VIRTUAL_DEVICE_ID", "abcd"}));
+  EXPECT_EQ(json::parse(array->LastBody())["filter"]["criteria"][1]["value"], "abcd");
 
   array->Objects(json::array({deleting}));
   try {

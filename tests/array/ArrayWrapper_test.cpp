@@ -177,6 +177,7 @@ TEST_F(ArrayWrapper, SnapshotIsExposedHiddenAndDeleted) {
   EXPECT_TRUE(trace.Contains("** OnlineSnapshot (onlineSnap) failed! snapshot " + snapshot->mName + ", parent sql-data"));
 
   EXPECT_FALSE(trace.Contains(arraytest::kArrayPassword));
+  EXPECT_EQ(sim().connectionCount(group.id), 1);  // every request above over one kept connection
 }
 
 TEST_F(ArrayWrapper, GroupTargetsAndFibreChannelSnapshotsAreNotLoggedInTwice) {

@@ -166,17 +166,5 @@ TEST_F(Requests, RequestsThatCannotBeRightAreNotSent) {
   EXPECT_THROW(leaf("id", "x")->addFilter(leaf("id", "y")), ApiException);
 }
 
-TEST_F(Requests, WithoutSessionTheClientAnswersUnauthorizedItself) {
-  try {
-    client->getV1ObjectSetFactory()->getGroupObjectSet()->getObjectList(v1::GetParams{});
-    ADD_FAILURE() << "no exception";
-  } catch (const GroupMgmtServerException& e) {
-    EXPECT_EQ(e.getHttpStatus(), 401);
-    ASSERT_EQ(e.getMessages().size(), 1u);
-    EXPECT_EQ(e.getMessages()[0].getCode(), "SM_http_unauthorized");
-  }
-  EXPECT_TRUE(array->Sent().empty());
-}
-
 }  // namespace
 }  // namespace restsdk_test
