@@ -3,12 +3,12 @@
 
 #include "SimTestClient.h"
 
+#include "arraysim/DsmRecord.h"
 #include "arraysim/Simulator.h"
 
 #include <Poco/Base64Decoder.h>
 #include <gtest/gtest.h>
 
-#include <map>
 #include <sstream>
 
 using nlohmann::json;
@@ -18,28 +18,6 @@ namespace {
 constexpr const char* kHost = "iqn.1991-05.com.microsoft:host1";
 constexpr const char* kOtherHost = "iqn.1991-05.com.microsoft:host2";
 constexpr std::uint32_t kNotFound = 0xEFFF000B;
-
-// An independent reading of the version 1 record: serial -> address, in record order.
-std::vector<std::pair<std::string, std::string>> readDsm(const std::vector<std::uint8_t>& r) {
-    std::vector<std::pair<std::string, std::string>> entries;
-    EXPECT_GE(r.size(), 3u);
-    EXPECT_EQ(r[0], 1);
-    const std::size_t count = r[1] | (r[2] << 8);
-    std::size_t at = 3;
-    for (std::size_t i = 0; i < count; ++i) {
-        const std::size_t length = r.at(at) | (r.at(at + 1) << 8);
-        const std::string serial(reinterpret_cast<const char*>(&r.at(at + 2)));
-        const std::size_t ipAt = at + 2 + serial.size() + 1;
-        const std::size_t ipLength = r.at(ipAt) | (r.at(ipAt + 1) << 8);
-        const std::string ip = ipLength == 0 ? "" : std::string(reinterpret_cast<const char*>(&r.at(ipAt + 2)));
-        EXPECT_EQ(ipLength, ip.size());
-        EXPECT_EQ(length, 2 + serial.size() + 1 + 2 + (ip.empty() ? 0 : ip.size() + 1));
-        entries.emplace_back(serial, ip);
-        at += length;
-    }
-    EXPECT_EQ(at, r.size()) << "trailing bytes after the last entry";
-    return entries;
-}
 
 arraysim::VolumeSpec volume(const char* name, const char* scope, const char* initiator) {
     arraysim::VolumeSpec spec;
@@ -99,12 +77,8 @@ TEST_F(HostChannel, DisksAndDsmRecordFollowLoginsAndAcls) {
     EXPECT_NE(disks[0]["device"], disks[1]["device"]);
     const std::string deviceOfB = disks[1]["device"];
 
-    const auto entries = readDsm(sim.hostDsmRecord(kHost));
-    ASSERT_EQ(entries.size(), 2u);
-    for (std::size_t i = 0; i < entries.size(); ++i) {
-        EXPECT_EQ(entries[i].first, disks[i]["serial_number"]);
-        EXPECT_EQ(entries[i].second, group.address);
-    }
+    EXPECT_EQ(sim.hostDsmRecord(kHost),
+              arraysim::encodeDsmRecord({{volA.serialNumber, group.address}, {volB.serialNumber, group.address}}));
 
     // A logout hides the disk; the host keeps its other session and its disk numbers.
     EXPECT_EQ(sim.iscsiLogout(kHost, login.sessionId), 0u);
@@ -162,9 +136,7 @@ TEST_F(HostChannel, VirtualDisksAreSeenThroughTheAclAloneWithTheirOwnIdentity) {
     EXPECT_EQ(diskSerials(kOtherHost), std::vector<std::string>{vmB.virtualDiskSerial});
     ASSERT_EQ(sim.iscsiLogin(kHost, volA.targetName).status, 0u);
     EXPECT_EQ(diskSerials(kHost), (std::vector<std::string>{volA.serialNumber, vmA.virtualDiskSerial}));
-    const auto entries = readDsm(sim.hostDsmRecord(kHost));
-    ASSERT_EQ(entries.size(), 1u);
-    EXPECT_EQ(entries[0].first, volA.serialNumber);
+    EXPECT_EQ(sim.hostDsmRecord(kHost), arraysim::encodeDsmRecord({{volA.serialNumber, group.address}}));
 
     // The backing volume is the virtual volume whose metadata names the disk.
     const json state = sim.state();
