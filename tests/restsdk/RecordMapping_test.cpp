@@ -106,31 +106,6 @@ TEST_F(RecordMapping, MalformedAnswersRaiseApiExceptionsThatSayWhy) {
   EXPECT_NE(logger->all().find("E Invalid answer to POST /v1/volumes/search"), std::string::npos);
 }
 
-// Metadata is free-form and written by any client of the array: one snapshot with a malformed
-// list must not hide the others, while a wrong type anywhere else still fails the answer.
-TEST_F(RecordMapping, SnapshotWithMalformedMetadataReadsAsHavingNone) {
-  logIn();
-  const auto snapshots = client->getV1ObjectSetFactory()->getSnapshotObjectSet();
-  array->AnswerRaw(200, R"({"data":[
-      {"id":"good","creation_time":1700000000,"num_connections":1,
-       "metadata":[{"key":"vss_vs_snapshot_set_id","value":"{a}"}]},
-      {"id":"number","metadata":[{"key":"vss_vs_snapshot_set_id","value":42}]},
-      {"id":"text","metadata":"vss_vs_snapshot_set_id"},
-      {"id":"entry","metadata":[7]},
-      {"id":"none"}]})");
-  const auto list = snapshots->getObjectList(v1::GetParams{});
-  ASSERT_EQ(list->size(), 5u);
-  EXPECT_EQ(list->at(0)->getCreationTime(), 1700000000);
-  EXPECT_EQ(list->at(0)->getNumConnections(), 1);
-  ASSERT_EQ(list->at(0)->getMetadata()->size(), 1u);
-  EXPECT_EQ(list->at(0)->getMetadata()->front()->getValue(), "{a}");
-  for (std::size_t i = 1; i < list->size(); ++i)
-    EXPECT_THROW(list->at(i)->getMetadata(), AttributeNotSetException) << list->at(i)->getId();
-
-  array->AnswerRaw(200, R"({"data":[{"id":"s","creation_time":"yesterday","metadata":[]}]})");
-  EXPECT_THROW(snapshots->getObjectList(v1::GetParams{}), ApiException);
-}
-
 TEST_F(RecordMapping, EmptySearchAndBulkCreateAnswers) {
   logIn();
   const auto none = searchVolumes(R"({"data":[],"total":0})");
