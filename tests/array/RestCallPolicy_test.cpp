@@ -157,12 +157,9 @@ TEST_F(RestCallPolicy, FailedResultChecksRaiseTheCallsOwnText) {
     bool whole = true;  // the text is the whole message, not a part of it
   };
   const std::vector<Case> cases = {
-      {objects(json::array()), [&] { Vantor::RestCallFindVolBySerial(*connection, "abc").Execute(); }, "No volume found."},
       {objects(json::array()), [&] { Vantor::RestCallFindVolById(*connection, "vol-1").Execute(); }, "No volume found."},
       {objects(json::array()), [&] { Vantor::RestCallFindVvolBySerial(*connection, "abc").Execute(); },
        "No volume found."},
-      {objects(json::array()), [&] { Vantor::RestCallFindSnapBySerial(*connection, "abc").Execute(); },
-       "No snapshot found."},
       {objects(json::array({snapshot})),
        [&] { Vantor::RestCallFindSnapshotsByIDs(*connection, {"s1", "s2"}).Execute(); },
        "Number of retrieved snapshots (1) is different than number of original SnapIDs (2"},
