@@ -51,7 +51,6 @@ TEST(Control, DrivesTheArrayOverHttp) {
     const Refusal refusals[] = {
         {"POST", "/control/groups/00nosuch/volumes", {{"name", "v"}}, 404},
         {"POST", "/control/volumes/06nosuch/write", nullptr, 404},
-        {"POST", "/control/faults", {{"group", group["id"]}, {"op", "everything"}}, 400},
         {"POST", "/control/groups/" + group["id"].get<std::string>() + "/volumes", {{"name", "v"}, {"size", "big"}}, 400},
         {"POST", "/control/groups/" + group["id"].get<std::string>() + "/volumes", {{"name", "vol-h"}}, 400},
         {"POST", "/control/groups", {{"name", "grp-x"}, {"address", group["address"]}}, 400},

@@ -97,15 +97,9 @@ TEST_F(Faults, StatusFaultsHitTheNextCountRequestsOfTheirOperationOnly) {
     EXPECT_EQ(reply.json(), (json{{"messages", json::array()}}));
 }
 
-TEST_F(Faults, DelayDropAndMalformedBodies) {
+// (A delay: tests/e2e, the restore, the late create and the password search.)
+TEST_F(Faults, DropAndMalformedBodies) {
     auto client = loggedIn();
-    auto slow = fault("search:groups");
-    slow.delayMs = 300;
-    sim.injectFault(slow);
-    const auto start = std::chrono::steady_clock::now();
-    EXPECT_EQ(client.rest("POST", "/v1/groups/search").status, 200);  // slowed, not failed
-    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(300));
-
     auto drop = fault("update:volumes");
     drop.drop = true;
     sim.injectFault(drop);
@@ -154,9 +148,7 @@ TEST_F(Faults, CountsTheConnectionsEachGroupAccepted) {
     }
     EXPECT_EQ(sim.connectionCount(group.id), 2);
     EXPECT_EQ(sim.connectionCount(other.id), 1);
-    const json log = sim.requestLog();
-    EXPECT_EQ(log["groups"][group.id]["connections"], 2);
-    EXPECT_EQ(log["groups"][group.id]["counts"]["tokens"], 2);
+    EXPECT_EQ(sim.requestCount(group.id, "tokens"), 2);
 
     sim.resetLog();
     EXPECT_EQ(sim.connectionCount(group.id), 0);

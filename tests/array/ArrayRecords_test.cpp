@@ -113,7 +113,7 @@ TEST_F(ArrayRecords, VirtualVolumeSearchLowersTheSerialAndSkipsVolumesBeingDelet
   EXPECT_EQ(call.GetVolume().mVolumeCollectionId, "vc-1");
   EXPECT_EQ(call.GetVolume().mAgentType, "vvol");
   ASSERT_EQ(call.GetVolume().mMetadata.size(), 2u);
-  EXPECT_EQ(call.GetVolume().mMetadata[0], (std::pair<std::string, std::string>{"vp_vs_VAN_VIRTUAL_DEVICE_ID", "abcd"}));
+  EXPECT_EQ(call.GetVolume().mMetadata[0].second, "abcd");
   EXPECT_EQ(json::parse(array->LastBody())["filter"]["criteria"][1]["value"], "abcd");
 
   array->Objects(json::array({deleting}));

@@ -61,21 +61,20 @@ TEST_F(Requests, WriteOperationsUseTheirPathsAndBodies) {
   logIn();
   const auto factory = client->getV1ObjectSetFactory();
   v1::VsSnapVolList entries;
-  for (const char* volume : {"v2", "v1", "v3"}) {
+  json bulk = json::array();
+  for (const std::string volume : {"v2", "v1", "v3"}) {
+    const std::string set = volume == "v3" ? "{other}" : "{set}";
     auto entry = std::make_shared<v1::VsSnapVol>();
     entry->setVolId(volume);
     entry->setSnapName("{set}");
     entry->setOnline(false);
     entry->setWritable(false);
-    entry->setMetadata(std::make_shared<v1::VsKeyValueList>(v1::VsKeyValueList{
-        std::make_shared<v1::VsKeyValue>("vss_vs_snapshot_set_id", volume == std::string("v3") ? "{other}" : "{set}")}));
+    entry->setMetadata(std::make_shared<v1::VsKeyValueList>(
+        v1::VsKeyValueList{std::make_shared<v1::VsKeyValue>("vss_vs_snapshot_set_id", set)}));
     entries.push_back(entry);
-  }
-  json bulk = json::array();
-  for (const char* volume : {"v2", "v1", "v3"})
     bulk.push_back({{"vol_id", volume}, {"snap_name", "{set}"}, {"online", false}, {"writable", false},
-                    {"metadata", {{{"key", "vss_vs_snapshot_set_id"},
-                                   {"value", volume == std::string("v3") ? "{other}" : "{set}"}}}}});
+                    {"metadata", {{{"key", "vss_vs_snapshot_set_id"}, {"value", set}}}}});
+  }
   v1::Snapshot online;
   online.setOnline(true);
   v1::Volume offline;

@@ -38,38 +38,24 @@ class ClientAgainstSimulator : public ::testing::Test {
 TEST_F(ClientAgainstSimulator, CertificateOtherThanThePinnedOneGetsNoRequest) {
   struct Case {
     const char* name;
-    bool pinned;
-    bool renew;
-    bool expired;
-    std::vector<std::string> inWhat;  // "{old}" and "{new}" stand for the fingerprints
+    bool expired;  // pinned to a certificate that has expired; otherwise not pinned at all
+    const char* inWhat;
   };
-  const std::vector<Case> cases = {
-      {"unpinned self-signed", false, false, false, {"TLS"}},
-      {"changed since pinned", true, true, false, {"TLS", "{new}", "{old}"}},
-      {"pinned but expired", true, true, true, {"TLS", "expired"}},
-  };
-  for (const Case& c : cases) {
+  // (A certificate changed since pinned: the kept client below, tests/e2e/CertificatePinning_test.cpp
+  // natively and the lifecycle demo under Wine.)
+  for (const Case& c : {Case{"unpinned self-signed", false, "TLS"}, Case{"pinned but expired", true, "expired"}}) {
     SCOPED_TRACE(c.name);
     group = sim->addGroup();
-    const std::string old = group.certificateSha256;
-    std::string renewed;
-    if (c.renew) {
-      renewed = sim->renewCertificate(group.id, c.expired);
-      ASSERT_NE(renewed, old);
-      if (c.expired) group.certificateSha256 = renewed;  // pinned, yet out of date
-    }
-    const auto verifying = makeClient(c.pinned);
+    if (c.expired) group.certificateSha256 = sim->renewCertificate(group.id, true);
+    const auto verifying = makeClient(c.expired);
     try {
       verifying->authenticate(AuthInfo("admin", "s3cret"));
       ADD_FAILURE() << "the certificate passed";
     } catch (const GroupMgmtServerException& e) {
       ADD_FAILURE() << "not a certificate failure: " << e.what();
     } catch (const ApiException& e) {
-      for (std::string expected : c.inWhat) {
-        if (expected == "{old}") expected = old;
-        if (expected == "{new}") expected = renewed;
-        EXPECT_NE(std::string(e.what()).find(expected), std::string::npos) << e.what();
-      }
+      EXPECT_NE(std::string(e.what()).find("TLS"), std::string::npos) << e.what();
+      EXPECT_NE(std::string(e.what()).find(c.inWhat), std::string::npos) << e.what();
     }
     EXPECT_EQ(sim->requests(group.id, "tokens"), 0);
   }

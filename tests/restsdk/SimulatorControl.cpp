@@ -80,17 +80,9 @@ std::string SimulatorControl::renewCertificate(const std::string& groupId, bool 
       .get<std::string>();
 }
 
-int SimulatorControl::connections(const std::string& groupId) {
+nlohmann::json SimulatorControl::requestLog(const std::string& groupId) {
   const nlohmann::json log = call("GET", "/control/requests");
-  const auto& groups = log.at("groups");
-  return groups.contains(groupId) ? groups[groupId].value("connections", 0) : 0;
-}
-
-int SimulatorControl::requests(const std::string& groupId, const std::string& op) {
-  const nlohmann::json log = call("GET", "/control/requests");
-  const auto& groups = log.at("groups");
-  if (!groups.contains(groupId)) return 0;
-  return groups[groupId].at("counts").value(op, 0);
+  return log.at("groups").value(groupId, nlohmann::json{{"connections", 0}, {"counts", nlohmann::json::object()}});
 }
 
 }  // namespace restsdk_test

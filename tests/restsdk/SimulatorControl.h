@@ -29,8 +29,12 @@ class SimulatorControl {
   SimGroup addGroup(const std::string& version = "6.1.0.0", int sessionTimeoutS = 1800);
   // Restarts the group's REST server with a new certificate; answers its fingerprint.
   std::string renewCertificate(const std::string& groupId, bool expired = false);
-  int connections(const std::string& groupId);
-  int requests(const std::string& groupId, const std::string& op);
+  // The control server's record of one group: connections and request counts by operation.
+  nlohmann::json requestLog(const std::string& groupId);
+  int connections(const std::string& groupId) { return requestLog(groupId).at("connections"); }
+  int requests(const std::string& groupId, const std::string& op) {
+    return requestLog(groupId).at("counts").value(op, 0);
+  }
 
  private:
   struct InProcess;
