@@ -140,7 +140,6 @@ TEST_F(Faults, CountsTheConnectionsEachGroupAccepted) {
         for (int i = 0; i < 3; ++i) EXPECT_EQ(client.rest("POST", "/v1/volumes/search").status, 200);
     }
     EXPECT_EQ(sim.connectionCount(group.id), 1);  // one kept-alive connection
-    EXPECT_EQ(sim.requestCount(group.id, "search:volumes"), 3);
     {
         auto second = loggedIn();
         simtest::RestClient third(other.address, other.restPort);
@@ -155,23 +154,7 @@ TEST_F(Faults, CountsTheConnectionsEachGroupAccepted) {
     EXPECT_TRUE(sim.requestLog()["requests"].empty());
 }
 
-TEST_F(Faults, SkipLetsTheFirstMatchingRequestsThroughAndStrikesTheNext) {
-    auto client = loggedIn();
-    auto third = fault("search:volumes");
-    third.status = 500;
-    third.code = "SM_internal";
-    third.skip = 2;
-    sim.injectFault(third);
-    EXPECT_EQ(sim.state()["faults"][0]["skip"], 2);
-    EXPECT_EQ(client.rest("POST", "/v1/snapshots/search").status, 200);  // not a matching request
-    EXPECT_EQ(client.rest("POST", "/v1/volumes/search").status, 200);
-    EXPECT_EQ(sim.state()["faults"][0]["skip"], 1);
-    EXPECT_EQ(client.rest("POST", "/v1/volumes/search").status, 200);
-    EXPECT_EQ(client.rest("POST", "/v1/volumes/search").code(), "SM_internal");
-    EXPECT_EQ(client.rest("POST", "/v1/volumes/search").status, 200);
-    EXPECT_TRUE(sim.state()["faults"].empty());
-}
-
+// (Skip: tests/e2e/RestoreAndSweep_test.cpp lets db-data's requests through and strikes db-log's.)
 TEST_F(Faults, WrongTypeAndMissingAttributeReachEveryObjectOfOneAnswer) {
     auto client = loggedIn();
     auto wrong = fault("search:volumes");
@@ -197,10 +180,8 @@ TEST_F(Faults, WrongTypeAndMissingAttributeReachEveryObjectOfOneAnswer) {
     EXPECT_FALSE(volumes[0]["access_control_records"][0].contains("initiator_name"));
     EXPECT_EQ(volumes[0]["access_control_records"][0]["access_protocol"], "iscsi");
 
-    // The next answer is whole again, and an error answer is never reshaped.
-    volumes = searchVolumes(client);
-    EXPECT_TRUE(volumes[0]["size"].is_number());
-    EXPECT_TRUE(volumes[0]["access_control_records"][0].contains("initiator_name"));
+    // An error answer is never reshaped. (That the next answer is whole again:
+    // ArrayWrapper_test.cpp, a hidden name.)
     auto refused = fault("update:volumes");
     refused.omit = "messages";
     sim.injectFault(refused);

@@ -50,7 +50,6 @@ protected:
 TEST_F(HostChannel, DisksAndDsmRecordFollowLoginsAndAcls) {
     EXPECT_TRUE(sim.hostDisks(kHost).empty());
     EXPECT_EQ(sim.hostDsmRecord(kHost), (std::vector<std::uint8_t>{1, 0, 0}));
-    EXPECT_EQ(sim.iscsiRefresh(kHost), 122u);
 
     arraysim::FaultSpec fault;
     fault.group = group.id;

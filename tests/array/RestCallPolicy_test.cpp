@@ -75,10 +75,7 @@ TEST_F(RestCallPolicy, SessionIsRefreshedOnceAndASecondRefusalFailsTheCall) {
 }
 
 TEST_F(RestCallPolicy, AlreadyInStateIsIgnoredOnlyForSnapshotStateAndRestore) {
-  array->Session();
-  array->Objects(json::array({kGroup}));
-  GetGroupId(*connection);
-
+  array->Session();  // the first call logs in
   struct Case {
     const char* what;
     std::function<void()> run;
@@ -144,10 +141,7 @@ TEST_F(RestCallPolicy, ChangedCredentialsLogOutAndInBeforeTheNextCall) {
 }
 
 TEST_F(RestCallPolicy, FailedResultChecksRaiseTheCallsOwnText) {
-  array->Session();
-  array->Objects(json::array({kGroup}));
-  GetGroupId(*connection);
-
+  array->Session();  // the first call logs in
   const json snapshot = {{"id", "s1"}};
   const auto objects = [&](json answer) { return [&, answer] { array->Objects(answer); }; };
   struct Case {

@@ -28,9 +28,7 @@ TEST_F(Requests, SearchSendsFilterAndFieldsInTheCallersOrder) {
   const auto& request = array->LastRequest();
   EXPECT_EQ(request.method, "POST");
   EXPECT_EQ(request.path, "/v1/volumes/search");
-  EXPECT_EQ(request.host, "10.0.0.1");
-  EXPECT_EQ(request.port, 5392);
-  EXPECT_TRUE(request.tls);
+  // (Host, port and TLS: every request of tests/array against the simulator's HTTPS.)
   ASSERT_NE(testsupport::ScriptedArray::Header(request, "X-Auth-Token"), nullptr);
   EXPECT_EQ(*testsupport::ScriptedArray::Header(request, "X-Auth-Token"), "secret-token");
   EXPECT_EQ(*testsupport::ScriptedArray::Header(request, "Content-Type"), "application/json");

@@ -141,16 +141,12 @@ TEST_F(Session, ErrorAnswersCarryMessagesStatusAndReadableText) {
       std::vector<std::string> codes;
       for (const auto& message : e.getMessages()) codes.push_back(message.getCode());
       EXPECT_EQ(codes, c.codes) << c.body;
+      if (c.status == 409) {
+        EXPECT_EQ(e.getMessages().at(1).getSeverity(), "warning");
+      }
       EXPECT_NE(std::string(e.what()).find("DELETE /v1/snapshots/s1 on 10.0.0.1:5392"), std::string::npos) << e.what();
       EXPECT_NE(std::string(e.what()).find(c.inWhat), std::string::npos) << e.what();
     }
-  }
-  array->AnswerRaw(409, R"({"messages":[{"code":"SM_ebusy","text":"online","severity":"error"}]})");
-  try {
-    client->getV1ObjectSetFactory()->getSnapshotObjectSet()->deleteObject("s1");
-  } catch (const GroupMgmtServerException& e) {
-    EXPECT_EQ(e.getMessages().at(0).getText(), "online");
-    EXPECT_EQ(e.getMessages().at(0).getSeverity(), "error");
   }
 }
 
