@@ -247,8 +247,7 @@ TEST_F(Faults, ControlApiTakesEveryMember) {
     ASSERT_EQ(control.call("POST", "/control/faults", body).status, 200);
     const json pending = sim.state()["faults"][0];
     for (const auto& [name, value] : body.items()) EXPECT_EQ(pending[name], value) << name;
-    EXPECT_EQ(control.call("POST", "/control/faults", {{"group", group.id}, {"op", "tokens"}, {"lost", "yes"}}).status,
-              400);
+    // (A member of the wrong type: Control_test.cpp, through the same reader.)
 }
 
 TEST_F(Faults, InvalidFaultsAreRefused) {

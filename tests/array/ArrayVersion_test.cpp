@@ -29,7 +29,6 @@ TEST(ArrayVersion, ParsesOnlyTheWholeFormat) {
       {" 6.1.0.0-1-opt", false, {}},
       {"6.1.0.0--opt", false, {}},
       {"6.1.0.0-a_b-opt", false, {}},
-      {"6.1.0.0-1-optx", false, {}},
       {"6.1.0.0.1-1-opt", false, {}},
       {"6.-1.0.0-1-opt", false, {}},
       {"", false, {}},
