@@ -97,15 +97,9 @@ TEST_F(Faults, StatusFaultsHitTheNextCountRequestsOfTheirOperationOnly) {
     EXPECT_EQ(reply.json(), (json{{"messages", json::array()}}));
 }
 
-TEST_F(Faults, DelayDropAndMalformedBodies) {
+// (A delay: tests/e2e, the restore, the late create and the password search.)
+TEST_F(Faults, DropAndMalformedBodies) {
     auto client = loggedIn();
-    auto slow = fault("search:groups");
-    slow.delayMs = 300;
-    sim.injectFault(slow);
-    const auto start = std::chrono::steady_clock::now();
-    EXPECT_EQ(client.rest("POST", "/v1/groups/search").status, 200);  // slowed, not failed
-    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(300));
-
     auto drop = fault("update:volumes");
     drop.drop = true;
     sim.injectFault(drop);
@@ -146,7 +140,6 @@ TEST_F(Faults, CountsTheConnectionsEachGroupAccepted) {
         for (int i = 0; i < 3; ++i) EXPECT_EQ(client.rest("POST", "/v1/volumes/search").status, 200);
     }
     EXPECT_EQ(sim.connectionCount(group.id), 1);  // one kept-alive connection
-    EXPECT_EQ(sim.requestCount(group.id, "search:volumes"), 3);
     {
         auto second = loggedIn();
         simtest::RestClient third(other.address, other.restPort);
@@ -154,32 +147,14 @@ TEST_F(Faults, CountsTheConnectionsEachGroupAccepted) {
     }
     EXPECT_EQ(sim.connectionCount(group.id), 2);
     EXPECT_EQ(sim.connectionCount(other.id), 1);
-    const json log = sim.requestLog();
-    EXPECT_EQ(log["groups"][group.id]["connections"], 2);
-    EXPECT_EQ(log["groups"][group.id]["counts"]["tokens"], 2);
+    EXPECT_EQ(sim.requestCount(group.id, "tokens"), 2);
 
     sim.resetLog();
     EXPECT_EQ(sim.connectionCount(group.id), 0);
     EXPECT_TRUE(sim.requestLog()["requests"].empty());
 }
 
-TEST_F(Faults, SkipLetsTheFirstMatchingRequestsThroughAndStrikesTheNext) {
-    auto client = loggedIn();
-    auto third = fault("search:volumes");
-    third.status = 500;
-    third.code = "SM_internal";
-    third.skip = 2;
-    sim.injectFault(third);
-    EXPECT_EQ(sim.state()["faults"][0]["skip"], 2);
-    EXPECT_EQ(client.rest("POST", "/v1/snapshots/search").status, 200);  // not a matching request
-    EXPECT_EQ(client.rest("POST", "/v1/volumes/search").status, 200);
-    EXPECT_EQ(sim.state()["faults"][0]["skip"], 1);
-    EXPECT_EQ(client.rest("POST", "/v1/volumes/search").status, 200);
-    EXPECT_EQ(client.rest("POST", "/v1/volumes/search").code(), "SM_internal");
-    EXPECT_EQ(client.rest("POST", "/v1/volumes/search").status, 200);
-    EXPECT_TRUE(sim.state()["faults"].empty());
-}
-
+// (Skip: tests/e2e/RestoreAndSweep_test.cpp lets db-data's requests through and strikes db-log's.)
 TEST_F(Faults, WrongTypeAndMissingAttributeReachEveryObjectOfOneAnswer) {
     auto client = loggedIn();
     auto wrong = fault("search:volumes");
@@ -205,10 +180,8 @@ TEST_F(Faults, WrongTypeAndMissingAttributeReachEveryObjectOfOneAnswer) {
     EXPECT_FALSE(volumes[0]["access_control_records"][0].contains("initiator_name"));
     EXPECT_EQ(volumes[0]["access_control_records"][0]["access_protocol"], "iscsi");
 
-    // The next answer is whole again, and an error answer is never reshaped.
-    volumes = searchVolumes(client);
-    EXPECT_TRUE(volumes[0]["size"].is_number());
-    EXPECT_TRUE(volumes[0]["access_control_records"][0].contains("initiator_name"));
+    // An error answer is never reshaped. (That the next answer is whole again:
+    // ArrayWrapper_test.cpp, a hidden name.)
     auto refused = fault("update:volumes");
     refused.omit = "messages";
     sim.injectFault(refused);
@@ -274,8 +247,7 @@ TEST_F(Faults, ControlApiTakesEveryMember) {
     ASSERT_EQ(control.call("POST", "/control/faults", body).status, 200);
     const json pending = sim.state()["faults"][0];
     for (const auto& [name, value] : body.items()) EXPECT_EQ(pending[name], value) << name;
-    EXPECT_EQ(control.call("POST", "/control/faults", {{"group", group.id}, {"op", "tokens"}, {"lost", "yes"}}).status,
-              400);
+    // (A member of the wrong type: Control_test.cpp, through the same reader.)
 }
 
 TEST_F(Faults, InvalidFaultsAreRefused) {

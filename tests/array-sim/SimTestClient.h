@@ -60,8 +60,6 @@ public:
         return reply;
     }
 
-    void setTimeout(int seconds) { mSession->setTimeout(Poco::Timespan(seconds, 0)); }
-
 private:
     std::unique_ptr<Poco::Net::HTTPClientSession> mSession;
 };

@@ -1,6 +1,6 @@
 // The operations wrapper against a simulated group and the emulated host: serial lookups with
-// their cache, snapshot sets (one volume behind several LUNs, virtual-volume collections),
-// import and removal of snapshots over iSCSI, and their failure lines.
+// their cache, snapshot sets (one volume behind several LUNs, virtual-volume collections, what
+// a failed create left), import and removal of snapshots over iSCSI, and their failure lines.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -64,6 +64,16 @@ class ArrayWrapper : public arraytest::OverSimulatedArray {
     for (const auto& session : sim().hostSessions(host.initiator())) targets.push_back(session["target_name"]);
     return targets;
   }
+
+  template <class List>
+  static std::vector<std::string> Ids(const List& list) {
+    std::vector<std::string> ids;
+    for (const auto& s : list) ids.push_back(Id(s));
+    return ids;
+  }
+  static std::string Id(const Vantor::SnapshotRecord& s) { return s.mId; }
+  static std::string Id(const json& s) { return s["id"]; }
+  std::vector<std::string> IdsOnArray() { return Ids(Snapshots()); }
 
   std::unique_ptr<VaVssArrayWrapper> wrapper;
 };
@@ -177,6 +187,7 @@ TEST_F(ArrayWrapper, SnapshotIsExposedHiddenAndDeleted) {
   EXPECT_TRUE(trace.Contains("** OnlineSnapshot (onlineSnap) failed! snapshot " + snapshot->mName + ", parent sql-data"));
 
   EXPECT_FALSE(trace.Contains(arraytest::kArrayPassword));
+  EXPECT_EQ(sim().connectionCount(group.id), 1);  // every request above over one kept connection
 }
 
 TEST_F(ArrayWrapper, GroupTargetsAndFibreChannelSnapshotsAreNotLoggedInTwice) {
@@ -229,3 +240,54 @@ TEST_F(ArrayWrapper, VersionCheckAndArrayLog) {
 }
 
 }  // namespace
+
+// What a snapshot set left when its create failed after the array had made the snapshots: the
+// wrapper finds them by the set's name, or remembers them from the create's answer when the
+// array cannot be searched.
+TEST_F(ArrayWrapper, CreateWhoseReadBackFailedIsRememberedUntilTheArrayCanBeSearched) {
+  const auto data = Lun(Volume(AddVolume("data")));
+  const auto logs = Lun(Volume(AddVolume("logs")));
+  const GUID set = wincompat::NewGuid();
+  // The read-back after the bulk create fails.
+  sim().injectFault({group.id, "search:snapshots", 500, "SM_internal", "lost it", 1});
+  EXPECT_EQ(wrapper->CreateSnapshotSet(set, {data, logs}), VSS_E_PROVIDER_VETO);
+  EXPECT_FALSE(data->mSnapshotExists);
+  const auto made = IdsOnArray();
+  ASSERT_EQ(made.size(), 2u);
+
+  // The search fails too: what the create's answer named is handed out all the same, once.
+  sim().injectFault({group.id, "search:snapshots", 500, "SM_internal", "lost it", 1});
+  std::vector<Vantor::SnapshotRecord> found;
+  EXPECT_EQ(wrapper->FindSnapshotsOfSet(set, found), E_FAIL);
+  EXPECT_EQ(Ids(found), made);
+  EXPECT_EQ(found[0].mName, wincompat::GuidToString(set));
+  EXPECT_TRUE(trace.Contains("** FindSnapshotsOfSet() (findSnapshotsByName) failed! '"));
+
+  // Now the array answers: it finds the set's snapshots by name, and only those.
+  const GUID other = wincompat::NewGuid();
+  ASSERT_EQ(wrapper->CreateSnapshotSet(other, {Lun(Volume(AddVolume("unrelated")))}), S_OK);
+  EXPECT_EQ(wrapper->FindSnapshotsOfSet(set, found), S_OK);
+  EXPECT_EQ(Ids(found), made);
+  EXPECT_EQ(found[1].mVolName, "logs");
+  for (const auto& snapshot : found)
+    EXPECT_EQ(wrapper->DeleteSnapshot(snapshot.mId, snapshot.mName, snapshot.mVolName), S_OK);
+  EXPECT_EQ(wrapper->FindSnapshotsOfSet(set, found), S_OK);
+  EXPECT_TRUE(found.empty());
+  EXPECT_EQ(IdsOnArray().size(), 1u);
+}
+
+TEST_F(ArrayWrapper, AnswerThatHidesASnapshotsNameIsNoAnswer) {
+  const auto data = Lun(Volume(AddVolume("data")));
+  const GUID set = wincompat::NewGuid();
+  ASSERT_EQ(wrapper->CreateSnapshotSet(set, {data}), S_OK);
+  arraysim::FaultSpec hidden;
+  hidden.group = group.id;
+  hidden.op = "search:snapshots";
+  hidden.omit = "name";
+  sim().injectFault(hidden);
+  std::vector<Vantor::SnapshotRecord> found;
+  EXPECT_EQ(wrapper->FindSnapshotsOfSet(set, found), E_FAIL);
+  EXPECT_TRUE(found.empty());
+  EXPECT_EQ(wrapper->FindSnapshotsOfSet(set, found), S_OK);
+  EXPECT_EQ(Ids(found), std::vector<std::string>{data->mSnapshotId});
+}

@@ -39,6 +39,8 @@ TEST_F(VersionPolicy, RangeSkipSwitchAndCapabilities) {
        {}, "However, the user has selected to skip version checking!"},
       {"6.1.0.0-1-opt", std::string(kProductKey) + "\"MaxArrayVerSupported\"=\"6.0.9.9-0-opt\"\r\n", false, {},
        "[3.0.0.0-00001-opt to 6.0.9.9-0-opt]"},
+      // The bounds hold themselves; the build tag does not count.
+      {"6.0.9.9-7-opt", std::string(kProductKey) + "\"MaxArrayVerSupported\"=\"6.0.9.9-0-opt\"\r\n", true, {0, 1, 2}, ""},
       {"6.1.0.0-1-opt", std::string(kProductKey) + "\"MinArrayVerSupported\"=\"six\"\r\n", false, {},
        "The reason: \"Failed to set MIN version.\"."},
       {"6.1.0.0-1-opt", std::string(kProductKey) + "\"MaxArrayVerSupported\"=\"6.1\"\r\n", false, {},

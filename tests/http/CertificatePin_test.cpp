@@ -36,7 +36,7 @@ TEST(CertificatePin, OnlyThePinnedCertificateWithinItsDatesPasses) {
   const std::string changed = pinRefusal(other, kPin, before, after, now);
   EXPECT_NE(changed.find(other), std::string::npos) << changed;
   EXPECT_NE(changed.find(kPin), std::string::npos) << changed;
-  EXPECT_NE(pinRefusal(kPin, kPin, before, now - seconds(1), now).find("expired"), std::string::npos);
+  // (An expired one: tests/restsdk/SimulatorClient_test.cpp, over TLS in both builds.)
   EXPECT_NE(pinRefusal(kPin, kPin, now + seconds(1), after, now).find("not valid before"), std::string::npos);
 }
 

@@ -33,6 +33,10 @@ TEST_F(Session, AuthenticateOpensAndLogoutEndsTheSessionWithoutLeakingSecrets) {
   const std::size_t sent = array->Sent().size();
   client->logout();  // no session: nothing to send
   EXPECT_EQ(array->Sent().size(), sent);
+  logIn();  // a refused logout forgets the token all the same
+  array->AnswerRaw(500, "{}");
+  EXPECT_THROW(client->logout(), GroupMgmtServerException);
+  EXPECT_TRUE(client->getSessionToken().empty());
 
   const std::string log = logger->all();
   EXPECT_NE(log.find("POST /v1/tokens on 10.0.0.1:5392 -> 201"), std::string::npos) << log;
@@ -98,13 +102,6 @@ TEST_F(Session, AnswersNestedBeyondTheLimitAreRefusedBeforeTheyAreParsed) {
   EXPECT_EQ(client->getSessionToken().size(), (std::size_t{1} << 20) + 2);
 }
 
-TEST_F(Session, LogoutForgetsTheTokenEvenWhenTheArrayRefuses) {
-  logIn();
-  array->AnswerRaw(500, "{}");
-  EXPECT_THROW(client->logout(), GroupMgmtServerException);
-  EXPECT_TRUE(client->getSessionToken().empty());
-}
-
 TEST_F(Session, LoginAnswersWithoutUsableTokenAreRejected) {
   for (const char* body : {R"({})", R"({"data":[]})", R"({"data":{"id":"t"}})", R"({"data":{"id":"t","session_token":""}})",
                            R"({"data":{"id":7,"session_token":"x"}})", R"(not json)"}) {
@@ -119,6 +116,9 @@ TEST_F(Session, LoginAnswersWithoutUsableTokenAreRejected) {
     }
     EXPECT_TRUE(client->getSessionToken().empty()) << body;
   }
+  Client badPort("10.0.0.1", 70000, ApiLibrary::getInstance(), true, "", -1);
+  array->AnswerRaw(201, R"({"data":{"id":"t","session_token":"x"}})");
+  EXPECT_THROW(badPort.authenticate(AuthInfo("a", "b")), ApiException);
 }
 
 TEST_F(Session, ErrorAnswersCarryMessagesStatusAndReadableText) {
@@ -152,38 +152,13 @@ TEST_F(Session, ErrorAnswersCarryMessagesStatusAndReadableText) {
       std::vector<std::string> codes;
       for (const auto& message : e.getMessages()) codes.push_back(message.getCode());
       EXPECT_EQ(codes, c.codes) << c.body;
+      if (c.status == 409) {
+        EXPECT_EQ(e.getMessages().at(1).getSeverity(), "warning");
+      }
       EXPECT_NE(std::string(e.what()).find("DELETE /v1/snapshots/s1 on 10.0.0.1:5392"), std::string::npos) << e.what();
       EXPECT_NE(std::string(e.what()).find(c.inWhat), std::string::npos) << e.what();
     }
   }
-  array->AnswerRaw(409, R"({"messages":[{"code":"SM_ebusy","text":"online","severity":"error"}]})");
-  try {
-    client->getV1ObjectSetFactory()->getSnapshotObjectSet()->deleteObject("s1");
-  } catch (const GroupMgmtServerException& e) {
-    EXPECT_EQ(e.getMessages().at(0).getText(), "online");
-    EXPECT_EQ(e.getMessages().at(0).getSeverity(), "error");
-  }
-}
-
-TEST_F(Session, TransportFailuresBecomeLibraryErrorsNotServerErrors) {
-  logIn();
-  for (const auto kind : {vantor::http::TransportErrorKind::Timeout, vantor::http::TransportErrorKind::Dropped,
-                          vantor::http::TransportErrorKind::Tls}) {
-    array->Fail(kind);
-    try {
-      client->getV1ObjectSetFactory()->getGroupObjectSet()->getObjectList(v1::GetParams{});
-      ADD_FAILURE() << "no exception";
-    } catch (const GroupMgmtServerException& e) {
-      ADD_FAILURE() << "transport failure reported as server error: " << e.what();
-    } catch (const ApiException& e) {
-      EXPECT_NE(std::string(e.what()).find("scripted transport failure"), std::string::npos);
-    }
-  }
-  EXPECT_NE(logger->all().find("E Request failed: scripted transport failure"), std::string::npos);
-
-  Client badPort("10.0.0.1", 70000, ApiLibrary::getInstance(), true, "", -1);
-  array->AnswerRaw(201, R"({"data":{"id":"t","session_token":"x"}})");
-  EXPECT_THROW(badPort.authenticate(AuthInfo("a", "b")), ApiException);
 }
 
 }  // namespace

@@ -74,35 +74,15 @@ SimGroup SimulatorControl::addGroup(const std::string& version, int sessionTimeo
                   group.at("rest_port").get<std::uint16_t>(), group.at("certificate_sha256").get<std::string>()};
 }
 
-nlohmann::json SimulatorControl::addVolume(const std::string& groupId, const nlohmann::json& spec) {
-  return call("POST", "/control/groups/" + groupId + "/volumes", spec);
-}
-
-void SimulatorControl::injectFault(const nlohmann::json& fault) {
-  call("POST", "/control/faults", fault);
-}
-
 std::string SimulatorControl::renewCertificate(const std::string& groupId, bool expired) {
   return call("POST", "/control/groups/" + groupId + "/certificate", {{"expired", expired}})
       .at("certificate_sha256")
       .get<std::string>();
 }
 
-int SimulatorControl::connections(const std::string& groupId) {
+nlohmann::json SimulatorControl::requestLog(const std::string& groupId) {
   const nlohmann::json log = call("GET", "/control/requests");
-  const auto& groups = log.at("groups");
-  return groups.contains(groupId) ? groups[groupId].value("connections", 0) : 0;
-}
-
-int SimulatorControl::requests(const std::string& groupId, const std::string& op) {
-  const nlohmann::json log = call("GET", "/control/requests");
-  const auto& groups = log.at("groups");
-  if (!groups.contains(groupId)) return 0;
-  return groups[groupId].at("counts").value(op, 0);
-}
-
-nlohmann::json SimulatorControl::state() {
-  return call("GET", "/control/state");
+  return log.at("groups").value(groupId, nlohmann::json{{"connections", 0}, {"counts", nlohmann::json::object()}});
 }
 
 }  // namespace restsdk_test

@@ -27,13 +27,14 @@ class SimulatorControl {
   nlohmann::json call(const std::string& method, const std::string& path, const nlohmann::json& body = {});
 
   SimGroup addGroup(const std::string& version = "6.1.0.0", int sessionTimeoutS = 1800);
-  nlohmann::json addVolume(const std::string& groupId, const nlohmann::json& spec);
-  void injectFault(const nlohmann::json& fault);
   // Restarts the group's REST server with a new certificate; answers its fingerprint.
   std::string renewCertificate(const std::string& groupId, bool expired = false);
-  int connections(const std::string& groupId);
-  int requests(const std::string& groupId, const std::string& op);
-  nlohmann::json state();
+  // The control server's record of one group: connections and request counts by operation.
+  nlohmann::json requestLog(const std::string& groupId);
+  int connections(const std::string& groupId) { return requestLog(groupId).at("connections"); }
+  int requests(const std::string& groupId, const std::string& op) {
+    return requestLog(groupId).at("counts").value(op, 0);
+  }
 
  private:
   struct InProcess;
