@@ -156,7 +156,18 @@ TEST_F(ArrayRules, OfflineWithConnectionsNeedsForceAndEndsTheSessions) {
 }
 
 // The group's clock and the creation times: tests/e2e/AdministratorScenarios_test.cpp (prune).
-TEST_F(ArrayRules, SnapshotsCountOnlyTheSessionsThatCarryThem) {
+TEST_F(ArrayRules, CreationTimesFollowTheGroupsClockAndSnapshotsCountOnlyTheSessionsThatCarryThem) {
+    const auto hostNow = [] { return std::chrono::system_clock::now().time_since_epoch() / std::chrono::seconds(1); };
+    arraysim::GroupSpec ahead;
+    ahead.name = "grp-ahead";
+    ahead.clockOffsetS = 3600;
+    arraysim::VolumeSpec v;
+    v.name = "vol-c";
+    const std::int64_t before = hostNow();
+    sim.addVolume(sim.addGroup(ahead).id, v);
+    const std::int64_t made = sim.state()["groups"][1]["volumes"][0]["creation_time"];
+    EXPECT_GE(made, before + 3600);
+    EXPECT_LE(made, hostNow() + 3600);
     const std::string own = snapshot(volA, "own-target");
     const std::string shared = snapshot(volB, "group-target");
     // A session to a snapshot's own target counts whatever its state (offlining a snapshot
