@@ -6,6 +6,10 @@
 
 namespace VantorStorage::WS::detail {
 
+namespace {
+constexpr std::size_t kReadPastEnd = 16;
+}  // namespace
+
 std::optional<JsonAnswer> JsonAnswer::parse(std::string_view text) {
   JsonAnswer answer;
   if (text.empty()) {
@@ -16,9 +20,10 @@ std::optional<JsonAnswer> JsonAnswer::parse(std::string_view text) {
   if (std::memchr(text.data(), '\0', text.size())) return std::nullopt;
   // Checked here over the whole text at once rather than string by string in the parser.
   if (!isValidUtf8(text)) return std::nullopt;
-  answer.mText.reserve(text.size() + 1);
-  answer.mText.assign(text.begin(), text.end());
-  answer.mText.push_back('\0');
+  // The parser's vector instructions read whole aligned 16-byte blocks, so up to 15 bytes past
+  // the closing NUL: those bytes are the answer's own.
+  answer.mText.assign(text.size() + 1 + kReadPastEnd, '\0');
+  std::memcpy(answer.mText.data(), text.data(), text.size());
   // Iterative: no recursion however deep the text nests.
   constexpr unsigned kFlags = rapidjson::kParseInsituFlag | rapidjson::kParseIterativeFlag;
   answer.mDocument.ParseInsitu<kFlags>(answer.mText.data());

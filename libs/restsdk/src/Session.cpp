@@ -55,13 +55,13 @@ JsonAnswer Session::call(const std::string& method, const std::string& path, Jso
 }
 
 JsonAnswer Session::callWithBodyText(const std::string& method, const std::string& path, std::string bodyText,
-                                         bool needsSession) {
+                                     bool needsSession) {
   const WipeOnExit wipe(bodyText);  // also when the request is refused before it is sent
   return exchange(method, path, &bodyText, needsSession);
 }
 
 JsonAnswer Session::exchange(const std::string& method, const std::string& path, std::string* bodyText,
-                                 bool needsSession) {
+                             bool needsSession) {
   const std::string fullPath = mBasePath + path;
   const std::string request = describeRequest(method, fullPath, mServer, mPort);
 

@@ -74,7 +74,8 @@ void sendJson(Poco::Net::HTTPServerResponse& response, int status, const nlohman
     response.setStatusAndReason(static_cast<Poco::Net::HTTPResponse::HTTPStatus>(status));
     response.setContentType("application/json");
     response.setContentLength(static_cast<std::streamsize>(text.size()));
-    response.send() << text;
+    // Flushed here, so the whole answer has left before the request's time is accounted.
+    response.send() << text << std::flush;
 }
 
 nlohmann::json errorBody(const std::string& code, const std::string& text) {
