@@ -69,8 +69,9 @@ class WatchdogTimer {
         continue;
       }
       const auto earliest = mPending.begin();
-      if (std::chrono::steady_clock::now() < earliest->first) {
-        mWake.wait_until(lock, earliest->first);
+      if (const auto until = earliest->first; std::chrono::steady_clock::now() < until) {
+        // A copy: the entry may be forgotten (and freed) while this thread waits.
+        mWake.wait_until(lock, until);
         continue;
       }
       WatchedExchange* const due = earliest->second;
