@@ -110,7 +110,16 @@ void RestCallSnapVolList::Initialize() {
   }
 }
 
-void RestCallSnapVolList::Call() { mResult = mSnapshotSet->bulkCreate(mRequest); }
+void RestCallSnapVolList::Call() {
+  // The array answers every attribute of the new snapshots; the set's records are filled from
+  // the search that follows, so only what names them is read here.
+  static const v1::AttributeSelector kNaming = [] {
+    v1::AttributeSelector naming;
+    for (const char* name : {"id", "name", "vol_name"}) naming.addAttribute(name);
+    return naming;
+  }();
+  mResult = mSnapshotSet->bulkCreate(mRequest, kNaming);
+}
 
 bool RestCallSnapVolList::IsServiceUnavailable(const VantorStorage::WS::GroupMgmtServerException& e) const {
   constexpr int kServiceUnavailable = 503;

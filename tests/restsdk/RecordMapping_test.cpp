@@ -107,7 +107,7 @@ TEST_F(RecordMapping, MalformedAnswersRaiseApiExceptionsThatSayWhy) {
 }
 
 // (Empty and whole answers of both, from the simulator: tests/array/ArrayWrapper_test.cpp.)
-TEST_F(RecordMapping, MalformedBulkCreateAnswersRaiseApiExceptions) {
+TEST_F(RecordMapping, BulkCreateAnswersAreReadAsFarAsAskedAndMalformedOnesRaiseApiExceptions) {
   logIn();
   const auto snapshots = client->getV1ObjectSetFactory()->getSnapshotObjectSet();
   auto entry = std::make_shared<v1::VsSnapVol>();
@@ -118,6 +118,28 @@ TEST_F(RecordMapping, MalformedBulkCreateAnswersRaiseApiExceptions) {
     array->AnswerRaw(201, body);
     EXPECT_THROW(snapshots->bulkCreate({entry}), ApiException) << body;
   }
+
+  // Asked for some attributes, the reader leaves the others unset whatever the array sent for
+  // them; of two members with one name the first counts.
+  const char* answer = R"({"data":{"snap_list":[{"size":"big","id":"s1","vol_name":"v","name":"n","id":"s2"}]}})";
+  v1::AttributeSelector naming;
+  for (const char* name : {"id", "vol_name"}) naming.addAttribute(name);
+  array->AnswerRaw(201, answer);
+  const auto made = snapshots->bulkCreate({entry}, naming)->getSnapList();
+  ASSERT_EQ(made->size(), 1u);
+  EXPECT_EQ(made->front()->getId(), "s1");
+  EXPECT_EQ(made->front()->getVolName(), "v");
+  EXPECT_THROW(made->front()->getName(), AttributeNotSetException);
+  EXPECT_THROW(made->front()->getSize(), AttributeNotSetException);
+  array->AnswerRaw(201, answer);
+  EXPECT_THROW(snapshots->bulkCreate({entry}), ApiException) << "every attribute read: 'size' is no integer";
+
+  // A name that no snapshot attribute has is the caller's mistake: nothing is sent.
+  v1::AttributeSelector misspelt;
+  misspelt.addAttribute("volname");
+  const std::size_t sent = array->Sent().size();
+  EXPECT_THROW(snapshots->bulkCreate({entry}, misspelt), ApiException);
+  EXPECT_EQ(array->Sent().size(), sent);
 }
 
 }  // namespace

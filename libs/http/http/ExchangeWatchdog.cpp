@@ -21,7 +21,9 @@ namespace {
 using detail::WatchedExchange;
 
 // The process's one timer thread: it sleeps until the earliest deadline it watches and runs
-// the cut of every exchange whose deadline has passed.
+// the cut of every exchange whose deadline has passed. It is woken only for a deadline earlier
+// than the one it sleeps until: a forgotten exchange leaves it asleep, and the next exchange's
+// later deadline is found when that wait ends. So a run of exchanges costs no wake-up each.
 class WatchdogTimer {
  public:
   static WatchdogTimer& instance() {
@@ -33,7 +35,7 @@ class WatchdogTimer {
     const std::lock_guard<std::mutex> lock(mMutex);
     const auto it = mPending.emplace(watched.end, &watched);
     if (!mThread.joinable()) mThread = std::thread([this] { run(); });
-    if (it == mPending.begin()) mWake.notify_one();
+    if (it == mPending.begin() && watched.end < mSleepingUntil) mWake.notify_one();
   }
 
   // After this the cut of `watched` neither runs nor is running.
@@ -65,13 +67,17 @@ class WatchdogTimer {
     std::unique_lock<std::mutex> lock(mMutex);
     while (!mStopping) {
       if (mPending.empty()) {
+        mSleepingUntil = Clock::time_point::max();
         mWake.wait(lock, [this] { return mStopping || !mPending.empty(); });
+        mSleepingUntil = Clock::time_point::min();
         continue;
       }
       const auto earliest = mPending.begin();
-      if (const auto until = earliest->first; std::chrono::steady_clock::now() < until) {
+      if (const auto until = earliest->first; Clock::now() < until) {
         // A copy: the entry may be forgotten (and freed) while this thread waits.
+        mSleepingUntil = until;
         mWake.wait_until(lock, until);
+        mSleepingUntil = Clock::time_point::min();
         continue;
       }
       WatchedExchange* const due = earliest->second;
@@ -89,7 +95,11 @@ class WatchdogTimer {
   std::mutex mMutex;
   std::condition_variable mWake;
   std::condition_variable mCutDone;
-  std::multimap<std::chrono::steady_clock::time_point, WatchedExchange*> mPending;
+  using Clock = std::chrono::steady_clock;
+  std::multimap<Clock::time_point, WatchedExchange*> mPending;
+  // What the thread waits for: max while it waits for any deadline, min while it is not
+  // waiting (it looks at the earliest deadline before it waits again).
+  Clock::time_point mSleepingUntil = Clock::time_point::min();
   WatchedExchange* mCutting = nullptr;
   bool mStopping = false;
   std::thread mThread;

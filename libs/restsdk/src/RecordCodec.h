@@ -5,6 +5,7 @@
 // bodies and throw ApiException for records that cannot be sent.
 #include "JsonAnswer.h"
 #include "JsonWriter.h"
+#include "ObjectReader.h"
 
 #include <memory>
 #include <string>
@@ -19,14 +20,13 @@
 
 namespace VantorStorage::WS::detail {
 
-// More objects than any array holds; a longer list is a broken answer, not data.
-inline constexpr std::size_t kMaxObjectsPerAnswer = 100000;
-
 struct RecordCodec {
-  // `what` names the object in error texts, e.g. "volume 3".
-  static std::shared_ptr<v1::Volume> readVolume(const JsonValue& object, const std::string& what);
-  static std::shared_ptr<v1::Snapshot> readSnapshot(const JsonValue& object, const std::string& what);
-  static std::shared_ptr<v1::Group> readGroup(const JsonValue& object, const std::string& what);
+  // `place` names the object in error texts, e.g. "volume 3". A snapshot reads the attributes
+  // of `wanted` only (bits in the order of its attribute table).
+  static std::shared_ptr<v1::Volume> readVolume(const JsonValue& object, const ObjectPlace& place);
+  static std::shared_ptr<v1::Snapshot> readSnapshot(const JsonValue& object, const ObjectPlace& place,
+                                                    AttributeMask wanted = kEveryAttribute);
+  static std::shared_ptr<v1::Group> readGroup(const JsonValue& object, const ObjectPlace& place);
 
   // answer["data"] must be an array of objects.
   static v1::VolumeListPtr readVolumeList(const JsonValue& answer);
@@ -35,12 +35,17 @@ struct RecordCodec {
   // answer["data"] must be an object.
   static std::shared_ptr<v1::Volume> readVolumeAnswer(const JsonValue& answer);
   static std::shared_ptr<v1::Snapshot> readSnapshotAnswer(const JsonValue& answer);
-  // answer["data"]["snap_list"] must be an array of snapshot objects.
-  static std::shared_ptr<v1::VsSnapVolListReturn> readBulkCreateAnswer(const JsonValue& answer);
+  // answer["data"]["snap_list"] must be an array of snapshot objects; of each, the attributes
+  // of `wanted` are read (see snapshotAttributes).
+  static std::shared_ptr<v1::VsSnapVolListReturn> readBulkCreateAnswer(const JsonValue& answer,
+                                                                       AttributeMask wanted = kEveryAttribute);
+  // The snapshot attributes a selector names, as a mask for the readers; every attribute for an
+  // empty selector. Throws ApiException for a name that is no snapshot attribute.
+  static AttributeMask snapshotAttributes(const v1::AttributeSelector& selector);
 
   // Nested lists; `value` is an array or null.
-  static v1::AccessControlRecordListPtr readAccessControlRecords(const JsonValue& value, const std::string& what);
-  static v1::VsKeyValueListPtr readMetadata(const JsonValue& value, const std::string& what);
+  static v1::AccessControlRecordListPtr readAccessControlRecords(const JsonValue& value, const ObjectPlace& of);
+  static v1::VsKeyValueListPtr readMetadata(const JsonValue& value, const ObjectPlace& of);
 
   static JsonBody writeSearch(const v1::GetParams& params);
   static JsonBody writeBulkCreate(const v1::VsSnapVolList& snapVols);

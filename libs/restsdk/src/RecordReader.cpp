@@ -1,7 +1,9 @@
 // Answers -> records. Every value is checked for its JSON type before it is taken: the array
 // is outside input, and a wrong type must end in a clear error, never in a crash or a guess.
+#include <algorithm>
+
 #include "RecordCodec.h"
-#include "Session.h"
+#include "restsdk/Exceptions.h"
 
 namespace VantorStorage::WS::detail {
 
@@ -9,93 +11,39 @@ namespace {
 
 using json = JsonValue;
 
-const char* typeName(const json& value) {
-  return jsonTypeName(value);
-}
-
-// Reads the attributes of one object. An absent attribute or a JSON null leaves the record's
-// attribute unset (a null means "no value" on the wire).
-class ObjectReader {
- public:
-  ObjectReader(const json& object, const std::string& what) : mObject(object), mWhat(what) {
-    if (!object.IsObject()) throw AnswerError(what + " is " + typeName(object) + ", expected an object");
-  }
-
-  std::optional<std::string> text(const char* key) const {
-    const json* value = find(key);
-    if (!value) return std::nullopt;
-    if (!value->IsString()) wrongType(key, *value, "a string");
-    return stringOf(*value);
-  }
-
-  std::optional<std::int64_t> integer(const char* key) const {
-    const json* value = find(key);
-    if (!value) return std::nullopt;
-    if (value->IsInt64()) return value->GetInt64();
-    if (value->IsUint64()) throw AnswerError("attribute '" + std::string(key) + "' of " + mWhat + " is out of range");
-    wrongType(key, *value, "an integer");
-  }
-
-  std::optional<bool> boolean(const char* key) const {
-    const json* value = find(key);
-    if (!value) return std::nullopt;
-    if (!value->IsBool()) wrongType(key, *value, "a boolean");
-    return value->GetBool();
-  }
-
-  // A string of hexadecimal digits, answered as the bytes it spells.
-  std::optional<std::string> hexBytes(const char* key) const {
-    const json* value = find(key);
-    if (!value) return std::nullopt;
-    if (!value->IsString()) wrongType(key, *value, "a string");
-    const std::string_view digits(value->GetString(), value->GetStringLength());
-    if (digits.size() % 2 != 0)
-      throw AnswerError("attribute '" + std::string(key) + "' of " + mWhat + " has an odd number of hex digits");
-    std::string bytes(digits.size() / 2, '\0');
-    for (std::size_t i = 0; i < bytes.size(); ++i) {
-      const int high = hexValue(digits[2 * i]);
-      const int low = hexValue(digits[2 * i + 1]);
-      if (high < 0 || low < 0)
-        throw AnswerError("attribute '" + std::string(key) + "' of " + mWhat + " is not hexadecimal");
-      bytes[i] = static_cast<char>((high << 4) | low);
-    }
-    return bytes;
-  }
-
-  // An array attribute; null reads as set-and-empty when nullIsEmpty, else as unset-null (the
-  // caller decides). Answers null for absent.
-  const json* array(const char* key) const {
-    const json* value = find(key, /*keepNull=*/true);
-    if (!value || value->IsNull()) return value;
-    if (!value->IsArray()) wrongType(key, *value, "an array");
-    if (value->Size() > kMaxObjectsPerAnswer)
-      throw AnswerError("attribute '" + std::string(key) + "' of " + mWhat + " has too many entries");
-    return value;
-  }
-
-  const std::string& what() const { return mWhat; }
-
- private:
-  const json* find(const char* key, bool keepNull = false) const {
-    const json* value = findMember(mObject, key);
-    if (!value || (value->IsNull() && !keepNull)) return nullptr;
-    return value;
-  }
-
-  [[noreturn]] void wrongType(const char* key, const json& value, const char* expected) const {
-    throw AnswerError("attribute '" + std::string(key) + "' of " + mWhat + " is " + typeName(value) + ", expected " +
-                      expected);
-  }
-
-  static int hexValue(char c) {
-    if (c >= '0' && c <= '9') return c - '0';
-    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-    return -1;
-  }
-
-  const json& mObject;
-  const std::string& mWhat;
+// The attribute tables, in the order of their enums.
+struct AccessControlAttribute {
+  enum : std::size_t { AccessProtocol, InitiatorName };
+  static constexpr AttributeNames<2> kNames{"access_protocol", "initiator_name"};
+};
+struct MetadataAttribute {
+  enum : std::size_t { Key, Value };
+  static constexpr AttributeNames<2> kNames{"key", "value"};
+};
+struct VolumeAttribute {
+  enum : std::size_t {
+    Id, Name, Size, SerialNumber, Description, BlockSize, TargetName, ParentVolName, BaseSnapName, NumConnections,
+    Online, CreationTime, AccessControlRecords, VpdT10, VpdIeee0, VpdIeee1, IscsiTargetScope, AgentType, Metadata,
+    VolcollId
+  };
+  static constexpr AttributeNames<20> kNames{
+      "id", "name", "size", "serial_number", "description", "block_size", "target_name", "parent_vol_name",
+      "base_snap_name", "num_connections", "online", "creation_time", "access_control_records", "vpd_t10",
+      "vpd_ieee0", "vpd_ieee1", "iscsi_target_scope", "agent_type", "metadata", "volcoll_id"};
+};
+struct SnapshotAttribute {
+  enum : std::size_t {
+    Id, Name, Size, SerialNumber, Description, TargetName, VolName, VolId, Online, Writable, CreationTime,
+    NumConnections, AccessControlRecords, VpdT10, VpdIeee0, VpdIeee1, Metadata
+  };
+  static constexpr AttributeNames<17> kNames{
+      "id", "name", "size", "serial_number", "description", "target_name", "vol_name", "vol_id", "online",
+      "writable", "creation_time", "num_connections", "access_control_records", "vpd_t10", "vpd_ieee0",
+      "vpd_ieee1", "metadata"};
+};
+struct GroupAttribute {
+  enum : std::size_t { Id, Name, VersionCurrent };
+  static constexpr AttributeNames<3> kNames{"id", "name", "version_current"};
 };
 
 const json& dataMember(const json& answer) {
@@ -106,7 +54,7 @@ const json& dataMember(const json& answer) {
 
 const json& dataArray(const json& answer) {
   const json& data = dataMember(answer);
-  if (!data.IsArray()) throw AnswerError(std::string("\"data\" is ") + typeName(data) + ", expected an array");
+  if (!data.IsArray()) throw AnswerError(std::string("\"data\" is ") + jsonTypeName(data) + ", expected an array");
   if (data.Size() > kMaxObjectsPerAnswer)
     throw AnswerError("\"data\" holds " + std::to_string(data.Size()) + " objects, more than any array has");
   return data;
@@ -114,102 +62,115 @@ const json& dataArray(const json& answer) {
 
 const json& dataObject(const json& answer) {
   const json& data = dataMember(answer);
-  if (!data.IsObject()) throw AnswerError(std::string("\"data\" is ") + typeName(data) + ", expected an object");
+  if (!data.IsObject()) throw AnswerError(std::string("\"data\" is ") + jsonTypeName(data) + ", expected an object");
   return data;
 }
 
 template <class T, class ReadOne>
-v1::ObjectListPtr<T> readList(const json& array, const char* kind, ReadOne readOne) {
+v1::ObjectListPtr<T> readList(const json& array, std::string_view kind, ReadOne readOne) {
   auto list = std::make_shared<v1::ObjectList<T>>();
   list->reserve(array.Size());
-  for (rapidjson::SizeType i = 0; i < array.Size(); ++i)
-    list->push_back(readOne(array[i], std::string(kind) + " " + std::to_string(i)));
+  for (rapidjson::SizeType i = 0; i < array.Size(); ++i) list->push_back(readOne(array[i], ObjectPlace{kind, i}));
   return list;
 }
 
 }  // namespace
 
-v1::AccessControlRecordListPtr RecordCodec::readAccessControlRecords(const json& value, const std::string& what) {
+std::string ObjectPlace::text() const {
+  std::string spelled(kind);
+  if (index != kNoIndex) spelled += " " + std::to_string(index);
+  if (of) spelled += " of " + of->text();
+  return spelled;
+}
+
+v1::AccessControlRecordListPtr RecordCodec::readAccessControlRecords(const json& value, const ObjectPlace& of) {
+  using A = AccessControlAttribute;
   auto list = std::make_shared<v1::AccessControlRecordList>();
   if (value.IsNull()) return list;  // "no records" said the long way
+  list->reserve(value.Size());
   for (rapidjson::SizeType i = 0; i < value.Size(); ++i) {
-    const std::string entryWhat = "access control record " + std::to_string(i) + " of " + what;
-    const ObjectReader reader(value[i], entryWhat);
+    const ObjectPlace place{"access control record", i, &of};
+    const ObjectReader reader(value[i], A::kNames, place);
     auto record = std::make_shared<v1::AccessControlRecord>();
-    record->mAccessProtocol = reader.text("access_protocol");
-    record->mInitiatorName = reader.text("initiator_name");
+    record->mAccessProtocol = reader.text(A::AccessProtocol);
+    record->mInitiatorName = reader.text(A::InitiatorName);
     record->mImmutable = true;
     list->push_back(std::move(record));
   }
   return list;
 }
 
-v1::VsKeyValueListPtr RecordCodec::readMetadata(const json& value, const std::string& what) {
+v1::VsKeyValueListPtr RecordCodec::readMetadata(const json& value, const ObjectPlace& of) {
+  using A = MetadataAttribute;
   // A null list stays null: callers tell "no metadata attribute" from "metadata: null".
   if (value.IsNull()) return nullptr;
   auto list = std::make_shared<v1::VsKeyValueList>();
+  list->reserve(value.Size());
   for (rapidjson::SizeType i = 0; i < value.Size(); ++i) {
-    const std::string entryWhat = "metadata entry " + std::to_string(i) + " of " + what;
-    const ObjectReader reader(value[i], entryWhat);
+    const ObjectPlace place{"metadata entry", i, &of};
+    const ObjectReader reader(value[i], A::kNames, place);
     auto pair = std::make_shared<v1::VsKeyValue>();
-    pair->mKey = reader.text("key");
-    pair->mValue = reader.text("value");
+    pair->mKey = reader.text(A::Key);
+    pair->mValue = reader.text(A::Value);
     pair->mImmutable = true;
     list->push_back(std::move(pair));
   }
   return list;
 }
 
-std::shared_ptr<v1::Volume> RecordCodec::readVolume(const json& object, const std::string& what) {
-  const ObjectReader reader(object, what);
+std::shared_ptr<v1::Volume> RecordCodec::readVolume(const json& object, const ObjectPlace& place) {
+  using A = VolumeAttribute;
+  const ObjectReader reader(object, A::kNames, place);
   auto volume = std::make_shared<v1::Volume>();
-  volume->mId = reader.text("id");
-  volume->mName = reader.text("name");
-  volume->mSize = reader.integer("size");
-  volume->mSerialNumber = reader.text("serial_number");
-  volume->mDescription = reader.text("description");
-  volume->mBlockSize = reader.integer("block_size");
-  volume->mTargetName = reader.text("target_name");
-  volume->mParentVolName = reader.text("parent_vol_name");
-  volume->mBaseSnapName = reader.text("base_snap_name");
-  volume->mNumConnections = reader.integer("num_connections");
-  volume->mOnline = reader.boolean("online");
-  volume->mCreationTime = reader.integer("creation_time");
-  if (const json* acl = reader.array("access_control_records"))
-    volume->mAccessControlRecords = readAccessControlRecords(*acl, what);
-  volume->mVpdT10 = reader.text("vpd_t10");
-  volume->mVpdIeee0 = reader.hexBytes("vpd_ieee0");
-  volume->mVpdIeee1 = reader.hexBytes("vpd_ieee1");
-  volume->mIscsiTargetScope = reader.text("iscsi_target_scope");
-  volume->mAgentType = reader.text("agent_type");
-  if (const json* metadata = reader.array("metadata")) volume->mMetadata = readMetadata(*metadata, what);
-  volume->mVolcollId = reader.text("volcoll_id");
+  volume->mId = reader.text(A::Id);
+  volume->mName = reader.text(A::Name);
+  volume->mSize = reader.integer(A::Size);
+  volume->mSerialNumber = reader.text(A::SerialNumber);
+  volume->mDescription = reader.text(A::Description);
+  volume->mBlockSize = reader.integer(A::BlockSize);
+  volume->mTargetName = reader.text(A::TargetName);
+  volume->mParentVolName = reader.text(A::ParentVolName);
+  volume->mBaseSnapName = reader.text(A::BaseSnapName);
+  volume->mNumConnections = reader.integer(A::NumConnections);
+  volume->mOnline = reader.boolean(A::Online);
+  volume->mCreationTime = reader.integer(A::CreationTime);
+  if (const json* acl = reader.array(A::AccessControlRecords))
+    volume->mAccessControlRecords = readAccessControlRecords(*acl, place);
+  volume->mVpdT10 = reader.text(A::VpdT10);
+  volume->mVpdIeee0 = reader.hexBytes(A::VpdIeee0);
+  volume->mVpdIeee1 = reader.hexBytes(A::VpdIeee1);
+  volume->mIscsiTargetScope = reader.text(A::IscsiTargetScope);
+  volume->mAgentType = reader.text(A::AgentType);
+  if (const json* metadata = reader.array(A::Metadata)) volume->mMetadata = readMetadata(*metadata, place);
+  volume->mVolcollId = reader.text(A::VolcollId);
   volume->mImmutable = true;
   return volume;
 }
 
-std::shared_ptr<v1::Snapshot> RecordCodec::readSnapshot(const json& object, const std::string& what) {
-  const ObjectReader reader(object, what);
+std::shared_ptr<v1::Snapshot> RecordCodec::readSnapshot(const json& object, const ObjectPlace& place,
+                                                        AttributeMask wanted) {
+  using A = SnapshotAttribute;
+  const ObjectReader reader(object, A::kNames, place, wanted);
   auto snapshot = std::make_shared<v1::Snapshot>();
-  snapshot->mId = reader.text("id");
-  snapshot->mName = reader.text("name");
-  snapshot->mSize = reader.integer("size");
-  snapshot->mSerialNumber = reader.text("serial_number");
-  snapshot->mDescription = reader.text("description");
-  snapshot->mTargetName = reader.text("target_name");
-  snapshot->mVolName = reader.text("vol_name");
-  snapshot->mVolId = reader.text("vol_id");
-  snapshot->mOnline = reader.boolean("online");
-  snapshot->mWritable = reader.boolean("writable");
-  snapshot->mCreationTime = reader.integer("creation_time");
-  snapshot->mNumConnections = reader.integer("num_connections");
-  if (const json* acl = reader.array("access_control_records"))
-    snapshot->mAccessControlRecords = readAccessControlRecords(*acl, what);
-  snapshot->mVpdT10 = reader.text("vpd_t10");
-  snapshot->mVpdIeee0 = reader.hexBytes("vpd_ieee0");
-  snapshot->mVpdIeee1 = reader.hexBytes("vpd_ieee1");
+  snapshot->mId = reader.text(A::Id);
+  snapshot->mName = reader.text(A::Name);
+  snapshot->mSize = reader.integer(A::Size);
+  snapshot->mSerialNumber = reader.text(A::SerialNumber);
+  snapshot->mDescription = reader.text(A::Description);
+  snapshot->mTargetName = reader.text(A::TargetName);
+  snapshot->mVolName = reader.text(A::VolName);
+  snapshot->mVolId = reader.text(A::VolId);
+  snapshot->mOnline = reader.boolean(A::Online);
+  snapshot->mWritable = reader.boolean(A::Writable);
+  snapshot->mCreationTime = reader.integer(A::CreationTime);
+  snapshot->mNumConnections = reader.integer(A::NumConnections);
+  if (const json* acl = reader.array(A::AccessControlRecords))
+    snapshot->mAccessControlRecords = readAccessControlRecords(*acl, place);
+  snapshot->mVpdT10 = reader.text(A::VpdT10);
+  snapshot->mVpdIeee0 = reader.hexBytes(A::VpdIeee0);
+  snapshot->mVpdIeee1 = reader.hexBytes(A::VpdIeee1);
   try {
-    if (const json* metadata = reader.array("metadata")) snapshot->mMetadata = readMetadata(*metadata, what);
+    if (const json* metadata = reader.array(A::Metadata)) snapshot->mMetadata = readMetadata(*metadata, place);
   } catch (const AnswerError&) {
     snapshot->mMetadata.reset();
   }
@@ -217,12 +178,13 @@ std::shared_ptr<v1::Snapshot> RecordCodec::readSnapshot(const json& object, cons
   return snapshot;
 }
 
-std::shared_ptr<v1::Group> RecordCodec::readGroup(const json& object, const std::string& what) {
-  const ObjectReader reader(object, what);
+std::shared_ptr<v1::Group> RecordCodec::readGroup(const json& object, const ObjectPlace& place) {
+  using A = GroupAttribute;
+  const ObjectReader reader(object, A::kNames, place);
   auto group = std::make_shared<v1::Group>();
-  group->mId = reader.text("id");
-  group->mName = reader.text("name");
-  group->mVersionCurrent = reader.text("version_current");
+  group->mId = reader.text(A::Id);
+  group->mName = reader.text(A::Name);
+  group->mVersionCurrent = reader.text(A::VersionCurrent);
   group->mImmutable = true;
   return group;
 }
@@ -232,7 +194,8 @@ v1::VolumeListPtr RecordCodec::readVolumeList(const json& answer) {
 }
 
 v1::SnapshotListPtr RecordCodec::readSnapshotList(const json& answer) {
-  return readList<v1::Snapshot>(dataArray(answer), "snapshot", &RecordCodec::readSnapshot);
+  return readList<v1::Snapshot>(dataArray(answer), "snapshot",
+                                [](const json& object, const ObjectPlace& place) { return readSnapshot(object, place); });
 }
 
 v1::GroupListPtr RecordCodec::readGroupList(const json& answer) {
@@ -240,24 +203,38 @@ v1::GroupListPtr RecordCodec::readGroupList(const json& answer) {
 }
 
 std::shared_ptr<v1::Volume> RecordCodec::readVolumeAnswer(const json& answer) {
-  return readVolume(dataObject(answer), "the volume");
+  return readVolume(dataObject(answer), ObjectPlace{"the volume"});
 }
 
 std::shared_ptr<v1::Snapshot> RecordCodec::readSnapshotAnswer(const json& answer) {
-  return readSnapshot(dataObject(answer), "the snapshot");
+  return readSnapshot(dataObject(answer), ObjectPlace{"the snapshot"});
 }
 
-std::shared_ptr<v1::VsSnapVolListReturn> RecordCodec::readBulkCreateAnswer(const json& answer) {
+std::shared_ptr<v1::VsSnapVolListReturn> RecordCodec::readBulkCreateAnswer(const json& answer, AttributeMask wanted) {
   const json& data = dataObject(answer);
   const json* snapList = findMember(data, "snap_list");
   if (!snapList) throw AnswerError("the answer has no \"snap_list\"");
   if (!snapList->IsArray())
-    throw AnswerError(std::string("\"snap_list\" is ") + typeName(*snapList) + ", expected an array");
+    throw AnswerError(std::string("\"snap_list\" is ") + jsonTypeName(*snapList) + ", expected an array");
   if (snapList->Size() > kMaxObjectsPerAnswer) throw AnswerError("\"snap_list\" has too many entries");
   auto result = std::make_shared<v1::VsSnapVolListReturn>();
-  result->mSnapList = readList<v1::Snapshot>(*snapList, "snapshot", &RecordCodec::readSnapshot);
+  result->mSnapList = readList<v1::Snapshot>(*snapList, "snapshot", [wanted](const json& object, const ObjectPlace& place) {
+    return readSnapshot(object, place, wanted);
+  });
   result->mImmutable = true;
   return result;
+}
+
+AttributeMask RecordCodec::snapshotAttributes(const v1::AttributeSelector& selector) {
+  const auto& names = SnapshotAttribute::kNames;
+  if (selector.getAttributes().empty()) return kEveryAttribute;
+  AttributeMask mask = 0;
+  for (const std::string& name : selector.getAttributes()) {
+    const auto it = std::find(names.begin(), names.end(), name);
+    if (it == names.end()) throw ApiException("'" + name + "' is not an attribute of a snapshot");
+    mask |= AttributeMask{1} << static_cast<unsigned>(it - names.begin());
+  }
+  return mask;
 }
 
 }  // namespace VantorStorage::WS::detail

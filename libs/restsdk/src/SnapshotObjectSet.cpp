@@ -17,10 +17,13 @@ SnapshotListPtr SnapshotObjectSet::getObjectList(const std::shared_ptr<GetParams
   return getObjectList(params ? *params : GetParams{});
 }
 
-std::shared_ptr<VsSnapVolListReturn> SnapshotObjectSet::bulkCreate(const VsSnapVolList& snapVols) {
+std::shared_ptr<VsSnapVolListReturn> SnapshotObjectSet::bulkCreate(const VsSnapVolList& snapVols,
+                                                                   const AttributeSelector& read) {
   static const std::string path = "/v1/snapshots/bulk_create";
+  const detail::AttributeMask wanted = detail::RecordCodec::snapshotAttributes(read);
   const detail::JsonAnswer answer = mSession->call("POST", path, detail::RecordCodec::writeBulkCreate(snapVols));
-  return mSession->readAnswer("POST", path, [&] { return detail::RecordCodec::readBulkCreateAnswer(answer.root()); });
+  return mSession->readAnswer("POST", path,
+                              [&] { return detail::RecordCodec::readBulkCreateAnswer(answer.root(), wanted); });
 }
 
 std::shared_ptr<Snapshot> SnapshotObjectSet::updateObject(const std::string& id, const Snapshot& changes) {
