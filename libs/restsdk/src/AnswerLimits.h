@@ -18,6 +18,8 @@ class JsonDepthGuard {
   void feed(std::string_view piece);
 
  private:
+  void take(const char* at, const char*& skip);
+
   std::size_t mMaxDepth;
   std::size_t mDepth = 0;
   bool mInString = false;

@@ -2,12 +2,62 @@
 
 #include <cstring>
 
+#include "AnswerLimits.h"
 #include "Utf8.h"
 
 namespace VantorStorage::WS::detail {
 
 namespace {
+
 constexpr std::size_t kReadPastEnd = 16;
+
+// Passes the parser's events on to the document, refusing to nest deeper than kMaxAnswerDepth:
+// the parser recurses once per level, so this bounds its stack whatever the text.
+class DepthLimitedHandler {
+ public:
+  explicit DepthLimitedHandler(rapidjson::Document& document) : mDocument(document) {}
+
+  bool Null() { return mDocument.Null(); }
+  bool Bool(bool b) { return mDocument.Bool(b); }
+  bool Int(int i) { return mDocument.Int(i); }
+  bool Uint(unsigned u) { return mDocument.Uint(u); }
+  bool Int64(std::int64_t i) { return mDocument.Int64(i); }
+  bool Uint64(std::uint64_t u) { return mDocument.Uint64(u); }
+  bool Double(double d) { return mDocument.Double(d); }
+  bool RawNumber(const char* text, rapidjson::SizeType length, bool copy) {
+    return mDocument.RawNumber(text, length, copy);
+  }
+  bool String(const char* text, rapidjson::SizeType length, bool copy) { return mDocument.String(text, length, copy); }
+  bool Key(const char* text, rapidjson::SizeType length, bool copy) { return mDocument.Key(text, length, copy); }
+  bool StartObject() { return ++mDepth <= kMaxAnswerDepth && mDocument.StartObject(); }
+  bool EndObject(rapidjson::SizeType members) {
+    --mDepth;
+    return mDocument.EndObject(members);
+  }
+  bool StartArray() { return ++mDepth <= kMaxAnswerDepth && mDocument.StartArray(); }
+  bool EndArray(rapidjson::SizeType elements) {
+    --mDepth;
+    return mDocument.EndArray(elements);
+  }
+
+ private:
+  rapidjson::Document& mDocument;
+  std::size_t mDepth = 0;
+};
+
+// Fills a document from text parsed in place (see GenericDocument::Populate).
+struct InPlaceParse {
+  char* text;
+  bool parsed = false;
+  bool operator()(rapidjson::Document& document) {
+    DepthLimitedHandler handler(document);
+    rapidjson::InsituStringStream stream(text);
+    rapidjson::Reader reader;
+    parsed = !reader.Parse<rapidjson::kParseInsituFlag>(stream, handler).IsError();
+    return parsed;
+  }
+};
+
 }  // namespace
 
 std::optional<JsonAnswer> JsonAnswer::parse(std::string_view text) {
@@ -24,10 +74,9 @@ std::optional<JsonAnswer> JsonAnswer::parse(std::string_view text) {
   // the closing NUL: those bytes are the answer's own.
   answer.mText.assign(text.size() + 1 + kReadPastEnd, '\0');
   std::memcpy(answer.mText.data(), text.data(), text.size());
-  // Iterative: no recursion however deep the text nests.
-  constexpr unsigned kFlags = rapidjson::kParseInsituFlag | rapidjson::kParseIterativeFlag;
-  answer.mDocument.ParseInsitu<kFlags>(answer.mText.data());
-  if (answer.mDocument.HasParseError()) return std::nullopt;
+  InPlaceParse parse{answer.mText.data()};
+  answer.mDocument.Populate(parse);
+  if (!parse.parsed) return std::nullopt;
   return answer;
 }
 
