@@ -255,9 +255,10 @@ void CFileLog::LogV(MSG_CATEGORY category, const wchar_t* sourceFile, unsigned l
       entry.message.resize(kMaxMessageChars);
       entry.message += L"... (cut)";
     }
+    if (logger::TraceBlock::Hold(entry)) return;
     std::vector<logger::TraceEntry> entries;
     entries.push_back(std::move(entry));
-    if (!logger::TraceBlock::Hold(entries)) impl_->Enqueue(std::move(entries));
+    impl_->Enqueue(std::move(entries));
   } catch (...) {
     // Logging never fails a caller.
   }

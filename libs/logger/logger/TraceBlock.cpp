@@ -38,6 +38,14 @@ bool TraceBlock::Hold(std::vector<TraceEntry>& entries) {
   return true;
 }
 
+bool TraceBlock::Hold(TraceEntry& entry) {
+  TraceBlock* const block = tOpenBlock;
+  if (block == nullptr) return false;
+  block->held_.push_back(std::move(entry));
+  if (block->held_.size() >= kMaxHeldLines) block->PassOn();
+  return true;
+}
+
 void TraceBlock::PassOn() {
   if (held_.empty()) return;
   std::vector<TraceEntry> lines = std::exchange(held_, {});

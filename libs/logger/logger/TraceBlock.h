@@ -24,6 +24,8 @@ class TraceBlock {
   // Moves `entries` into the calling thread's open block; false (and `entries` left as they
   // are) when the thread has none.
   static bool Hold(std::vector<TraceEntry>& entries);
+  // The same for one line: moved from only when held.
+  static bool Hold(TraceEntry& entry);
 
  private:
   void PassOn();

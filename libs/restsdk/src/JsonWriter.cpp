@@ -1,35 +1,58 @@
 #include "JsonWriter.h"
 
+#include <utility>
+
+#include "JsonQuote.h"
 #include "Utf8.h"
 
 namespace VantorStorage::WS::detail {
 
-namespace {
-rapidjson::SizeType lengthOf(std::string_view text) { return static_cast<rapidjson::SizeType>(text.size()); }
-}  // namespace
+void JsonWriter::separate() {
+  if (mAfterKey) {
+    mAfterKey = false;
+    return;
+  }
+  if (mHasValue.empty()) return;
+  if (mHasValue.back()) mText.push_back(',');
+  mHasValue.back() = true;
+}
+
+void JsonWriter::open(char bracket) {
+  separate();
+  mText.push_back(bracket);
+  mHasValue.push_back(false);
+}
+
+void JsonWriter::close(char bracket) {
+  mText.push_back(bracket);
+  if (!mHasValue.empty()) mHasValue.pop_back();
+}
 
 JsonWriter& JsonWriter::beginObject() {
-  mWriter.StartObject();
+  open('{');
   return *this;
 }
 
 JsonWriter& JsonWriter::endObject() {
-  mWriter.EndObject();
+  close('}');
   return *this;
 }
 
 JsonWriter& JsonWriter::beginArray() {
-  mWriter.StartArray();
+  open('[');
   return *this;
 }
 
 JsonWriter& JsonWriter::endArray() {
-  mWriter.EndArray();
+  close(']');
   return *this;
 }
 
 JsonWriter& JsonWriter::key(std::string_view name) {
-  mWriter.Key(name.data(), lengthOf(name));
+  separate();
+  appendQuoted(mText, name);  // the library's own names
+  mText.push_back(':');
+  mAfterKey = true;
   return *this;
 }
 
@@ -38,23 +61,28 @@ JsonWriter& JsonWriter::string(std::string_view text) {
     mValidUtf8 = false;
     text = {};
   }
-  mWriter.String(text.data(), lengthOf(text));
+  separate();
+  appendQuoted(mText, text);
   return *this;
 }
 
 JsonWriter& JsonWriter::boolean(bool value) {
-  mWriter.Bool(value);
+  separate();
+  mText.append(value ? "true" : "false");
   return *this;
 }
 
 JsonWriter& JsonWriter::value(const JsonBody& written) {
   mValidUtf8 = mValidUtf8 && written.validUtf8;
-  mWriter.RawValue(written.text.data(), written.text.size(), rapidjson::kObjectType);
+  separate();
+  mText.append(written.text);
   return *this;
 }
 
-JsonBody JsonWriter::finish() const {
-  return JsonBody{std::string(mBuffer.GetString(), mBuffer.GetSize()), mValidUtf8};
+JsonBody JsonWriter::finish() {
+  mHasValue.clear();
+  mAfterKey = false;
+  return JsonBody{std::exchange(mText, {}), std::exchange(mValidUtf8, true)};
 }
 
 }  // namespace VantorStorage::WS::detail

@@ -1,13 +1,11 @@
 #pragma once
 // Request bodies written straight into their text, with no document built first. Texts that
 // are not valid UTF-8 are not written (an empty string stands in for them) and the body says
-// so: the caller refuses to send it, naming the request but quoting nothing.
+// so: the caller refuses to send it, naming the request but quoting nothing. The caller writes
+// well-formed JSON (a key before each value of an object); the writer adds the commas.
 #include <string>
 #include <string_view>
-
-#include "JsonAnswer.h"
-#include <rapidjson/stringbuffer.h>
-#include <rapidjson/writer.h>
+#include <vector>
 
 namespace VantorStorage::WS::detail {
 
@@ -18,7 +16,7 @@ struct JsonBody {
 
 class JsonWriter {
  public:
-  JsonWriter() : mWriter(mBuffer) {}
+  JsonWriter() = default;
   JsonWriter(const JsonWriter&) = delete;
   JsonWriter& operator=(const JsonWriter&) = delete;
 
@@ -32,11 +30,18 @@ class JsonWriter {
   // A complete JSON value written by another writer (`finish()` of it), copied as it stands.
   JsonWriter& value(const JsonBody& written);
 
-  JsonBody finish() const;
+  // The body written; the writer is empty afterwards.
+  JsonBody finish();
 
  private:
-  rapidjson::StringBuffer mBuffer;
-  rapidjson::Writer<rapidjson::StringBuffer> mWriter;
+  // Before a value: a comma when it follows another value of its array or object.
+  void separate();
+  void open(char bracket);
+  void close(char bracket);
+
+  std::string mText;
+  std::vector<bool> mHasValue;  // per open array or object: whether it holds a value yet
+  bool mAfterKey = false;
   bool mValidUtf8 = true;
 };
 

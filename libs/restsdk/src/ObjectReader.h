@@ -31,26 +31,52 @@ struct ObjectPlace {
   std::string text() const;
 };
 
-template <std::size_t N>
-using AttributeNames = std::array<std::string_view, N>;
-// Bit i set: attribute i of the table is read.
+// Bit i set: attribute i of a table is read.
 using AttributeMask = std::uint32_t;
 inline constexpr AttributeMask kEveryAttribute = ~AttributeMask{0};
 
+// The wire names of a record type's attributes, with the attributes of each name length, so
+// that a member's name is compared with the few names of its length only.
 template <std::size_t N>
-class ObjectReader {
+class AttributeNames {
   static_assert(N <= 32, "an attribute mask has 32 bits");
 
+ public:
+  template <class... Names>
+  constexpr explicit AttributeNames(Names... names) : mNames{names...} {
+    static_assert(sizeof...(Names) == N, "one name per attribute");
+    for (std::size_t i = 0; i < N; ++i) mByLength[lengthSlot(mNames[i].size())] |= AttributeMask{1} << i;
+  }
+
+  const std::string_view& operator[](std::size_t attribute) const { return mNames[attribute]; }
+  const std::string_view* begin() const { return mNames.data(); }
+  const std::string_view* end() const { return mNames.data() + N; }
+  AttributeMask ofLength(std::size_t length) const { return mByLength[lengthSlot(length)]; }
+
+ private:
+  static constexpr std::size_t kLengthSlots = 32;  // the last one takes every longer name
+  static constexpr std::size_t lengthSlot(std::size_t length) { return length < kLengthSlots ? length : kLengthSlots - 1; }
+
+  std::array<std::string_view, N> mNames;
+  std::array<AttributeMask, kLengthSlots> mByLength{};
+};
+
+template <std::size_t N>
+class ObjectReader {
  public:
   ObjectReader(const JsonValue& object, const AttributeNames<N>& names, const ObjectPlace& place,
                AttributeMask wanted = kEveryAttribute)
       : mNames(names), mPlace(place) {
     if (!object.IsObject()) throw AnswerError(place.text() + " is " + jsonTypeName(object) + ", expected an object");
-    for (auto member = object.MemberBegin(); member != object.MemberEnd(); ++member) {
+    AttributeMask missing = wanted & (N == 32 ? kEveryAttribute : (AttributeMask{1} << N) - 1);
+    for (auto member = object.MemberBegin(); missing != 0 && member != object.MemberEnd(); ++member) {
       const std::string_view name(member->name.GetString(), member->name.GetStringLength());
-      for (std::size_t i = 0; i < N; ++i) {
-        if (names[i].size() != name.size() || !(wanted >> i & 1U) || mFound[i] || names[i] != name) continue;
+      for (AttributeMask candidates = names.ofLength(name.size()) & missing; candidates != 0;
+           candidates &= candidates - 1) {
+        const auto i = static_cast<std::size_t>(__builtin_ctz(candidates));
+        if (names[i] != name) continue;
         mFound[i] = &member->value;
+        missing &= ~(AttributeMask{1} << i);
         break;
       }
     }

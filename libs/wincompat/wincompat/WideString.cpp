@@ -1,6 +1,7 @@
 #include "wincompat/WideString.h"
 
 #include <cstdint>
+#include <cstring>
 
 namespace wincompat {
 namespace {
@@ -49,13 +50,22 @@ void AppendWide(std::wstring& out, std::string_view in) {
   out.reserve(out.size() + in.size());
   std::size_t i = 0;
   while (i < in.size()) {
-    // Most text is ASCII: widen a run of it in one append.
+    // Most text is ASCII: find the end of a run of it eight bytes at a time, and widen the run
+    // in one piece.
     std::size_t run = i;
+    while (in.size() - run >= 8) {
+      std::uint64_t word;
+      std::memcpy(&word, in.data() + run, sizeof word);
+      if ((word & 0x8080808080808080ULL) != 0) break;
+      run += 8;
+    }
     while (run < in.size() && static_cast<unsigned char>(in[run]) < 0x80) ++run;
     if (run != i) {
       const std::size_t at = out.size();
       out.resize(at + (run - i));  // within the reserved room: no allocation, no temporary
-      for (std::size_t k = i; k < run; ++k) out[at + (k - i)] = static_cast<wchar_t>(in[k]);
+      wchar_t* const to = out.data() + at;
+      const char* const from = in.data() + i;
+      for (std::size_t k = 0; k < run - i; ++k) to[k] = static_cast<wchar_t>(from[k]);
       i = run;
       continue;
     }
