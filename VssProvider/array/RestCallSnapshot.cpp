@@ -20,8 +20,11 @@ namespace v1 = VantorStorage::WS::v1;
 // "a, b, " -- every item followed by ", ", as the trace has always shown these lists.
 template <class Range>
 std::string JoinIds(const Range& ids) {
+  std::size_t size = 0;
+  for (const auto& id : ids) size += id.size() + 2;
   std::string text;
-  for (const auto& id : ids) text += id + ", ";
+  text.reserve(size);
+  for (const auto& id : ids) text.append(id).append(", ");
   return text;
 }
 
@@ -88,6 +91,7 @@ std::string RestCallFindSnapshotsByIDs::GetFailureMessage() const {
 
 void RestCallFindSnapshotsByIDs::ProcessResult() {
   mRecords.clear();
+  mRecords.reserve(mSnapshots->size());
   for (const auto& snapshot : *mSnapshots) {
     if (snapshot) mRecords.push_back(SnapshotRecordFromSnapshot(*snapshot));
   }

@@ -54,8 +54,8 @@ class RestCallFindSnapshotsByIDs final : public RestCallSnapshotBase {
  public:
   RestCallFindSnapshotsByIDs(RestConnection& restConn, std::vector<std::string> snapshotIds)
       : RestCallSnapshotBase(restConn), mSnapshotIds(std::move(snapshotIds)) {}
-  // In the order the array answered.
-  const std::vector<SnapshotRecord>& GetSnapshots() const { return mRecords; }
+  // In the order the array answered; handed over, so asked once.
+  std::vector<SnapshotRecord> TakeSnapshots() { return std::move(mRecords); }
 
  protected:
   void Initialize() override;

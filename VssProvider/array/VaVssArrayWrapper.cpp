@@ -294,7 +294,7 @@ HRESULT VaVssArrayWrapper::CreateSnapshotSetForVolumes(const GUID& snapshotSetId
       create.Execute();
       Vantor::RestCallFindSnapshotsByIDs read(TheArray(), create.GetCreatedSnapshotIds());
       read.Execute();
-      snapshots = read.GetSnapshots();
+      snapshots = read.TakeSnapshots();
     } catch (const std::exception&) {
       // A create whose answer failed its check, or whose snapshots could not be read back,
       // still made them: its answer names them.
