@@ -19,6 +19,9 @@ namespace vantor::http {
 // it, and an endless body from a broken peer must not exhaust memory. The text of the refusal
 // names the limit.
 inline constexpr std::size_t kMaxResponseBodyBytes = 32u * 1024u * 1024u;
+// Room kept after a body whose length was announced, so that a reader can pad the text (the
+// JSON parser reads a few bytes past its end) without moving it.
+inline constexpr std::size_t kResponseBodySpareBytes = 32;
 
 // Sees the body of an answer piece by piece as it arrives, before anything is built from it;
 // it throws (any std::exception) to refuse the answer, and the exchange then fails with

@@ -60,7 +60,7 @@ struct InPlaceParse {
 
 }  // namespace
 
-std::optional<JsonAnswer> JsonAnswer::parse(std::string_view text) {
+std::optional<JsonAnswer> JsonAnswer::parse(std::string text) {
   JsonAnswer answer;
   if (text.empty()) {
     answer.mDocument.SetObject();
@@ -72,8 +72,8 @@ std::optional<JsonAnswer> JsonAnswer::parse(std::string_view text) {
   if (!isValidUtf8(text)) return std::nullopt;
   // The parser's vector instructions read whole aligned 16-byte blocks, so up to 15 bytes past
   // the closing NUL: those bytes are the answer's own.
-  answer.mText.assign(text.size() + 1 + kReadPastEnd, '\0');
-  std::memcpy(answer.mText.data(), text.data(), text.size());
+  answer.mText = std::move(text);
+  answer.mText.append(1 + kReadPastEnd, '\0');
   InPlaceParse parse{answer.mText.data()};
   answer.mDocument.Populate(parse);
   if (!parse.parsed) return std::nullopt;

@@ -22,15 +22,16 @@ using JsonValue = rapidjson::Value;
 class JsonAnswer {
  public:
   // Reads `text` as one JSON value of valid UTF-8 (an empty text reads as {}); nothing is
-  // answered for anything else, a NUL byte included.
-  static std::optional<JsonAnswer> parse(std::string_view text);
+  // answered for anything else, a NUL byte included. The text becomes the answer's own (with
+  // room for 17 more bytes it is not copied).
+  static std::optional<JsonAnswer> parse(std::string text);
 
   const JsonValue& root() const { return mDocument; }
 
  private:
   JsonAnswer() = default;
 
-  std::vector<char> mText;
+  std::string mText;
   rapidjson::Document mDocument;
 };
 

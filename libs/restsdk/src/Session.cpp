@@ -110,7 +110,7 @@ JsonAnswer Session::exchange(const std::string& method, const std::string& path,
   }
 
   if (response.status < 200 || response.status > 299) throwServerError(method, fullPath, response);
-  std::optional<JsonAnswer> answer = JsonAnswer::parse(response.body);
+  std::optional<JsonAnswer> answer = JsonAnswer::parse(std::move(response.body));
   if (!answer) invalidAnswer(method, fullPath, "the body is not JSON");
   if (!answer->root().IsObject()) invalidAnswer(method, fullPath, "the body is not a JSON object");
   return std::move(*answer);

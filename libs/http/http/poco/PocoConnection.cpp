@@ -336,8 +336,10 @@ class PocoConnection final : public Connection {
            "the answer announces " + std::to_string(length) + " bytes, over the answer size limit of " +
                std::to_string(limit) + " bytes");
     // Room for an announced body up front (what a liar announces costs at most a megabyte).
-    if (hasLength) body.reserve(static_cast<std::size_t>(std::min<Poco::Int64>(length, Poco::Int64{1} << 20)));
-    std::array<char, 16384> buffer{};
+    if (hasLength)
+      body.reserve(static_cast<std::size_t>(std::min<Poco::Int64>(length, Poco::Int64{1} << 20)) +
+                   kResponseBodySpareBytes);
+    std::array<char, 16384> buffer;
     while (in) {
       in.read(buffer.data(), static_cast<std::streamsize>(buffer.size()));
       const std::streamsize got = in.gcount();
