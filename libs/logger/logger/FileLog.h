@@ -27,6 +27,8 @@ class CFileLog {
   // Why the last InitializeLogging refused the trace folder; empty when it did not.
   std::string TraceRefusal() const;
 
+  // `sourceFile` names the logging unit and must live as long as the process (a literal: see
+  // VA_LOG); the line keeps it, not a copy.
   template <class... Args>
   void Log(MSG_CATEGORY category, const wchar_t* sourceFile, unsigned long line, const wchar_t* format,
            const Args&... args) {

@@ -14,7 +14,9 @@ struct TraceEntry {
   std::chrono::system_clock::time_point time;
   std::uint32_t threadId = 0;
   MSG_CATEGORY category = MSG_INFO;
-  std::wstring source;
+  // The name of the logging unit: a literal (or other text that lives as long as the process),
+  // since the line is written later on another thread.
+  const wchar_t* source = L"?";
   unsigned long line = 0;
   std::wstring message;
 };

@@ -239,7 +239,13 @@ class Formatter {
 
   std::wstring Run() {
     std::wstring out;
-    out.reserve(format_.size() + 48 * args_.size());
+    // Room for the whole line as a rule: texts as long as they are, numbers and the like in 24.
+    std::size_t room = format_.size();
+    for (const LogArg& arg : args_) {
+      const LogArg::Kind kind = arg.kind();
+      room += kind == LogArg::Kind::Narrow ? arg.asNarrow().size() : kind == LogArg::Kind::Wide ? arg.asWide().size() : 24;
+    }
+    out.reserve(std::min<std::size_t>(room, 1u << 16));
     while (pos_ < format_.size()) {
       // The text up to the next conversion goes in one piece.
       const std::size_t conversion = std::min(format_.find(L'%', pos_), format_.size());
