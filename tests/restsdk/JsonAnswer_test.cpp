@@ -7,8 +7,11 @@
 #include <string>
 #include <string_view>
 
+#include <nlohmann/json.hpp>
+
 #include "AnswerLimits.h"
 #include "JsonAnswer.h"
+#include "JsonQuote.h"
 
 namespace restsdk_test {
 namespace {
@@ -85,6 +88,25 @@ TEST(JsonDepthGuard, JudgesEveryTextAsAByteByByteReadingInAnyPieces) {
   }
   EXPECT_GT(deeper, 1000);
   EXPECT_LT(deeper, 19000);
+}
+
+// Texts are scanned eight bytes at a time for what needs an escape: wherever such a byte sits,
+// the literal must read back as the text, and be as long as announced.
+TEST(JsonQuote, EveryTextReadsBackWhereverItsEscapesSit) {
+  using VantorStorage::WS::detail::appendQuoted;
+  using VantorStorage::WS::detail::quotedSize;
+  std::mt19937 random(4711);
+  const std::string_view alphabet = "\"\\\n\x01\x1f\x7f abcdefghijklmnopqrstuvwxyz_ABC";
+  for (int round = 0; round < 5000; ++round) {
+    std::string text(random() % 40, 'x');
+    // Mostly plain, with a byte of the alphabet here and there.
+    for (char& c : text)
+      if (random() % 6 == 0) c = alphabet[random() % alphabet.size()];
+    std::string literal = "prefix";
+    appendQuoted(literal, text);
+    ASSERT_EQ(literal.size(), 6 + quotedSize(text));
+    ASSERT_EQ(nlohmann::json::parse(literal.substr(6)).get<std::string>(), text);
+  }
 }
 
 }  // namespace

@@ -35,12 +35,19 @@ std::size_t utf8SequenceLength(std::string_view text, std::size_t at) {
 
 bool isValidUtf8(std::string_view text) {
   std::size_t at = 0;
+  constexpr std::uint64_t kHighBits = 0x8080808080808080ULL;
   while (at < text.size()) {
-    // Answers are nearly all ASCII: pass eight such bytes at a time.
+    // Answers are nearly all ASCII: pass 32 such bytes at a time, then eight.
+    while (text.size() - at >= 32) {
+      std::uint64_t words[4];
+      std::memcpy(words, text.data() + at, sizeof(words));
+      if (((words[0] | words[1] | words[2] | words[3]) & kHighBits) != 0) break;
+      at += 32;
+    }
     if (text.size() - at >= 8) {
       std::uint64_t word = 0;
       std::memcpy(&word, text.data() + at, sizeof(word));
-      if ((word & 0x8080808080808080ULL) == 0) {
+      if ((word & kHighBits) == 0) {
         at += 8;
         continue;
       }
