@@ -1,9 +1,9 @@
 #pragma once
 // An answer's body read as JSON. The text is parsed in place: the values' strings point into
-// the answer's own copy of the text, so an answer is read while it lives and moved, never copied.
-// Reading answers is on the path of the shadow-copy commit, which runs while the host's writes
-// are held: this parser reads the two answers of a 64-volume commit about four times faster than
-// the document type the request bodies are built with.
+// the answer's own text, so an answer is read while it lives and moved, never copied. Reading
+// answers is on the path of the shadow-copy commit, which runs while the host's writes are
+// held: this parser reads the two answers of a 64-volume commit about four times faster than
+// the JSON library the simulator and the tool use.
 // Every use of the parser includes it through here, so all see the same vector-instruction choice.
 #if defined(__SSE2__) && !defined(RAPIDJSON_SSE2)
 #define RAPIDJSON_SSE2
@@ -13,7 +13,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace VantorStorage::WS::detail {
 

@@ -47,7 +47,7 @@ void appendQuoted(std::string& out, std::string_view text) {
     out.resize(at + text.size() + 2);
     char* const literal = out.data() + at;
     literal[0] = '"';
-    std::memcpy(literal + 1, text.data(), text.size());
+    if (!text.empty()) std::memcpy(literal + 1, text.data(), text.size());  // an empty view may hold no pointer
     literal[text.size() + 1] = '"';
     return;
   }
