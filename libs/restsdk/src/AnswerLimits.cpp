@@ -1,5 +1,6 @@
 #include "AnswerLimits.h"
 
+#include <bit>
 #include <stdexcept>
 #include <string>
 
@@ -85,7 +86,7 @@ void JsonDepthGuard::feed(std::string_view piece) {
         continue;
       }
     }
-    for (const char* at = p + __builtin_ctz(anything); at != p + 16; ++at) take(at, skip);
+    for (const char* at = p + std::countr_zero(anything); at != p + 16; ++at) take(at, skip);
   }
 #endif
   for (; p != end; ++p) take(p, skip);

@@ -6,6 +6,7 @@
 // means "no value" on the wire); a value of another JSON type is an AnswerError naming the
 // object and the attribute.
 #include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -73,7 +74,7 @@ class ObjectReader {
       const std::string_view name(member->name.GetString(), member->name.GetStringLength());
       for (AttributeMask candidates = names.ofLength(name.size()) & missing; candidates != 0;
            candidates &= candidates - 1) {
-        const auto i = static_cast<std::size_t>(__builtin_ctz(candidates));
+        const auto i = static_cast<std::size_t>(std::countr_zero(candidates));
         if (names[i] != name) continue;
         mFound[i] = &member->value;
         missing &= ~(AttributeMask{1} << i);
@@ -130,8 +131,6 @@ class ObjectReader {
     if (value->Size() > kMaxObjectsPerAnswer) throw AnswerError(describe(attribute) + " has too many entries");
     return value;
   }
-
-  const ObjectPlace& place() const { return mPlace; }
 
  private:
   const JsonValue* find(std::size_t attribute) const {
