@@ -65,6 +65,16 @@ void appendBodyPiece(const Request& request, std::string& body, std::string_view
   body.append(piece);
 }
 
+void reserveAnnouncedBody(const Request& request, std::string& body, std::uint64_t announced) {
+  const std::size_t limit = std::min(request.maxBodyBytes, kMaxResponseBodyBytes);
+  if (announced > limit)
+    fail(TransportErrorKind::Protocol, request,
+         "the answer announces " + std::to_string(announced) + " bytes, over the answer size limit of " +
+             std::to_string(limit) + " bytes");
+  body.reserve(static_cast<std::size_t>(std::min<std::uint64_t>(announced, std::uint64_t{1} << 20)) +
+               kResponseBodySpareBytes);
+}
+
 void fail(TransportErrorKind kind, const Request& request, const std::string& detail) {
   throw TransportError(kind, std::string(toString(kind)) + ": " + request.method + " " + endpointText(request) +
                                  request.path + ": " + detail);

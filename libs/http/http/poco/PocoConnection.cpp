@@ -330,15 +330,7 @@ class PocoConnection final : public Connection {
                 std::string& body) {
     const bool hasLength = pocoResponse.hasContentLength();
     const Poco::Int64 length = hasLength ? pocoResponse.getContentLength64() : -1;
-    const std::size_t limit = std::min(request.maxBodyBytes, kMaxResponseBodyBytes);
-    if (hasLength && length > static_cast<Poco::Int64>(limit))
-      fail(TransportErrorKind::Protocol, request,
-           "the answer announces " + std::to_string(length) + " bytes, over the answer size limit of " +
-               std::to_string(limit) + " bytes");
-    // Room for an announced body up front (what a liar announces costs at most a megabyte).
-    if (hasLength)
-      body.reserve(static_cast<std::size_t>(std::min<Poco::Int64>(length, Poco::Int64{1} << 20)) +
-                   kResponseBodySpareBytes);
+    if (hasLength) detail::reserveAnnouncedBody(request, body, static_cast<std::uint64_t>(std::max<Poco::Int64>(length, 0)));
     std::array<char, 16384> buffer;
     while (in) {
       in.read(buffer.data(), static_cast<std::streamsize>(buffer.size()));

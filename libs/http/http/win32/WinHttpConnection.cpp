@@ -6,7 +6,10 @@
 #include <winhttp.h>
 
 #include <array>
+#include <charconv>
+#include <cstdint>
 #include <string>
+#include <system_error>
 #include <utility>
 
 #include "http/CertificatePin.h"
@@ -292,6 +295,12 @@ class WinHttpConnection final : public Connection {
       fail(TransportErrorKind::Protocol, request, "the answer has no status code");
     response.status = static_cast<int>(status);
     response.headers = readHeaders(handle.get());
+    if (const std::string* length = response.findHeader("Content-Length")) {
+      std::uint64_t announced = 0;
+      const auto [end, error] = std::from_chars(length->data(), length->data() + length->size(), announced);
+      if (error == std::errc() && end == length->data() + length->size())
+        detail::reserveAnnouncedBody(request, response.body, announced);
+    }
     readBody(handle.get(), request, deadline, limits, response.body);
     if (const std::string* length = response.findHeader("Content-Length")) {
       // WinHTTP ends a body that the server cut short like a complete one.
@@ -317,7 +326,7 @@ class WinHttpConnection final : public Connection {
 
   void readBody(HINTERNET handle, const Request& request, const Deadline& deadline, const Timeouts& limits,
                 std::string& body) {
-    std::array<char, 16384> buffer{};
+    std::array<char, 16384> buffer;
     for (;;) {
       limitWaits(handle, request, deadline);
       DWORD available = 0;
