@@ -207,6 +207,9 @@ void LoopbackServer::serve(std::intptr_t clientValue) {
         sendAll(client, answerText(step, step.body.size() + 100) + step.body);
         keep = false;
         break;
+      case Step::Kind::OverAnnounced:
+        keep = sendAll(client, answerText(step, std::size_t{64} << 20) + step.body);
+        break;
       case Step::Kind::NotHttp:
         sendAll(client, "THIS IS NOT HTTP\r\n\r\n");
         keep = false;

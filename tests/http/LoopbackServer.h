@@ -19,6 +19,7 @@ struct Step {
     CloseWithoutAnswer,
     DelayThenAnswer,
     TruncatedBody,     // announce more bytes than are sent, then close
+    OverAnnounced,     // announce more bytes than any answer may hold, send a few, keep the connection
     NotHttp,
     EndlessBody,       // stream bytes without a length until the client gives up
     Trickle,           // the whole answer, status line first, one byte every delayMs

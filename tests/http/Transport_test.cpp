@@ -70,6 +70,8 @@ TEST(Transport, FailuresBecomeTransportErrorsOfTheirKind) {
   add(Step::Kind::DelayThenAnswer, "{}", 1500, {TransportErrorKind::Timeout});
   add(Step::Kind::TruncatedBody, R"({"partial":)", 0, {TransportErrorKind::Dropped});
   add(Step::Kind::NotHttp, "", 0, {TransportErrorKind::Protocol, TransportErrorKind::Dropped});
+  // Refused on the announcement: a client that waited for the bytes would time out instead.
+  add(Step::Kind::OverAnnounced, "{}", 0, {TransportErrorKind::Protocol});
   // Whichever comes first: the size limit or the end of the exchange's time.
   add(Step::Kind::EndlessBody, "", 0, {TransportErrorKind::Protocol, TransportErrorKind::Timeout});
   for (const Case& c : cases) {
