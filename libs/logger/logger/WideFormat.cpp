@@ -243,7 +243,9 @@ class Formatter {
     std::size_t room = format_.size();
     for (const LogArg& arg : args_) {
       const LogArg::Kind kind = arg.kind();
-      room += kind == LogArg::Kind::Narrow ? arg.asNarrow().size() : kind == LogArg::Kind::Wide ? arg.asWide().size() : 24;
+      room += kind == LogArg::Kind::Narrow ? arg.asNarrow().size()
+              : kind == LogArg::Kind::Wide ? arg.asWide().size()
+                                           : 24;
     }
     out.reserve(std::min<std::size_t>(room, 1u << 16));
     while (pos_ < format_.size()) {

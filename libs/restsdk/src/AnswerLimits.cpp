@@ -60,8 +60,9 @@ void JsonDepthGuard::feed(std::string_view piece) {
   // counted at once unless the block could cross the limit or close more than is open; such a
   // block, or one with an escape, is taken byte by byte from its first byte that matters.
   const auto matches = [](__m128i block, char a, char b) {
-    return static_cast<unsigned>(
-        _mm_movemask_epi8(_mm_or_si128(_mm_cmpeq_epi8(block, _mm_set1_epi8(a)), _mm_cmpeq_epi8(block, _mm_set1_epi8(b)))));
+    const __m128i isA = _mm_cmpeq_epi8(block, _mm_set1_epi8(a));
+    const __m128i either = _mm_or_si128(isA, _mm_cmpeq_epi8(block, _mm_set1_epi8(b)));
+    return static_cast<unsigned>(_mm_movemask_epi8(either));
   };
   for (; end - p >= 16; p += 16) {
     const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));

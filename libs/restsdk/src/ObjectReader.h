@@ -56,7 +56,9 @@ class AttributeNames {
 
  private:
   static constexpr std::size_t kLengthSlots = 32;  // the last one takes every longer name
-  static constexpr std::size_t lengthSlot(std::size_t length) { return length < kLengthSlots ? length : kLengthSlots - 1; }
+  static constexpr std::size_t lengthSlot(std::size_t length) {
+    return length < kLengthSlots ? length : kLengthSlots - 1;
+  }
 
   std::array<std::string_view, N> mNames;
   std::array<AttributeMask, kLengthSlots> mByLength{};

@@ -194,8 +194,8 @@ v1::VolumeListPtr RecordCodec::readVolumeList(const json& answer) {
 }
 
 v1::SnapshotListPtr RecordCodec::readSnapshotList(const json& answer) {
-  return readList<v1::Snapshot>(dataArray(answer), "snapshot",
-                                [](const json& object, const ObjectPlace& place) { return readSnapshot(object, place); });
+  const auto readOne = [](const json& object, const ObjectPlace& place) { return readSnapshot(object, place); };
+  return readList<v1::Snapshot>(dataArray(answer), "snapshot", readOne);
 }
 
 v1::GroupListPtr RecordCodec::readGroupList(const json& answer) {
@@ -218,9 +218,10 @@ std::shared_ptr<v1::VsSnapVolListReturn> RecordCodec::readBulkCreateAnswer(const
     throw AnswerError(std::string("\"snap_list\" is ") + jsonTypeName(*snapList) + ", expected an array");
   if (snapList->Size() > kMaxObjectsPerAnswer) throw AnswerError("\"snap_list\" has too many entries");
   auto result = std::make_shared<v1::VsSnapVolListReturn>();
-  result->mSnapList = readList<v1::Snapshot>(*snapList, "snapshot", [wanted](const json& object, const ObjectPlace& place) {
+  const auto readOne = [wanted](const json& object, const ObjectPlace& place) {
     return readSnapshot(object, place, wanted);
-  });
+  };
+  result->mSnapList = readList<v1::Snapshot>(*snapList, "snapshot", readOne);
   result->mImmutable = true;
   return result;
 }

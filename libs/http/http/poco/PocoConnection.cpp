@@ -330,7 +330,8 @@ class PocoConnection final : public Connection {
                 std::string& body) {
     const bool hasLength = pocoResponse.hasContentLength();
     const Poco::Int64 length = hasLength ? pocoResponse.getContentLength64() : -1;
-    if (hasLength) detail::reserveAnnouncedBody(request, body, static_cast<std::uint64_t>(std::max<Poco::Int64>(length, 0)));
+    if (hasLength)
+      detail::reserveAnnouncedBody(request, body, static_cast<std::uint64_t>(std::max<Poco::Int64>(length, 0)));
     std::array<char, 16384> buffer;
     while (in) {
       in.read(buffer.data(), static_cast<std::streamsize>(buffer.size()));
