@@ -295,6 +295,11 @@ RequestTicket ArrayState::beginRequest(const std::string& groupId, const std::st
     return ticket;
 }
 
+void ArrayState::noteAnswer(std::uint64_t ticket, int status, bool injected) {
+    const std::scoped_lock lock(mMutex);
+    mLog.note(ticket, status, injected);
+}
+
 void ArrayState::finishRequest(std::uint64_t ticket, int status, bool injected) {
     const std::scoped_lock lock(mMutex);
     mLog.finish(ticket, status, injected);

@@ -55,6 +55,8 @@ public:
     // Request bookkeeping of the servers.
     RequestTicket beginRequest(const std::string& groupId, const std::string& op,
                                const std::string& method, const std::string& path);
+    // See RequestLog::note and RequestLog::finish.
+    void noteAnswer(std::uint64_t ticket, int status, bool injected);
     void finishRequest(std::uint64_t ticket, int status, bool injected);
     void countConnection(const std::string& groupId);
     // An injected delay; false when the simulator began to stop meanwhile.

@@ -89,7 +89,8 @@ void sendError(Poco::Net::HTTPServerResponse& response, int status, const std::s
     sendJson(response, status, errorBody(code, text));
 }
 
-int applyTransportFault(ArrayState& state, const FaultSpec& fault, Poco::Net::HTTPServerResponse& response) {
+int applyTransportFault(ArrayState& state, const FaultSpec& fault, Poco::Net::HTTPServerResponse& response,
+                        const std::function<void(int status)>& answering) {
     if (fault.delayMs > 0 && !state.pause(fault.delayMs)) {
         // The simulator is stopping: give up on the request like a dropped connection.
         response.setKeepAlive(false);
@@ -103,6 +104,7 @@ int applyTransportFault(ArrayState& state, const FaultSpec& fault, Poco::Net::HT
     if (fault.malformed) {
         const int status = fault.status != 0 ? fault.status : 200;
         const std::string text = "<html><body>Internal Server Error</body></html>";
+        answering(status);
         response.setStatusAndReason(static_cast<Poco::Net::HTTPResponse::HTTPStatus>(status));
         response.setContentType("application/json");  // claims JSON, as a broken server would
         response.setContentLength(static_cast<std::streamsize>(text.size()));

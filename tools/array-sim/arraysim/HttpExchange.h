@@ -7,6 +7,7 @@
 #include <Poco/Net/HTTPServerResponse.h>
 #include <nlohmann/json.hpp>
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -30,7 +31,9 @@ void sendError(Poco::Net::HTTPServerResponse& response, int status, const std::s
                const std::string& text);
 
 // The transport half of an injected fault: the delay, then a dropped connection or a body that
-// is not JSON. Returns the status answered (0 for a drop) or -1 when the request goes on.
-int applyTransportFault(ArrayState& state, const FaultSpec& fault, Poco::Net::HTTPServerResponse& response);
+// is not JSON (`answering` is told its status before it is sent). Returns the status answered
+// (0 for a drop) or -1 when the request goes on.
+int applyTransportFault(ArrayState& state, const FaultSpec& fault, Poco::Net::HTTPServerResponse& response,
+                        const std::function<void(int status)>& answering);
 
 }  // namespace arraysim

@@ -13,11 +13,23 @@ std::uint64_t RequestLog::begin(const std::string& groupId, const std::string& o
     return ticket;
 }
 
-void RequestLog::finish(std::uint64_t ticket, int status, bool injected) {
+RequestLog::Entry* RequestLog::find(std::uint64_t ticket) {
     // Entries are in ticket order; a reset in between leaves nothing to update.
     const auto it = std::lower_bound(mEntries.begin(), mEntries.end(), ticket,
                                      [](const Entry& e, std::uint64_t t) { return e.ticket < t; });
-    if (it == mEntries.end() || it->ticket != ticket) return;
+    return it == mEntries.end() || it->ticket != ticket ? nullptr : &*it;
+}
+
+void RequestLog::note(std::uint64_t ticket, int status, bool injected) {
+    if (Entry* const entry = find(ticket)) {
+        entry->status = status;
+        entry->injected = injected;
+    }
+}
+
+void RequestLog::finish(std::uint64_t ticket, int status, bool injected) {
+    Entry* const it = find(ticket);
+    if (it == nullptr) return;
     it->status = status;
     it->injected = injected;
     it->ms = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - it->arrived).count();

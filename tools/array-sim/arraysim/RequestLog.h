@@ -20,6 +20,9 @@ public:
     // request whose connection was dropped).
     std::uint64_t begin(const std::string& groupId, const std::string& op, const std::string& method,
                         const std::string& path);
+    // The outcome, logged before the answer leaves (a client holding the answer finds it here);
+    // finish() accounts the time once it has left and may still change the outcome.
+    void note(std::uint64_t ticket, int status, bool injected);
     void finish(std::uint64_t ticket, int status, bool injected);
     void countConnection(const std::string& groupId);
     int count(const std::string& groupId, const std::string& op) const;
@@ -43,6 +46,8 @@ private:
         double ms = 0;
     };
     static constexpr std::size_t kMaxEntries = 20000;  // counts stay exact beyond this
+
+    Entry* find(std::uint64_t ticket);
 
     std::uint64_t mNextTicket = 1;
     std::deque<Entry> mEntries;

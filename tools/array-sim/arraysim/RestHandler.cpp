@@ -35,6 +35,11 @@ void RestHandler::operator()(Poco::Net::HTTPServerRequest& request, Poco::Net::H
     const RequestTicket ticket = mState.beginRequest(mGroupId, route.op, method, request.getURI());
     int status = -1;
     bool injected = false;
+    // The outcome is logged before the answer leaves, so that a client holding the answer
+    // finds it in the log; the time is accounted once the answer has left (finishRequest).
+    const auto answering = [&](int answerStatus, bool answerInjected) {
+        mState.noteAnswer(ticket.ticket, answerStatus, answerInjected);
+    };
     try {
         // The request is read before a fault strikes, as with a server that fails while
         // working on it rather than one that stops listening.
@@ -51,14 +56,17 @@ void RestHandler::operator()(Poco::Net::HTTPServerRequest& request, Poco::Net::H
             }
         }
         if (ticket.fault) {
-            status = applyTransportFault(mState, *ticket.fault, response);
+            status = applyTransportFault(mState, *ticket.fault, response,
+                                         [&](int answerStatus) { answering(answerStatus, true); });
             injected = status != -1;
             if (status == -1 && generatesAnswer(*ticket.fault)) {
+                answering(200, true);
                 sendGenerated(mState, *ticket.fault, response);
                 status = 200;
                 injected = true;
             }
             if (status == -1 && ticket.fault->status != 0) {
+                answering(ticket.fault->status, true);
                 sendError(response, ticket.fault->status, ticket.fault->code, ticket.fault->text);
                 status = ticket.fault->status;
                 injected = true;
@@ -68,6 +76,7 @@ void RestHandler::operator()(Poco::Net::HTTPServerRequest& request, Poco::Net::H
             Answer answer = serve(route, method, request, body, authorized);
             const FaultSpec* shaping = ticket.fault && shapesAnswer(*ticket.fault) ? &*ticket.fault : nullptr;
             if (shaping == nullptr) {
+                answering(answer.status, false);
                 sendJson(response, answer.status, answer.body);
                 status = answer.status;
             } else {
@@ -78,14 +87,17 @@ void RestHandler::operator()(Poco::Net::HTTPServerRequest& request, Poco::Net::H
                     response.setKeepAlive(false);
                     status = 0;
                 } else if (shaping->trickleMs > 0) {
+                    answering(answer.status, true);
                     status = sendTrickled(mState, *shaping, response, answer.status, answer.body) ? answer.status : 0;
                 } else {
+                    answering(answer.status, true);
                     sendJson(response, answer.status, answer.body);
                     status = answer.status;
                 }
             }
         }
     } catch (const ArrayError& e) {
+        answering(e.status(), injected);
         sendError(response, e.status(), e.code(), e.what());
         status = e.status();
     } catch (const std::exception& e) {
